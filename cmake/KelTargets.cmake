@@ -1,0 +1,53 @@
+# The shapes that every target of this tree has: one object library per folder, programs that take every object of
+# the folders they name. Object libraries, and not archives, because log sources, parameters and texts register
+# themselves from static initialisers: nothing may be dropped just because no symbol of it is referred to.
+
+find_package(Threads REQUIRED)
+
+add_library(kel_options INTERFACE)
+target_include_directories(kel_options INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(kel_options INTERFACE -Wall -Wextra -Wshadow
+  "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" -fno-plt)
+target_compile_definitions(kel_options INTERFACE _FILE_OFFSET_BITS=64 _GNU_SOURCE)
+target_link_libraries(kel_options INTERFACE Threads::Threads)
+if(KEL_WERROR)
+  target_compile_options(kel_options INTERFACE -Werror)
+endif()
+if(KEL_SANITIZE)
+  target_compile_options(kel_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+    -fno-omit-frame-pointer)
+  target_link_options(kel_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(KEL_FUZZ)
+  target_compile_options(kel_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# kel_objects(NAME [FOLDERS sub...]): the object library of the current folder, and of the sub-folders named.
+function(kel_objects name)
+  cmake_parse_arguments(arg "" "" "FOLDERS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+  foreach(folder IN LISTS arg_FOLDERS)
+    file(GLOB more CONFIGURE_DEPENDS "${folder}/*.cpp")
+    list(APPEND sources ${more})
+  endforeach()
+  if(NOT sources)
+    set(sources "${PROJECT_SOURCE_DIR}/cmake/empty.cpp")
+  endif()
+  add_library(${name} OBJECT ${sources})
+  target_link_libraries(${name} PUBLIC kel_options)
+endfunction()
+
+# kel_program(NAME LIBS...): a program from every source of the current folder and the objects of LIBS.
+function(kel_program name)
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE kel_options ${ARGN})
+  if(NOT KEL_SANITIZE)
+    # The dynamic C++ run-time alone would cost a third of the start-up time.
+    target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,-z,now -Wl,--hash-style=gnu
+      -Wl,--as-needed)
+  endif()
+endfunction()
