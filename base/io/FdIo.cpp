@@ -1,0 +1,323 @@
+#include "base/io/FdIo.h"
+
+#include <cerrno>
+#include <limits>
+
+#include <sys/socket.h>
+
+#include "base/io/FdManager.h"
+#include "base/io/IoHandler.h"
+#include "base/os/socketUtil.h"
+#include "base/plat/IntParameter.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/SystemException.h"
+#include "base/plat/assert.h"
+#include "base/rdr/BlockException.h"
+#include "base/rdr/FdInStream.h"
+
+namespace io {
+
+namespace {
+
+plat::LogSrc log("FdIo");
+
+plat::IntParameter lazyFlushTimeout("LazyFlushTimeout",
+                                    "Maximum number of seconds for which attempts should be made to flush data to an "
+                                    "unresponsive client (maximum 49 days)",
+                                    60, 0, std::numeric_limits<int>::max(), true);
+
+int lazyFlushTimeoutMs() {
+  constexpr int MaxMs = std::numeric_limits<int>::max();
+  const int seconds = lazyFlushTimeout.getValueInt();
+  return seconds > MaxMs / 1000 ? MaxMs : seconds * 1000;
+}
+
+const char* boolText(bool value) noexcept {
+  return value ? "true" : "false";
+}
+
+}  // namespace
+
+FdIo::FdIo(int fd, bool own, bool isConnecting, int inBufSize, int maxOutBufSize, bool setNonBlocking) {
+  ownFd = own;
+  connecting = isConnecting;
+  os::socketInit();
+  if (fd >= 0) {
+    attach(fd, inBufSize, maxOutBufSize, setNonBlocking);
+  }
+}
+
+FdIo::~FdIo() {
+  try {
+    FdIo::setHandler(nullptr, true);
+  } catch (const plat::Exception& e) {
+    plat::warnException(e);
+  }
+  in_.reset();
+  out_.reset();
+}
+
+void FdIo::attach(int newFd, int inBufSize, int maxOutBufSize, bool setNonBlocking) {
+  PLAT_REQUIRE_AS(fd_ < 0, "fd < 0", __FILE__, __LINE__);
+  fd_ = newFd;
+  in_ = std::make_unique<rdr::FdInStream>(fd_, inBufSize);
+  auto outStream = std::make_unique<rdr::FdOutStream>(fd_, maxOutBufSize);
+  outStream->setCallback(this);
+  out_ = std::move(outStream);
+  if (setNonBlocking) {
+    os::setBlocking(fd_, false);
+  }
+}
+
+rdr::FdInStream& FdIo::fdIn() const noexcept {
+  return static_cast<rdr::FdInStream&>(*in_);
+}
+
+rdr::FdOutStream& FdIo::fdOut() const noexcept {
+  return static_cast<rdr::FdOutStream&>(*out_);
+}
+
+void FdIo::setHandler(IoHandler* newHandler, bool wantRead) {
+  if (newHandler == nullptr && handler == nullptr) {
+    return;
+  }
+  if (fdMgr == nullptr) {
+    fdMgr = FdManager::current();
+    PLAT_REQUIRE(fdMgr);
+  }
+  handler = newHandler;
+  fdMgr->setRegistered(*this, newHandler != nullptr);
+  if (state != State::ShuttingDown) {
+    updateInterest(newHandler != nullptr && wantRead, newHandler != nullptr && connecting);
+  }
+  if (newHandler == nullptr) {
+    flushTimer.stop();
+    fdMgr = nullptr;
+  } else {
+    if (wantRead && (in_->nUnread() > 0 || fdIn().timedOut())) {
+      fdMgr->setPendingRead(*this);  // select does not report what has left the descriptor
+    }
+    if (!connecting) {
+      fdMgr->setPendingWrite(*this);
+    }
+    fdMgr->wake();
+  }
+  setStreamModes(newHandler != nullptr);
+}
+
+void FdIo::updateInterest(bool read, bool write) {
+  if (read != readInterest || write != writeInterest) {
+    readInterest = read;
+    writeInterest = write;
+    if (fdMgr != nullptr) {
+      fdMgr->setInterest(*this, read, write);
+    }
+  }
+}
+
+// Leaving lazy mode sends what is pending, and waits for it.
+void FdIo::setStreamModes(bool lazy) {
+  fdIn().setNonBlocking(lazy);
+  try {
+    fdOut().setLazy(lazy);
+  } catch (const plat::Exception& e) {
+    log.error("setHandler: %s", plat::ExceptionText(e).get());
+  }
+}
+
+void FdIo::shutdown(bool flush, bool tellHandler) {
+  log.debug("shutdown %p (fd=%d), flush %s (tellHandler %s)", static_cast<void*>(this), fd_, boolText(flush),
+            boolText(tellHandler));
+  if (fdMgr == nullptr) {
+    PLAT_REQUIRE(!tellHandler);
+    log.debug("immediate shutdown %p (fd=%d)", static_cast<void*>(this), fd_);
+    delete this;
+    return;
+  }
+  state = State::ShuttingDown;
+  updateInterest(false, false);
+  if (!tellHandler) {
+    handler = nullptr;
+  }
+  if (flush) {
+    fdMgr->setPendingWrite(*this);
+  } else {
+    shutdownTimer.start(0);
+  }
+}
+
+void FdIo::markReadable() {
+  if (fdMgr != nullptr && state != State::ShuttingDown) {
+    fdMgr->setPendingRead(*this);
+  }
+}
+
+const char* FdIo::displayName() {
+  if (name_.isNull()) {
+    name_ = plat::String::format("<fd%d>", fd_);
+  }
+  return name_.get();
+}
+
+plat::String FdIo::peerEndpoint() {
+  return "";
+}
+
+plat::String FdIo::peerAddress() {
+  return "";
+}
+
+plat::String FdIo::myEndpoint() {
+  return "";
+}
+
+void FdIo::setTimeout(int ms) {
+  PLAT_REQUIRE(in_ && out_);
+  fdIn().setTimeout(ms);
+  fdOut().setTimeout(ms);
+}
+
+int FdIo::socketError() {
+  if (socketError_ == 0) {
+    socklen_t length = sizeof socketError_;
+    if (::getsockopt(fd_, SOL_SOCKET, SO_ERROR, &socketError_, &length) != 0) {
+      throw plat::SystemException("getsockopt", errno);
+    }
+  }
+  return socketError_;
+}
+
+void FdIo::setSocketError(int error) {
+  socketError_ = error;
+}
+
+// The handler may have destroyed this object when it returns; it must not have when it throws.
+void FdIo::readable() {
+  try {
+    PLAT_REQUIRE(handler);
+    handler->ioReadable(*this);
+  } catch (const rdr::BlockException&) {
+    // called again when more has come
+  } catch (const plat::Exception& e) {
+    log.info("Read error: %s", e.message);
+    shutdown(false, true);
+  }
+}
+
+void FdIo::writable() {
+  try {
+    connecting = false;
+    // One-shot: taken up again only if a write blocks.
+    if (writeInterest) {
+      updateInterest(readInterest, false);
+    }
+    if (out_->nPending() != 0) {
+      fdOut().writeAll(fdOut().waitOnWrite());
+    } else {
+      drained();
+    }
+  } catch (const plat::Exception& e) {
+    log.info("Write error: %s", e.message);
+    shutdown(false, true);
+  }
+}
+
+// Everything has left the buffer.
+void FdIo::drained() {
+  switch (state) {
+    case State::ShuttingDown:
+      shutdownTimer.start(0);
+      break;
+    case State::Closing:
+      out_->closeWrite();
+      fdMgr->clearPendingWrite(*this);
+      break;
+    case State::Normal:
+      PLAT_REQUIRE(handler);
+      handler->ioWritable(*this);
+      break;
+  }
+}
+
+void FdIo::writeResult(rdr::FdOutStream*, bool blocked) {
+  if (blocked) {
+    updateInterest(readInterest, true);
+    if (fdMgr != nullptr) {
+      flushTimer.start(lazyFlushTimeoutMs());
+    }
+  } else if (fdMgr != nullptr) {
+    flushTimer.stop();
+    fdMgr->setPendingWrite(*this);
+  }
+}
+
+void FdIo::writeClosed(rdr::FdOutStream*) {
+  closeAfterDrain();
+}
+
+void FdIo::closeAfterDrain() {
+  if (state == State::Normal) {
+    state = State::Closing;
+  }
+}
+
+bool FdIo::timerFired(plat::Timer& timer) {
+  if (&timer == &flushTimer) {
+    flushTimedOut();
+  } else {
+    completeShutdown();
+  }
+  return false;
+}
+
+// The peer has taken nothing for too long. It ends on the path of any other read error.
+void FdIo::flushTimedOut() {
+  log.debug("flush timer");
+  PLAT_REQUIRE(handler);
+  if (state == State::ShuttingDown) {
+    shutdownTimer.start(0);
+    return;
+  }
+  fdIn().setTimedOut();
+  if (readInterest) {
+    fdMgr->setPendingRead(*this);
+  }
+}
+
+// DESTROYS ITSELF.
+void FdIo::completeShutdown() {
+  log.debug("shutdown complete %p (fd=%d)", static_cast<void*>(this), fd_);
+  tellClosed();
+  if (fdMgr != nullptr) {
+    fdMgr->setRegistered(*this, false);
+  }
+  handler = nullptr;
+  delete this;
+}
+
+void FdIo::tellClosed() {
+  if (handler == nullptr) {
+    return;
+  }
+  try {
+    handler->ioClosed(*this);
+  } catch (const plat::Exception& e) {
+    log.info("Shutdown error: %s", e.message);
+  }
+}
+
+// DESTROYS ITSELF if it was shutting down.
+void FdIo::managerGone() {
+  if (state == State::ShuttingDown) {
+    tellClosed();
+    log.debug("shutdown completed by FdManager dtor %p (fd=%d)", static_cast<void*>(this), fd_);
+    handler = nullptr;
+    delete this;
+    return;
+  }
+  fdMgr = nullptr;
+  handler = nullptr;
+  readInterest = writeInterest = false;  // the next manager has been told nothing
+}
+
+}  // namespace io

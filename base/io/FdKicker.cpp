@@ -1,0 +1,82 @@
+#include "base/io/FdKicker.h"
+
+#include <algorithm>
+
+#include <unistd.h>
+
+#include "base/io/FdKickerCallback.h"
+#include "base/io/FdManager.h"
+#include "base/os/socketUtil.h"
+#include "base/plat/assert.h"
+#include "base/rdr/BlockException.h"
+#include "base/rdr/FdInStream.h"
+
+namespace io {
+
+FdKicker::FdKicker(FdKickerCallback* kicked) : callback(kicked) {
+  openPipe();
+  try {
+    os::setBlocking(fd_, false);
+    os::setBlocking(writeFd, false);
+    in = std::make_unique<rdr::FdInStream>(fd_);
+    in->setNonBlocking(true);
+    fdMgr = FdManager::current();
+    PLAT_REQUIRE(fdMgr);
+    fdMgr->setRegistered(*this, true);
+    fdMgr->setInterest(*this, true, false);
+  } catch (const plat::Exception&) {
+    ::close(writeFd);
+    throw;
+  }
+}
+
+FdKicker::~FdKicker() {
+  if (fdMgr != nullptr) {
+    fdMgr->setInterest(*this, false, false);
+    fdMgr->setRegistered(*this, false);
+  }
+  if (writeFd >= 0 && ownWriteFd) {
+    ::close(writeFd);
+  }
+}
+
+void FdKicker::openPipe() {
+  int fds[2];
+  os::pipeCloseOnExec(fds);
+  if (fd_ >= 0) {
+    ::close(fd_);
+  }
+  fd_ = fds[0];
+  writeFd = fds[1];
+}
+
+void FdKicker::kick(std::uint8_t byte) noexcept {
+  // Nothing can be done about a failure, and a full pipe wakes the loop anyway.
+  [[maybe_unused]] const ssize_t written = ::write(writeFd, &byte, 1);
+}
+
+bool FdKicker::hasData() {
+  return in->nUnread() > 0 || in->check(false, 1);
+}
+
+void FdKicker::drain() {
+  while (in->check(false, 1)) {
+    in->skip(std::min(in->nUnread(), 4096));
+    in->checkpoint();
+  }
+}
+
+void FdKicker::readable() {
+  try {
+    callback->fdKicked(*this, *in);
+  } catch (const rdr::BlockException&) {
+    // all bytes have been read
+  }
+  in->checkpoint();
+}
+
+void FdKicker::managerGone() {
+  fdMgr = nullptr;
+}
+
+}  // namespace io

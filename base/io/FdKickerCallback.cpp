@@ -1,0 +1,7 @@
+#include "base/io/FdKickerCallback.h"
+
+namespace io {
+
+FdKickerCallback::~FdKickerCallback() = default;
+
+}  // namespace io

@@ -1,0 +1,117 @@
+#include "base/io/FdSelectManager.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+
+#include <sys/select.h>
+
+#include "base/io/FdHandler.h"
+#include "base/plat/SystemException.h"
+
+namespace io {
+
+namespace {
+
+bool canWatch(const FdHandler& handler) noexcept {
+  return handler.fd() >= 0 && handler.fd() < FD_SETSIZE;
+}
+
+/// One millisecond more than asked, so that a timer is due when the wait ends; 0 only looks.
+timeval waitTime(int limitMs) noexcept {
+  const long ms = limitMs == 0 || limitMs == std::numeric_limits<int>::max() ? limitMs : limitMs + 1L;
+  return {ms / 1000, ms % 1000 * 1000};
+}
+
+}  // namespace
+
+struct FdSelectManager::ReadySets {
+  ReadySets() noexcept { clear(); }
+  void clear() noexcept {
+    FD_ZERO(&read);
+    FD_ZERO(&write);
+    FD_ZERO(&except);
+  }
+  fd_set read, write, except;
+};
+
+FdSelectManager::FdSelectManager() = default;
+
+FdSelectManager::~FdSelectManager() = default;
+
+void FdSelectManager::setFdInterest(FdHandler& handler, bool read, bool write) {
+  if (read) {
+    readSet.insert(handler);
+  } else {
+    readSet.remove(handler);
+  }
+  if (write) {
+    writeSet.insert(handler);
+  } else {
+    writeSet.remove(handler);
+  }
+}
+
+void FdSelectManager::handlerRemoved(FdHandler& handler) {
+  readSet.remove(handler);
+  writeSet.remove(handler);
+  exceptSet.remove(handler);
+}
+
+bool FdSelectManager::processEvents(int timeoutMs) {
+  const int nextTimerMs = timers.timeToNext();
+  const bool limitedByTimer = nextTimerMs >= 0 && (timeoutMs < 0 || nextTimerMs <= timeoutMs);
+  ReadySets ready;
+  const int count = waitForEvents(ready, limitedByTimer ? nextTimerMs : timeoutMs);
+  if (count > 0) {
+    collectReady(ready);
+  }
+  dispatch();
+  return count != 0 || limitedByTimer;
+}
+
+/// @param limitMs negative for none. @return how many bits are set, -1 if a signal came.
+int FdSelectManager::waitForEvents(ReadySets& ready, int limitMs) {
+  int nfds = 0;
+  const auto fill = [&nfds](const HandlerList& list, fd_set& set) {
+    for (const FdHandler* handler : list) {
+      if (canWatch(*handler)) {
+        FD_SET(handler->fd(), &set);
+        nfds = std::max(nfds, handler->fd() + 1);
+      }
+    }
+  };
+  fill(readSet, ready.read);
+  fill(writeSet, ready.write);
+  fill(exceptSet, ready.except);
+  timeval timeout = {};
+  if (limitMs >= 0) {
+    timeout = waitTime(limitMs);
+  }
+  const int count = ::select(nfds, &ready.read, &ready.write, &ready.except, limitMs >= 0 ? &timeout : nullptr);
+  if (count >= 0) {
+    return count;
+  }
+  if (errno != EINTR) {
+    throw plat::SystemException("select", errno);
+  }
+  // The signal's own byte is in a pipe that the next turn reads; this one still serves timers and pending calls.
+  ready.clear();
+  return -1;
+}
+
+void FdSelectManager::collectReady(const ReadySets& ready) {
+  for (FdHandler* handler : handlers) {
+    if (!canWatch(*handler)) {
+      continue;
+    }
+    if (FD_ISSET(handler->fd(), &ready.read) || FD_ISSET(handler->fd(), &ready.except)) {
+      pendingRead.insert(*handler);
+    }
+    if (FD_ISSET(handler->fd(), &ready.write)) {
+      pendingWrite.insert(*handler);
+    }
+  }
+}
+
+}  // namespace io

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "base/plat/Exception.h"
+
+namespace io {
+
+/// A failure of getaddrinfo or getnameinfo: "<call>: '<the resolver's text>' (<code>)".
+class GetAddrInfoException : public plat::Exception {
+public:
+  /// @param code one of EAI_AGAIN, EAI_NONAME, ...
+  GetAddrInfoException(const char* call, int code);
+
+  /// The same for the user: a text in the user's language where there is one for the code, else the message.
+  /// Lives as long as this object and the texts in force.
+  const char* userText() const;
+
+  int code;
+};
+
+}  // namespace io

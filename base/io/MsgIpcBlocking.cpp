@@ -1,0 +1,65 @@
+#include <cstring>
+
+#include "base/io/MsgIpc.h"
+#include "base/rdr/BlockException.h"
+#include "base/rdr/EndOfStream.h"
+
+// The reads of programs that wait for their messages instead of running an event loop.
+
+namespace io {
+
+void MsgIpc::readMessage(const char* expected) {
+  if (!inState(&MsgIpc::startMsg)) {
+    throw plat::Exception("MsgIpc::readMessage: not in state startMsg");
+  }
+  expectedMsg_ = expected;
+  try {
+    readWholeMessage();
+  } catch (const plat::Exception& e) {
+    Ipc::log().info("%s: %s", ipc_.name(), plat::ExceptionText(e).get());
+    skipFailedMessage();
+    expectedMsg_ = nullptr;
+    throw;
+  }
+  expectedMsg_ = nullptr;
+}
+
+void MsgIpc::readWholeMessage() {
+  do {
+    const bool waitsForMsg = inState(&MsgIpc::startMsg);
+    if (!stateMachine_.step(*this) && (waitsForMsg || !ipc_.blocking())) {
+      throw rdr::BlockException();
+    }
+    in_.checkpoint();
+  } while (!inState(&MsgIpc::startMsg));
+}
+
+void MsgIpc::skipFailedMessage() {
+  try {
+    if (in_.inMsg()) {
+      in_.skipRestOfMsg();
+      in_.endMsg();
+    }
+    stateMachine_.set(&MsgIpc::startMsg);
+  } catch (const plat::Exception& e) {
+    Ipc::log().error("%s: skip error: %s", ipc_.name(), plat::ExceptionText(e).get());
+  }
+}
+
+void MsgIpc::readUntil(const char* name) {
+  do {
+    readMessage(nullptr);
+  } while (std::strcmp(msgName(), name) != 0);
+}
+
+void MsgIpc::readAll() {
+  try {
+    for (;;) {
+      readMessage(nullptr);
+    }
+  } catch (const rdr::EndOfStream&) {
+    // the peer has said all it had to say
+  }
+}
+
+}  // namespace io

@@ -1,0 +1,114 @@
+#include "base/io/TcpIo.h"
+
+#include <cerrno>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include "base/io/endpoint.h"
+#include "base/plat/LogSrc.h"
+
+namespace io {
+
+namespace {
+
+plat::LogSrc tcpLog("TcpIo");
+
+/// Runs a name query that must not throw. @param what the operation's name, for the log.
+template <class Query>
+plat::String logFailure(const char* what, Query query) {
+  try {
+    return query();
+  } catch (const plat::Exception& e) {
+    tcpLog.info("%s error: %s", what, plat::ExceptionText(e).get());
+    return "";
+  }
+}
+
+}  // namespace
+
+TcpIo::TcpIo(int socketFd, bool closeAtEnd, bool isConnecting, int inBufSize, int maxOutBufSize)
+    : FdIo(socketFd, closeAtEnd, isConnecting, inBufSize, maxOutBufSize, true) {
+  if (isConnecting) {
+    return;
+  }
+  if (!setNoDelay(socketFd, false)) {
+    tcpLog.debug("unable to setsockopt TCP_NODELAY: %d", errno);
+  }
+  if (myInfo().isLoopback() && peerInfo().isLoopback()) {
+    flags().insert("secureTransport");
+  }
+}
+
+TcpIo::~TcpIo() = default;
+
+void TcpIo::setHostName(const char* hostName) {
+  hostName_ = hostName;
+}
+
+const IpInfo& TcpIo::myInfo() {
+  if (!myInfo_) {
+    myInfo_ = std::make_unique<IpInfo>(fd(), IpInfo::End::Local);
+  }
+  return *myInfo_;
+}
+
+const IpInfo& TcpIo::peerInfo() {
+  if (!peerInfo_) {
+    peerInfo_ = std::make_unique<IpInfo>(fd(), IpInfo::End::Peer);
+  }
+  return *peerInfo_;
+}
+
+const char* TcpIo::displayName() {
+  if (displayText_.empty()) {
+    displayText_ = logFailure("displayName", [this] { return peerInfo().displayText("TCP", hostName_.get()); });
+  }
+  return displayText_.empty() ? FdIo::displayName() : displayText_.get();
+}
+
+plat::String TcpIo::peerEndpoint() {
+  if (peerEndpointText_.empty()) {
+    peerEndpointText_ = logFailure("peerEndpoint", [this]() -> plat::String {
+      return hostName_.isNull() ? peerInfo().endpointText()
+                                : formatEndpoint(hostName_.get(), peerInfo().port(), -1, -1);
+    });
+  }
+  return peerEndpointText_;
+}
+
+plat::String TcpIo::resolvedPeerEndpoint() {
+  return logFailure("resolvedPeerEndpoint", [this] { return peerInfo().endpointText(); });
+}
+
+plat::String TcpIo::peerAddress() {
+  return logFailure("peerAddress", [this] { return peerInfo().numericHostName(); });
+}
+
+plat::String TcpIo::myEndpoint() {
+  return logFailure("myEndpoint", [this] { return myInfo().endpointText(); });
+}
+
+bool TcpIo::setNoDelay(int socketFd, bool nagle) noexcept {
+  const int on = nagle ? 0 : 1;
+  return ::setsockopt(socketFd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0;
+}
+
+const char* TcpIo::tcpErrorKey(int error) noexcept {
+  switch (error) {
+    case ETIMEDOUT:
+      return "io_error_tcp_timedout";
+    case ENETUNREACH:
+    case EHOSTDOWN:
+    case EHOSTUNREACH:
+      return "io_error_ip_nethostunreach";
+    case ECONNRESET:
+    case EPIPE:
+      return "io_error_tcp_connreset";
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace io

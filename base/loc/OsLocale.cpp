@@ -1,0 +1,199 @@
+#include "base/loc/OsLocale.h"
+
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <optional>
+
+#include <langinfo.h>
+
+#include "base/loc/localeLog.h"
+#include "base/plat/Lock.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/Mutex.h"
+
+namespace loc {
+
+namespace {
+
+/// The answers found so far, under a lock of their own; a missing answer means that the system refused the name.
+struct Cache {
+  plat::Mutex mutex;
+  std::map<std::string, std::optional<OsLocale>> resolved;
+  std::map<std::string, locale_t> objects;
+};
+
+Cache& cache() {
+  static Cache* const instance = new Cache;  // outlives every static object that may still translate
+  return *instance;
+}
+
+struct ProcessLocale {
+  plat::Mutex mutex;
+  OsLocale locale;
+};
+
+ProcessLocale& processLocale() {
+  static ProcessLocale* const instance = new ProcessLocale;
+  return *instance;
+}
+
+std::string foldCodeset(const char* codeset) {
+  std::string folded;
+  for (const char* c = codeset; *c; ++c) {
+    if (*c != '-' && *c != '_') {
+      folded += static_cast<char>(std::tolower(static_cast<unsigned char>(*c)));
+    }
+  }
+  return folded;
+}
+
+bool startsWith(const std::string& text, const char* prefix) {
+  return text.rfind(prefix, 0) == 0;
+}
+
+/// Restores LC_CTYPE, which probing has to change.
+class CtypeSaver {
+public:
+  CtypeSaver() {
+    if (const char* now = setlocale(LC_CTYPE, nullptr)) {
+      saved_ = now;
+    }
+  }
+  CtypeSaver(const CtypeSaver&) = delete;
+  CtypeSaver& operator=(const CtypeSaver&) = delete;
+  ~CtypeSaver() { setlocale(LC_CTYPE, saved_.c_str()); }
+
+private:
+  std::string saved_ = "C";
+};
+
+/// What the system library says of one exact name: its own spelling in `answer`, and the codeset.
+bool probe(const std::string& name, std::string& answer, Codeset& codeset) {
+  const CtypeSaver saver;
+  const char* accepted = setlocale(LC_CTYPE, name.c_str());
+  if (!accepted) {
+    return false;
+  }
+  answer = accepted;
+  codeset = classifyCodeset(nl_langinfo(CODESET));
+  return true;
+}
+
+bool probeSpelling(const std::string& stem, const std::string& modifier, const char* spelling, Codeset wanted,
+                   OsLocale& result) {
+  std::string name = stem + "." + spelling;
+  if (!modifier.empty()) {
+    name += "@" + modifier;
+  }
+  std::string answer;
+  Codeset codeset = Codeset::Other;
+  if (!probe(name, answer, codeset) || codeset != wanted) {
+    return false;
+  }
+  result = {name, wanted};
+  return true;
+}
+
+bool resolveUncached(const std::string& name, OsLocale& result) {
+  std::string answer = name;
+  Codeset codeset = Codeset::Other;
+  const bool known = probe(name, answer, codeset);
+  if (known && codeset == Codeset::Utf8) {
+    result = {name, codeset};
+    return true;
+  }
+  const std::size_t cut = answer.find_first_of(".@");
+  const std::string stem = answer.substr(0, cut);
+  const std::size_t at = answer.find('@');
+  const std::string modifier = at == std::string::npos ? std::string() : answer.substr(at + 1);
+  for (const char* spelling : {"UTF-8", "utf-8", "UTF8", "utf8"}) {
+    if (probeSpelling(stem, modifier, spelling, Codeset::Utf8, result)) {
+      return true;
+    }
+  }
+  if (known && (codeset == Codeset::Latin1 || codeset == Codeset::Ascii)) {
+    result = {name, codeset};
+    return true;
+  }
+  for (const char* spelling : {"ISO-8859-1", "ISO8859-1", "iso88591", "ISO-8859-15", "ISO8859-15"}) {
+    if (probeSpelling(stem, modifier, spelling, Codeset::Latin1, result)) {
+      return true;
+    }
+  }
+  return probeSpelling(stem, modifier, "US-ASCII", Codeset::Ascii, result);
+}
+
+}  // namespace
+
+Codeset classifyCodeset(const char* codeset) {
+  const std::string folded = foldCodeset(codeset ? codeset : "");
+  if (folded == "utf8") {
+    return Codeset::Utf8;
+  }
+  if (startsWith(folded, "iso88591")) {
+    return Codeset::Latin1;
+  }
+  const bool ascii = folded.find("ascii") != std::string::npos || folded == "isoir6" || folded == "646" ||
+                     startsWith(folded, "iso646") || startsWith(folded, "ansix3.4");
+  return ascii ? Codeset::Ascii : Codeset::Other;
+}
+
+bool resolveOsLocale(const std::string& name, OsLocale& result) {
+  const plat::Lock lock(cache().mutex);
+  auto found = cache().resolved.find(name);
+  if (found == cache().resolved.end()) {
+    OsLocale fresh;
+    const bool known = resolveUncached(name, fresh);
+    found = cache().resolved.emplace(name, known ? std::optional(fresh) : std::nullopt).first;
+  }
+  if (!found->second) {
+    return false;
+  }
+  result = *found->second;
+  return true;
+}
+
+OsLocale chooseOsLocale(const std::vector<std::string>& locales) {
+  for (const std::string& name : locales) {
+    OsLocale found;
+    if (resolveOsLocale(name, found)) {
+      return found;
+    }
+    localeLog().info("No OS support for locale \"%s\"", name.c_str());
+  }
+  return {};
+}
+
+const std::string& systemLocaleName() {
+  static const std::string name = [] {
+    const char* now = setlocale(LC_MESSAGES, nullptr);
+    const std::string saved = now ? now : "C";
+    const char* fromEnvironment = setlocale(LC_MESSAGES, "");
+    std::string answer = fromEnvironment ? fromEnvironment : "C";
+    setlocale(LC_MESSAGES, saved.c_str());
+    return answer;
+  }();
+  return name;
+}
+
+OsLocale processOsLocale() {
+  const plat::Lock lock(processLocale().mutex);
+  return processLocale().locale;
+}
+
+void setProcessOsLocale(const OsLocale& locale) {
+  const plat::Lock lock(processLocale().mutex);
+  processLocale().locale = locale;
+}
+
+locale_t osLocaleObject(const std::string& name) {
+  const plat::Lock lock(cache().mutex);
+  const auto [position, isNew] = cache().objects.emplace(name, locale_t{});
+  if (isNew) {
+    position->second = newlocale(LC_ALL_MASK, name.c_str(), locale_t{});
+  }
+  return position->second;
+}
+
+}  // namespace loc

@@ -1,0 +1,60 @@
+#include "base/loc/TransMap.h"
+
+#include "base/loc/Localize.h"
+#include "base/loc/localeLog.h"
+#include "base/loc/localeName.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/assert.h"
+
+namespace loc {
+
+namespace {
+thread_local TransMap* threadMap = nullptr;
+}
+
+TransMap& TransMap::process() {
+  static TransMap* const instance = new TransMap;  // texts may be asked for until the very end
+  return *instance;
+}
+
+TransMap& TransMap::current() {
+  return threadMap ? *threadMap : process();
+}
+
+TransMap::TransMap(ForThread) : previous_(threadMap), isThreads_(true) {
+  threadMap = this;
+}
+
+TransMap::~TransMap() {
+  if (isThreads_) {
+    PLAT_ASSERT_AS(threadMap == this, "thrInst == this", "base/loc/TransMap", __LINE__);
+    threadMap = previous_;
+  }
+}
+
+void TransMap::update(const std::vector<std::string>& locales) {
+  std::vector<std::string> expanded = expandLocaleList(locales);
+  const bool loaded = Localize::instance().load(expanded);
+  if (!loaded && expanded == locales_) {
+    return;
+  }
+  locales_ = std::move(expanded);
+  translations_.clear();
+  std::string names;
+  for (const std::string& locale : locales_) {
+    names += " " + locale;
+    if (const auto* table = Localize::instance().table(locale)) {
+      for (const auto& [key, text] : *table) {
+        translations_.try_emplace(key, text.get());
+      }
+    }
+  }
+  localeLog().verbose("Updating %s TransMap with locales:%s", isThreads_ ? "thread" : "process", names.c_str());
+}
+
+Translation* TransMap::find(const char* key) {
+  const auto found = translations_.find(std::string_view(key));
+  return found == translations_.end() ? nullptr : &found->second;
+}
+
+}  // namespace loc

@@ -1,0 +1,55 @@
+#include "base/os/AppLoop.h"
+
+#include <utility>
+
+#include "base/os/AppLoopImpl.h"
+#include "base/plat/assert.h"
+#include "base/plat/logging.h"
+
+namespace os {
+
+namespace {
+
+constinit int storedExitValue = 0;
+
+}  // namespace
+
+constinit AppLoop* AppLoop::inst = nullptr;
+
+AppLoop::Impl::~Impl() = default;
+
+AppLoop::AppLoop(std::unique_ptr<Impl> givenImpl) : impl(std::move(givenImpl)) {
+  PLAT_REQUIRE(!inst);
+  if (!impl) {
+    impl = std::make_unique<AppLoopImpl>(&AppLoopImpl::processManager());
+  }
+  inst = this;
+}
+
+AppLoop::~AppLoop() {
+  impl.reset();
+  inst = nullptr;
+}
+
+int AppLoop::run() {
+  plat::logStart();
+  PLAT_REQUIRE(!isRunning);
+  struct Running {
+    explicit Running(bool& running) : flag(running) { flag = true; }
+    ~Running() { flag = false; }
+    bool& flag;
+  } const running(isRunning);
+  return impl->run();
+}
+
+void AppLoop::quit(int exitValue) {
+  PLAT_REQUIRE(inst && inst->isRunning);
+  storedExitValue = exitValue;
+  inst->impl->quit();
+}
+
+int AppLoop::exitValue() noexcept {
+  return storedExitValue;
+}
+
+}  // namespace os

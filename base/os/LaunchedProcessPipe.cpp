@@ -1,0 +1,159 @@
+#include "base/os/LaunchedProcessPipe.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "base/crypto/Digest.h"
+#include "base/loc/translate.h"
+#include "base/os/adoptFd.h"
+#include "base/os/unix/UnixIo.h"
+#include "base/plat/SystemException.h"
+#include "base/plat/Time.h"
+#include "base/plat/assert.h"
+#include "base/plat/dateText.h"
+#include "base/plat/file.h"
+#include "base/plat/hex.h"
+#include "base/plat/numbers.h"
+#include "base/rdr/InStream.h"
+
+namespace os {
+
+namespace {
+
+constexpr int SecretSize = 32;
+
+/// The descriptor number that is all of `pipeName`, or -1.
+int parseFd(const char* pipeName) noexcept {
+  std::int32_t fd = -1;
+  return plat::tryParseS32(pipeName, 10, fd) && *pipeName == '\0' ? fd : -1;
+}
+
+/// Goes on in a grandchild in a session of its own: the launcher sees the launched process end with 0 at once. The
+/// child in between leaves the session's leadership to nobody, so that no terminal can attach itself.
+void detachFromLauncher() {
+  const pid_t child = ::fork();
+  if (child < 0) {
+    throw plat::SystemException("fork", errno);
+  }
+  if (child > 0) {
+    pid_t rv = 0;
+    do {
+      rv = ::waitpid(child, nullptr, 0);
+    } while (rv < 0 && errno == EINTR);
+    PLAT_REQUIRE(rv > 0);
+    ::_exit(0);
+  }
+  ::setsid();
+  const pid_t grandchild = ::fork();
+  if (grandchild < 0) {
+    std::fprintf(stderr, "fork error %s", std::strerror(errno));
+    std::fflush(stderr);
+    ::_exit(1);
+  }
+  if (grandchild > 0) {
+    ::_exit(0);
+  }
+}
+
+int countArgs(char* const* argv) noexcept {
+  int count = 0;
+  while (argv[count]) {
+    ++count;
+  }
+  return count;
+}
+
+}  // namespace
+
+std::unique_ptr<io::Io> LaunchedProcessPipe::connect(char**& argv, int minExtraArgs) {
+  if (*argv && std::strcmp(*argv, "-dummy") == 0) {
+    ++argv;
+    return adoptFd(0, InBufSize);
+  }
+  parseArgs(argv);
+  if (minExtraArgs > 0 && countArgs(argv) < minExtraArgs) {
+    throw plat::Exception(LOC_TR("plat_this_program_not_directly"));
+  }
+  const int fd = parseFd(pipeName_.get());
+  return fd >= 0 ? adoptFd(fd, InBufSize) : connectToPath();
+}
+
+void LaunchedProcessPipe::parseArgs(char**& argv) {
+  for (;; ++argv) {
+    const char* const arg = *argv;
+    if (arg && std::strcmp(arg, "-lppDebug") == 0) {
+      logPath_ = "/tmp/lppDebug.log";
+    } else if (arg && std::strcmp(arg, "-hash") == 0) {
+      parseHash(argv[1]);
+      ++argv;
+    } else if (arg && std::strcmp(arg, "-fork") == 0) {
+      detachFromLauncher();
+    } else if (!arg || *arg == '-') {
+      throw plat::Exception(plat::Formatted, "Bad command-line: got %s instead of pipe name", arg ? arg : "<null>");
+    } else {
+      pipeName_ = arg;
+      ++argv;
+      return;
+    }
+  }
+}
+
+void LaunchedProcessPipe::parseHash(const char* hex) {
+  // An empty digest is refused too: it must not pass for an option that was not given.
+  if (!hex || !plat::tryHexToBuf(hex, hash_) || hash_.empty()) {
+    throw plat::Exception("-hash argument bad or missing");
+  }
+}
+
+void LaunchedProcessPipe::redirectStderr() const {
+  const int fd = plat::fileOpenFd(logPath_, O_WRONLY | O_CREAT | O_APPEND, 0666);
+  if (fd == STDERR_FILENO) {
+    return;
+  }
+  const int rv = ::dup2(fd, STDERR_FILENO);
+  const int error = errno;
+  ::close(fd);
+  if (rv < 0) {
+    throw plat::SystemException("dup2", error);
+  }
+}
+
+std::unique_ptr<io::Io> LaunchedProcessPipe::connectToPath() const {
+  redirectStderr();
+  std::unique_ptr<io::Io> io;
+  try {
+    const plat::String now = plat::formatDate("%Y-%m-%d %H:%M:%SZ", plat::utcBreakdown(plat::getTime()));
+    std::fprintf(stderr, "%s: connecting to '%s'\n", now.orEmpty(), pipeName_.orEmpty());
+    io = std::make_unique<UnixIo>(pipeName_.get(), -1, false, InBufSize);
+    checkHash(*io);
+  } catch (const plat::Exception& e) {
+    std::fprintf(stderr, "%s\n", e.message);
+    if (io) {
+      io.release()->shutdown(false, false);  // nobody handles the connection yet, so this deletes it
+    }
+    throw;
+  }
+  return io;
+}
+
+void LaunchedProcessPipe::checkHash(io::Io& io) const {
+  if (hash_.empty()) {
+    return;
+  }
+  std::uint8_t scratch[SecretSize];
+  std::uint8_t expected[SecretSize];
+  static_assert(sizeof expected * 8 == 256);
+  const std::uint8_t* const secret = io.in()->readOrCopy(scratch, SecretSize);
+  crypto::digest(crypto::DigestType::Sha256, secret, SecretSize, expected, sizeof expected);
+  io.in()->checkpoint();
+  if (hash_.size() != SecretSize || std::memcmp(hash_.data(), expected, sizeof expected) != 0) {
+    throw plat::Exception("Bad hash");
+  }
+}
+
+}  // namespace os

@@ -1,0 +1,20 @@
+#include "base/os/SignalHandlerApp.h"
+
+#include "base/os/AppLoop.h"
+#include "base/os/signalName.h"
+#include "base/plat/LogSrc.h"
+
+namespace os {
+
+SignalHandlerApp::SignalHandlerApp(plat::LogSrc* log) noexcept : logSrc(log) {}
+
+SignalHandlerApp::~SignalHandlerApp() = default;
+
+void SignalHandlerApp::signalled(int sig) {
+  if (logSrc != nullptr) {
+    logSrc->info("Got signal %s", signalName(sig));
+  }
+  AppLoop::quit(0);
+}
+
+}  // namespace os

@@ -1,0 +1,43 @@
+#include "base/os/environment.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+#include <unistd.h>
+
+#include "base/plat/SystemException.h"
+
+namespace os {
+
+void setEnvironment(const char* name, const char* value) {
+  if (::setenv(name, value, 1) != 0) {
+    throw plat::SystemException("setenv", errno);
+  }
+}
+
+void unsetEnvironment(const char* name) {
+  if (::unsetenv(name) != 0) {
+    throw plat::SystemException("unsetenv", errno);
+  }
+}
+
+void clearEnvironment() noexcept {
+  if (environ != nullptr) {
+    *environ = nullptr;
+  }
+}
+
+EnvironmentHider::EnvironmentHider(const char* variable) noexcept
+    : name(variable), value(std::getenv(variable)), firstChar(value != nullptr ? *value : '\0') {
+  if (value != nullptr) {
+    *value = '\0';
+  }
+}
+
+EnvironmentHider::~EnvironmentHider() {
+  if (value != nullptr && std::getenv(name) == value) {
+    *value = firstChar;
+  }
+}
+
+}  // namespace os

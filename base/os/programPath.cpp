@@ -1,0 +1,98 @@
+#include "base/os/programPath.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/os/AppInfo.h"
+#include "base/plat/Exception.h"
+#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/fileLinks.h"
+#include "base/plat/filePaths.h"
+#include "base/plat/strings.h"
+
+namespace os {
+
+namespace {
+
+enum class Found { Nothing, Other, Executable };
+
+Found look(const char* path) noexcept {
+  struct stat info = {};
+  if (::stat(path, &info) != 0) {
+    return Found::Nothing;
+  }
+  return S_ISREG(info.st_mode) && ::access(path, X_OK) == 0 ? Found::Executable : Found::Other;
+}
+
+plat::String searchInPath(const char* name) {
+  plat::String path(std::getenv("PATH"));
+  for (char* cursor = path.data(); cursor != nullptr;) {
+    const char* const element = plat::strToken(cursor, ':', false);
+    if (element == nullptr) {
+      break;
+    }
+    if (*element == '~') {
+      throw plat::Exception("PATH contains invalid '~' character");
+    }
+    plat::String candidate = plat::String::format("%s/%s", element, name);
+    switch (look(candidate.get())) {
+      case Found::Nothing:
+        continue;
+      case Found::Other:
+        return nullptr;
+      case Found::Executable:
+        return plat::fileAbsPath(candidate.get());
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+const plat::String& programPath() {
+  static const plat::String path = plat::fileAbsPath("/proc/self/exe");
+  return path;
+}
+
+plat::String programDir() {
+  return plat::fileDirName(programPath().get());
+}
+
+plat::String programDirFile() {
+  const plat::String dir = programDir();
+  return plat::strEndsWith(dir.get(), "/") ? plat::String::format("%s%s", dir.get(), AppInfo::app())
+                                           : plat::String::format("%s%c%s", dir.get(), '/', AppInfo::app());
+}
+
+plat::String findExecutable(const char* name, bool searchPath) {
+  if (name == nullptr) {
+    return nullptr;
+  }
+  if (std::strchr(name, '/') != nullptr) {
+    return look(name) == Found::Executable ? plat::fileAbsPath(name) : plat::String();
+  }
+  return searchPath ? searchInPath(name) : plat::String();
+}
+
+plat::String findProgram(const char* name, bool throwIfMissing, bool searchPath) {
+  if (name == nullptr) {
+    return programPath();
+  }
+  plat::String found;
+  if (!plat::isAbsolutePath(name)) {
+    found = findExecutable(plat::fileJoin(programDir().get(), name).get(), false);
+  }
+  if (found.isNull()) {
+    found = findExecutable(name, searchPath);
+  }
+  if (found.isNull() && throwIfMissing) {
+    throw plat::SystemExceptionFmt("%s does not exist or is not executable", ENOENT, name);
+  }
+  return found;
+}
+
+}  // namespace os

@@ -1,0 +1,37 @@
+#include "base/os/sysInfo.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include "base/plat/SystemException.h"
+
+namespace os {
+
+plat::String hostNameShort() {
+  char name[257] = {};
+  if (::gethostname(name, sizeof name - 1) != 0) {
+    return "";
+  }
+  return plat::String(name, std::strcspn(name, "."));
+}
+
+plat::String kernelDescription() {
+  utsname info = {};
+  if (::uname(&info) != 0) {
+    return plat::SystemException("uname", errno).message;
+  }
+  return plat::String::format("Linux %.*s", static_cast<int>(std::strcspn(info.release, "-")), info.release);
+}
+
+plat::String machineName() {
+  utsname info = {};
+  if (::uname(&info) != 0) {
+    return plat::SystemException("uname", errno).message;
+  }
+  return plat::String(info.machine, ::strnlen(info.machine, 31));
+}
+
+}  // namespace os

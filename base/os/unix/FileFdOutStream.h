@@ -1,0 +1,30 @@
+#pragma once
+
+#include "base/os/unix/OpenArgs.h"
+#include "base/rdr/BufferedNBOutStream.h"
+
+namespace os {
+
+/// Writes a file through its descriptor, 16384 bytes at a time.
+///
+/// Ownership: owns what it has opened itself, otherwise as told.
+/// Lifecycle: the destructor writes what is pending and swallows a failure: call flush() where that matters.
+/// Failure:   plat::SystemException "write", also for EINTR, which does not come up with local files.
+class FileFdOutStream final : public rdr::BufferedNBOutStream {
+public:
+  FileFdOutStream(int descriptor, bool own);
+  /// @throws plat::SystemException "fileOpenFd(%s)"
+  FileFdOutStream(const char* path, OpenArgs openArgs);
+  ~FileFdOutStream() override;
+
+  [[nodiscard]] int fd() const noexcept { return fd_; }
+
+protected:
+  int writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) override;
+
+private:
+  int fd_;
+  bool ownFd;
+};
+
+}  // namespace os

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "base/plat/IntParameter.h"
+
+namespace plat {
+
+/// One of several names, found without regard to case; as a number, its index.
+class EnumParameter : public IntParameter {
+public:
+  /// @param defaultName null or an unknown name means the first. @param names ends with a null; observed.
+  EnumParameter(const char* name, const char* desc, const char* defaultName, const char* const* names,
+                bool advanced = false, Configuration* configuration = nullptr, const char* tags = nullptr);
+  EnumParameter(const char* name, LocDesc desc, const char* defaultName, const char* const* names,
+                bool advanced = false, Configuration* configuration = nullptr, const char* tags = nullptr);
+
+  bool setParam(const char* value, int priority) override;
+  [[nodiscard]] const char* getTypeName() const override;
+  [[nodiscard]] std::unique_ptr<ConfigParameter> clone(Configuration& target) const override;
+  [[nodiscard]] String intToStr(int value) const override;
+
+  /// Ends with a null.
+  [[nodiscard]] const char* const* names() const noexcept { return names_; }
+
+private:
+  EnumParameter(const EnumParameter& other, Configuration& target)
+      : IntParameter(other, target), names_(other.names_) {}
+
+  const char* const* names_;
+};
+
+}  // namespace plat

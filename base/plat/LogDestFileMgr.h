@@ -1,0 +1,37 @@
+#pragma once
+
+#include "base/plat/LogDestFile.h"
+#include "base/plat/NonCopyable.h"
+#include "base/plat/ParameterChangedCallback.h"
+#include "base/plat/String.h"
+
+namespace plat {
+
+/// Keeps the destination `file` at the path that the parameters `LogDir` and `LogFile` give, once it is enabled.
+///
+/// Ownership: one instance, made with the destination by the first use and never destroyed.
+/// Thread:    main.
+class LogDestFileMgr final : public ParameterChangedCallback, private NonCopyable {
+public:
+  static LogDestFileMgr& instance();
+
+  /// Starts or stops writing to the file.
+  /// @throws Exception "unknown environment variable: %s" if the path cannot be computed.
+  static void setEnabled(bool enabled);
+
+  void parameterChanged(ConfigParameter& parameter, int priority) override;
+  [[nodiscard]] LogDestFile& dest() noexcept { return dest_; }
+
+private:
+  LogDestFileMgr();
+
+  LogDestFile dest_;
+  bool enabled_ = false;
+};
+
+/// Where the log file lies: `file` itself if it is absolute, else below `dir`, after both were expanded ($NAME).
+/// An empty `dir` is the top of the file system, so that there is never a relative path.
+/// @throws Exception "unknown environment variable: %s"
+[[nodiscard]] String logFilePath(const char* dir, const char* file);
+
+}  // namespace plat

@@ -1,0 +1,7 @@
+#include "base/plat/ParameterChangedCallback.h"
+
+namespace plat {
+
+ParameterChangedCallback::~ParameterChangedCallback() = default;
+
+}  // namespace plat

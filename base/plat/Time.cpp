@@ -1,0 +1,120 @@
+#include "base/plat/Time.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+#include <limits>
+
+#include <sys/select.h>
+#include <sys/time.h>
+
+#include "base/plat/SystemException.h"
+#include "base/plat/assert.h"
+
+namespace plat {
+
+namespace {
+
+// 1601-01-01 to 1970-01-01.
+constexpr std::int64_t UnixEpochSeconds = UnixEpochTicks / TicksPerSecond;
+
+// Wide enough for any sum of seconds and microseconds before it is clamped.
+__extension__ using Wide = __int128;
+
+FileTime clampToTicks(Wide ticks) noexcept {
+  return static_cast<FileTime>(
+      std::clamp<Wide>(ticks, std::numeric_limits<FileTime>::min(), std::numeric_limits<FileTime>::max()));
+}
+
+FileTime toTicks(const timespec& time) noexcept {
+  return static_cast<FileTime>(time.tv_sec) * TicksPerSecond + time.tv_nsec / 100;
+}
+
+// The coarse clock costs a fraction of the fine one, but on many kernels it ticks every 4 ms: too seldom for timers.
+bool coarseClockWillDo() noexcept {
+  timespec resolution{};
+  timespec now{};
+  return ::clock_getres(CLOCK_MONOTONIC_COARSE, &resolution) == 0 && toTicks(resolution) <= TicksPerMs &&
+         ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now) == 0;
+}
+
+class MonoClock {
+public:
+  MonoClock() : id(coarseClockWillDo() ? CLOCK_MONOTONIC_COARSE : CLOCK_MONOTONIC), start(read()) {}
+
+  FileTime sinceStart() const { return read() - start; }
+
+private:
+  FileTime read() const {
+    timespec now{};
+    const bool gotMonoTime = ::clock_gettime(id, &now) == 0;
+    PLAT_ASSERT_AS(gotMonoTime, "gotMonoTime", "base/plat/time", __LINE__);
+    return toTicks(now);
+  }
+
+  clockid_t id;
+  FileTime start;
+};
+
+std::atomic<MonoTimeHook> monoTimeHook{nullptr};
+
+}  // namespace
+
+FileTime getTime() {
+  timeval now{};
+  ::gettimeofday(&now, nullptr);
+  return fileTimeFromUnix(now.tv_sec, now.tv_usec);
+}
+
+FileTime getMonoTime(FileTime limit, bool* jumped) {
+  bool hookJumped = false;
+  bool& outcome = jumped != nullptr ? *jumped : hookJumped;
+  outcome = false;
+  if (const MonoTimeHook hook = monoTimeHook.load(std::memory_order_relaxed)) {
+    return hook(limit, outcome);
+  }
+  static const MonoClock clock;
+  return clock.sinceStart();
+}
+
+void setMonoTimeHook(MonoTimeHook hook) noexcept {
+  monoTimeHook = hook;
+}
+
+FileTime fileTimeFromUnix(std::int64_t seconds, std::int64_t microseconds) noexcept {
+  return clampToTicks(static_cast<Wide>(seconds) * TicksPerSecond + static_cast<Wide>(microseconds) * 10 +
+                      UnixEpochTicks);
+}
+
+void fileTimeToUnix(FileTime time, std::int64_t& seconds, std::int64_t& microseconds) noexcept {
+  FileTime whole = time / TicksPerSecond;
+  FileTime rest = time % TicksPerSecond;
+  if (rest < 0) {
+    rest += TicksPerSecond;
+    --whole;
+  }
+  seconds = whole - UnixEpochSeconds;
+  microseconds = rest / 10;
+}
+
+void sleepMs(int ms) {
+  if (ms <= 0) {
+    return;
+  }
+  const FileTime end = getMonoTime() + ms * TicksPerMs;
+  std::int64_t restMs = ms;
+  while (restMs > 0) {
+    // One more, because the clock may be just before its next tick.
+    timeval wait{(restMs + 1) / 1000, (restMs + 1) % 1000 * 1000};
+    if (::select(0, nullptr, nullptr, nullptr, &wait) == 0) {
+      return;
+    }
+    if (errno != EINTR) {
+      throw SystemException("select", errno);
+    }
+    restMs = (end - getMonoTime() + TicksPerMs - 1) / TicksPerMs;
+  }
+}
+
+}  // namespace plat

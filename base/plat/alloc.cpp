@@ -1,0 +1,32 @@
+#include "base/plat/alloc.h"
+
+#include <cstdlib>
+
+#include <unistd.h>
+
+namespace plat {
+
+namespace {
+
+[[noreturn]] void die() noexcept {
+  // No stdio and no log: both may want memory themselves.
+  static constexpr char text[] = "out of memory\n";
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, sizeof text - 1);
+  std::abort();
+}
+
+}  // namespace
+
+void* allocOrDie(std::size_t size) noexcept {
+  return reallocOrDie(nullptr, size);
+}
+
+void* reallocOrDie(void* buffer, std::size_t size) noexcept {
+  void* const result = std::realloc(buffer, size > 0 ? size : 1);
+  if (result == nullptr) {
+    die();
+  }
+  return result;
+}
+
+}  // namespace plat

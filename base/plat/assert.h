@@ -1,0 +1,40 @@
+#pragma once
+
+#include "base/plat/AssertionFail.h"
+
+/// Two ways of insisting on a condition. PLAT_REQUIRE throws plat::AssertionFail, for code whose callers survive a
+/// bug; PLAT_ASSERT ends the process through plat::assertFailed, for code that must not unwind. Both are always
+/// compiled in. The _AS forms state the expression's text, the file and the line themselves.
+#define PLAT_REQUIRE_AS(condition, text, file, line)    \
+  do {                                                  \
+    if (!(condition)) [[unlikely]] {                    \
+      ::plat::throwAssertionFail((text), (file), line); \
+    }                                                   \
+  } while (false)
+#define PLAT_REQUIRE(condition) PLAT_REQUIRE_AS(condition, #condition, __FILE__, __LINE__)
+
+#define PLAT_ASSERT_AS(condition, text, file, line)                        \
+  do {                                                                     \
+    if (!(condition)) [[unlikely]] {                                       \
+      ::plat::assertFailed(::plat::AssertionFail((text), (file), (line))); \
+    }                                                                      \
+  } while (false)
+#define PLAT_ASSERT(condition) PLAT_ASSERT_AS(condition, #condition, __FILE__, __LINE__)
+
+namespace plat {
+
+/// What PLAT_REQUIRE does once its condition is false; out of line to keep the callers small.
+[[noreturn, gnu::cold]] void throwAssertionFail(const char* expression, const char* file, int line);
+
+/// Ends the process over a broken promise: the message goes to stderr and, with the stack, to the log source
+/// "Assertion" at level 0; forwarded log lines are flushed; then abort(). A second failure on the way aborts at once.
+[[noreturn, gnu::cold]] void assertFailed(const AssertionFail& failure) noexcept;
+
+/// Sets what assertFailed calls to get log lines off to the parent process before the end; null for nothing.
+void setAssertFlushHook(void (*flush)()) noexcept;
+
+/// Logs "Warning: <message>" at level 0 on the source "Assertion". For handlers in clean-up paths, which can do no
+/// more than mention a failure: whatever goes wrong in here is swallowed.
+void warnException(const Exception& exception) noexcept;
+
+}  // namespace plat

@@ -1,0 +1,66 @@
+#include "base/plat/logFile.h"
+
+#include <ctime>
+
+#include "base/os/unix/DirEnum.h"
+#include "base/plat/Exception.h"
+#include "base/plat/FilePtr.h"
+#include "base/plat/IntParameter.h"
+#include "base/plat/String.h"
+#include "base/plat/Time.h"
+#include "base/plat/dateText.h"
+#include "base/plat/file.h"
+#include "base/plat/filePaths.h"
+#include "base/plat/fileTree.h"
+#include "base/plat/logParameters.h"
+#include "base/plat/strings.h"
+
+namespace plat {
+
+namespace {
+
+/// Files from before this time are purged; 0 if that would be before time begins.
+FileTime purgeLimit() {
+  constexpr FileTime TicksPerDay = 24 * 3600 * TicksPerSecond;
+  const FileTime now = getTime();
+  const FileTime keepDays = logKeepDaysParameter().getValueInt();
+  return keepDays > now / TicksPerDay ? 0 : now - keepDays * TicksPerDay;
+}
+
+void purge(const char* dir, const char* baseName) {
+  const FileTime limit = purgeLimit();
+  const String prefix = String::format("%s.", baseName);
+  os::DirEnum entries(dir);
+  while (const char* const name = entries.next()) {
+    if (strStartsWith(name, prefix.get()) && fileGetTime(entries.path()) < limit) {
+      fileRemove(entries.path());
+    }
+  }
+}
+
+void rotate(const char* path, const char* dir, const char* baseName) {
+  if (!fileExists(path)) {
+    return;
+  }
+  const std::tm t = localBreakdown(fileGetTime(path));
+  const String name = String::format("%s.%04d%02d%02d%02d%02d%02d", baseName, t.tm_year + 1900, t.tm_mon + 1, t.tm_mday,
+                                     t.tm_hour, t.tm_min, t.tm_sec);
+  fileRenameNoThrow(path, fileMakeUnique(dir, name.get(), "(", ")", 99).get());
+}
+
+}  // namespace
+
+void openLogFile(FilePtr& file, const char* path) {
+  const String dir = fileDirName(path);
+  const String baseName = fileBaseName(path);
+  mkDirs(dir.get(), true, false);
+  try {
+    purge(dir.get(), baseName.get());
+    rotate(path, dir.get(), baseName.get());
+  } catch (const Exception&) {
+    // A log in an untidy folder is better than none.
+  }
+  file.open(path, FilePtr::Write);
+}
+
+}  // namespace plat

@@ -1,0 +1,100 @@
+#include "base/rdr/BufferedInStream.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "base/plat/Exception.h"
+#include "base/plat/MBuf.h"
+#include "base/plat/hex.h"
+#include "base/rdr/OutStream.h"
+
+namespace rdr {
+
+BufferedInStream::BufferedInStream(int size) : bufSize(size < 0 ? DefaultBufSize : size) {
+  if (bufSize > 0) {
+    start = mallocBytes(static_cast<std::size_t>(bufSize));
+  }
+  discard();
+}
+
+BufferedInStream::BufferedInStream(BufferedInStream&& other) noexcept
+    : offsetBase(other.offsetBase),
+      bufSize(std::exchange(other.bufSize, 0)),
+      start(std::move(other.start)),
+      secure(other.secure),
+      trace(other.trace) {
+  ptr = std::exchange(other.ptr, nullptr);
+  end = std::exchange(other.end, nullptr);
+  checkpointPtr = std::exchange(other.checkpointPtr, nullptr);
+  checkpointOffset = other.checkpointOffset;
+  rewindable_ = other.rewindable_;
+}
+
+BufferedInStream::~BufferedInStream() {
+  if (secure && start) {
+    plat::secureZero(start.get(), static_cast<std::size_t>(bufSize));
+  }
+}
+
+std::uint32_t BufferedInStream::offset() {
+  return static_cast<std::uint32_t>(ptr - start.get()) + offsetBase;
+}
+
+void BufferedInStream::discard() noexcept {
+  ptr = start.get();
+  end = start.get();
+  checkpointPtr = start.get();
+}
+
+void BufferedInStream::compact() noexcept {
+  const auto distance = checkpointPtr - start.get();
+  if (distance == 0) {
+    return;
+  }
+  std::memmove(start.get(), checkpointPtr, static_cast<std::size_t>(end - checkpointPtr));
+  ptr -= distance;
+  end -= distance;
+  checkpointPtr = start.get();
+  offsetBase += static_cast<std::uint32_t>(distance);
+}
+
+bool BufferedInStream::overrun(int itemSize) {
+  compact();
+  // An item that the buffer cannot hold is asked for as far as the buffer reaches. If that is nothing, true leaves the
+  // window empty, by which check() sees that the bytes since the checkpoint have filled the buffer.
+  const int needed = std::min(itemSize, static_cast<int>(start.get() + bufSize - ptr));
+  while (end - ptr < needed) {
+    std::uint8_t* const dest = start.get() + (end - start.get());
+    const int got = readBlock(dest, static_cast<int>(start.get() + bufSize - end));
+    if (got == 0) {
+      return false;
+    }
+    if (trace) {
+      plat::hexDumpTo(stderr, dest, static_cast<std::size_t>(got), " <-- ", nullptr);
+    }
+    end += got;
+  }
+  return true;
+}
+
+void BufferedInStream::saveUnread(OutStream& out) const {
+  out.writeU32(static_cast<std::uint32_t>(nUnread()));
+  out.writeBytes(ptr, nUnread());
+}
+
+void BufferedInStream::restoreUnread(InStream& in) {
+  const std::int32_t length = in.readS32();
+  if (length < 1) {
+    return;
+  }
+  if (!start || length > start.get() + bufSize - end) {
+    throw plat::Exception("Too much data for InStream buffer");
+  }
+  // The window grows only once all bytes are there, in case they do not come.
+  in.readFixed(start.get() + (end - start.get()), static_cast<std::uint32_t>(length));
+  end += length;
+}
+
+}  // namespace rdr

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "base/plat/NonCopyable.h"
+#include "base/rdr/InStream.h"
+#include "base/rdr/mallocBytes.h"
+
+namespace rdr {
+
+class OutStream;
+
+/// An input stream with a buffer of fixed size between the reader and a transport.
+///
+/// Purpose:   a derived class supplies readBlock() and nothing else. The buffer keeps what lies behind the checkpoint;
+///            each refill first moves that to its front and then asks for all the free room, one system call a time.
+/// Ownership: owns the buffer.
+/// Limit:     a message of which more than the buffer is read without a checkpoint cannot be parsed: plat::Exception
+///            "InStream overrun: buffer size exceeded".
+class BufferedInStream : public InStream, private plat::NonCopyable {
+public:
+  static constexpr int DefaultBufSize = 16800;
+
+  /// @param size bytes of the buffer; negative for 16800, 0 for none at all.
+  explicit BufferedInStream(int size = -1);
+  /// Takes the buffer with its unread bytes; `other` is left without a buffer.
+  BufferedInStream(BufferedInStream&& other) noexcept;
+  ~BufferedInStream() override;
+
+  [[nodiscard]] std::uint32_t offset() override;
+
+  /// Overwrites the buffer with zeros before it is freed, for a stream that carries secrets.
+  void setSecure(bool on) noexcept { secure = on; }
+  /// Dumps every block that is read to standard error, for debugging.
+  void setTrace(bool on) noexcept { trace = on; }
+
+  /// Writes the unread bytes of the window, behind their count, for a stream elsewhere to restoreUnread(). Consumes
+  /// nothing.
+  void saveUnread(OutStream& out) const;
+  /// Adds bytes that saveUnread() wrote behind those in the window; a count below 1 adds nothing.
+  /// @throws plat::Exception "Too much data for InStream buffer", before reading them
+  void restoreUnread(InStream& in);
+  /// Throws away all that is in the buffer.
+  void discard() noexcept;
+
+protected:
+  bool overrun(int itemSize) override;
+  /// Reads at most `len` bytes, at least 1, into `dest`.
+  /// @return how many; 0 for none at present. Raises at the end of the stream, never returns there.
+  virtual int readBlock(std::uint8_t* dest, int len) = 0;
+
+private:
+  /// Moves the bytes from the checkpoint on to the front of the buffer.
+  void compact() noexcept;
+
+  std::uint32_t offsetBase = 0;  ///< stream offset of the byte at `start`
+  int bufSize;
+  MallocBytes start;
+  bool secure = false;
+  bool trace = false;
+};
+
+}  // namespace rdr

@@ -1,0 +1,151 @@
+#include "base/rdr/BufferedOutStream.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include "base/plat/Exception.h"
+#include "base/plat/IntParameter.h"
+#include "base/plat/hex.h"
+#include "base/rdr/OutStreamFull.h"
+
+namespace rdr {
+
+namespace {
+
+/// How far the window reaches past `ptr` at most.
+constexpr int maxWindow = 16384;
+
+plat::IntParameter maxOutBufferSize(
+    "MaxOutBufferSize",
+    "The maximum number of bytes to buffer internally when writing to slow connections.  Larger values improve "
+    "concurrency, smaller values reduce memory usage.  Changes to this setting affect new connections only.",
+    134217728, 16384, INT_MAX, true);
+
+}  // namespace
+
+BufferedOutStream::BufferedOutStream(int size, int ceiling)
+    : bufSize(size < 0 ? DefaultBufSize : size),
+      maxBufSize(std::max(bufSize, ceiling < 0 ? maxOutBufferSize.getValueInt() : ceiling)) {
+  if (bufSize > 0) {
+    start = mallocBytes(static_cast<std::size_t>(bufSize));
+  }
+  ptr = start.get();
+  sentUpTo = ptr;
+  end = ptr + std::min(bufSize, maxWindow);
+}
+
+std::uint32_t BufferedOutStream::length() {
+  return static_cast<std::uint32_t>(ptr - start.get()) + offsetBase;
+}
+
+void BufferedOutStream::flush() {
+  tryFlush(waitOnWrite_);
+}
+
+int BufferedOutStream::nPending() {
+  return static_cast<int>(ptr - sentUpTo);
+}
+
+int BufferedOutStream::spaceLeft() {
+  return maxBufSize - nPending();
+}
+
+void BufferedOutStream::setThrowErrors(bool on) {
+  throwErrors = on;
+}
+
+bool BufferedOutStream::writeOnce(bool needWrite) {
+  const int taken = writeFromBuffer(sentUpTo, nPending(), needWrite);
+  if (taken <= 0) {
+    return false;
+  }
+  if (trace) {
+    plat::hexDumpTo(stderr, sentUpTo, static_cast<std::size_t>(taken), " --> ", nullptr);
+  }
+  sentUpTo += taken;
+  return true;
+}
+
+bool BufferedOutStream::writeAll(bool needWrite) {
+  while (sentUpTo != ptr) {
+    if (!writeOnce(needWrite)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool BufferedOutStream::tryFlush(bool needWrite) {
+  if (!writeAll(needWrite)) {
+    return false;
+  }
+  resetBuffer();
+  return true;
+}
+
+void BufferedOutStream::resetBuffer() noexcept {
+  offsetBase += static_cast<std::uint32_t>(sentUpTo - start.get());
+  ptr = start.get();
+  sentUpTo = ptr;
+  end = ptr + std::min(bufSize, maxWindow);
+}
+
+void BufferedOutStream::discardPending() noexcept {
+  sentUpTo = ptr;
+  resetBuffer();
+}
+
+int BufferedOutStream::overrun(int itemSize, int nItems) {
+  if (bufSize == 0) {
+    throw OutStreamFull();
+  }
+  if (itemSize > maxBufSize) {
+    throw plat::Exception("BufferedOutStream overrun: buffer size exceeded");
+  }
+  tryFlush(false);
+  while (itemSize > bufSize - nPending()) {
+    if (bufSize < maxBufSize) {
+      grow();
+    } else if (!writeOnce(true)) {
+      throw plat::Exception("BufferedOutStream overrun: unable to write");
+    }
+  }
+  // Moving is put off until the room behind the pending bytes no longer makes a full window: with a slow peer they may
+  // be many megabytes, and this point is reached every 16 KiB.
+  const int window = std::max(itemSize, maxWindow);
+  if (start.get() + bufSize - ptr < window) {
+    moveToFront();
+  }
+  const int tail = static_cast<int>(start.get() + bufSize - ptr);
+  end = ptr + std::min(window, tail);
+  return std::int64_t{itemSize} * nItems <= room() ? nItems : static_cast<int>(room() / itemSize);
+}
+
+void BufferedOutStream::grow() noexcept {
+  const int pending = nPending();
+  const int newSize = static_cast<int>(std::min(std::int64_t{bufSize} * 2, std::int64_t{maxBufSize}));
+  MallocBytes larger = mallocBytes(static_cast<std::size_t>(newSize));
+  std::memcpy(larger.get(), sentUpTo, static_cast<std::size_t>(pending));
+  offsetBase += static_cast<std::uint32_t>(sentUpTo - start.get());
+  start = std::move(larger);
+  bufSize = newSize;
+  sentUpTo = start.get();
+  ptr = sentUpTo + pending;
+  end = ptr;
+}
+
+void BufferedOutStream::moveToFront() noexcept {
+  const auto distance = sentUpTo - start.get();
+  if (distance == 0) {
+    return;
+  }
+  std::memmove(start.get(), sentUpTo, static_cast<std::size_t>(ptr - sentUpTo));
+  offsetBase += static_cast<std::uint32_t>(distance);
+  sentUpTo -= distance;
+  ptr -= distance;
+  end = ptr;
+}
+
+}  // namespace rdr

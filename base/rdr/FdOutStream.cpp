@@ -1,0 +1,90 @@
+#include "base/rdr/FdOutStream.h"
+
+#include <cerrno>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "base/plat/LogSrc.h"
+#include "base/plat/SystemException.h"
+#include "base/plat/TimedOut.h"
+#include "base/plat/assert.h"
+#include "base/rdr/fdWait.h"
+
+namespace rdr {
+
+namespace {
+plat::LogSrc log("FdOutStream");
+}  // namespace
+
+FdOutStream::Callback::~Callback() = default;
+
+FdOutStream::FdOutStream(int descriptor, int ceiling) : BufferedLazyOutStream(-1, ceiling), fd_(descriptor) {}
+
+FdOutStream::~FdOutStream() {
+  callback = nullptr;
+  try {
+    tryFlush(false);
+  } catch (const plat::Exception&) {
+    // The peer has gone; there is nobody left to tell.
+  }
+  if (ownFd && fd_ >= 0) {
+    close(fd_);
+  }
+}
+
+bool FdOutStream::closeWrite() {
+  if (nPending() == 0 && shutdown(fd_, SHUT_WR) != 0) {
+    throw plat::SystemException("shutdown(SHUT_WR)", errno);
+  }
+  if (callback != nullptr) {
+    callback->writeClosed(this);
+  }
+  return true;
+}
+
+int FdOutStream::writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) {
+  while (true) {
+    const ssize_t written = write(fd_, data, static_cast<std::size_t>(len));
+    const int error = errno;
+    if (written >= 0) {
+      if (callback != nullptr) {
+        callback->writeResult(this, written == 0);
+      }
+      return static_cast<int>(written);
+    }
+    if (error == EINTR) {
+      continue;
+    }
+    if (error != EAGAIN) {
+      return writeFailed(error, needWrite);
+    }
+    if (!needWrite) {
+      if (callback != nullptr) {
+        callback->writeResult(this, true);
+      }
+      return 0;
+    }
+    waitUntilWritable();
+  }
+}
+
+void FdOutStream::waitUntilWritable() {
+  if (!waitForFd(fd_, timeoutMs, false, true)) {
+    PLAT_REQUIRE(doesThrowErrors());
+    throw plat::TimedOut();
+  }
+}
+
+/// Raises, or mentions the failure and makes it look like a full descriptor.
+int FdOutStream::writeFailed(int error, bool needWrite) {
+  const plat::SystemException failure("write", error);
+  if (doesThrowErrors()) {
+    throw failure;
+  }
+  log.debug("%s", plat::ExceptionText(failure).get());
+  PLAT_REQUIRE(!needWrite);
+  return 0;
+}
+
+}  // namespace rdr

@@ -1,0 +1,61 @@
+#include "base/rdr/FileOutStream.h"
+
+#include "base/plat/Exception.h"
+#include "base/plat/StdlibException.h"
+#include "base/plat/assert.h"
+
+namespace rdr {
+
+FileOutStream::FileOutStream(const char* path, int flags) {
+  if (path != nullptr) {
+    open(path, flags);
+  }
+}
+
+FileOutStream::FileOutStream(std::FILE* stream, bool own) {
+  attach(stream, own);
+}
+
+FileOutStream::~FileOutStream() {
+  if (file.get() == nullptr) {
+    return;
+  }
+  try {
+    tryFlush(waitOnWrite());
+  } catch (const plat::Exception&) {
+    // Who needs to know has called flush().
+  }
+}
+
+void FileOutStream::open(const char* path, int flags) {
+  if (file.get() != nullptr) {
+    flush();
+  }
+  file.open(path, plat::FilePtr::Write, flags);
+  if (file.get() != nullptr && file.owned()) {
+    // This class has a buffer; without a second one below it, what flush() has written is in the file.
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  }
+}
+
+void FileOutStream::attach(std::FILE* stream, bool own) {
+  if (file.get() != nullptr) {
+    flush();
+  }
+  file.attach(stream, own);
+}
+
+void FileOutStream::detach() {
+  discardPending();
+  file.attach(nullptr, false);
+}
+
+int FileOutStream::writeFromBuffer(const std::uint8_t* data, int len, bool) {
+  PLAT_REQUIRE(file.get() != nullptr);
+  if (std::fwrite(data, static_cast<std::size_t>(len), 1, file.get()) != 1) {
+    throw plat::StdlibException("writing to file failed");
+  }
+  return len;
+}
+
+}  // namespace rdr

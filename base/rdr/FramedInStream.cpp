@@ -1,0 +1,189 @@
+#include "base/rdr/FramedInStream.h"
+
+#include "base/rdr/BlockException.h"
+#include "base/rdr/EndOfMsg.h"
+#include "base/rdr/FrameException.h"
+#include "base/rdr/OutStream.h"
+
+namespace rdr {
+
+FramedInStream::FramedInStream(InStream* below) noexcept : underlying_(below) {}
+
+/// Brings the stream below up to where this one has read.
+void FramedInStream::sync() {
+  const auto delta = ptr - underlying_->getPtr();
+  frameSize -= static_cast<int>(delta);
+  PLAT_REQUIRE(frameSize >= 0);
+  offsetBase += static_cast<std::uint32_t>(delta);
+  underlying_->setPtr(ptr);
+}
+
+/// Takes the window anew from the stream below, whose buffer may have moved.
+void FramedInStream::updateWindow() {
+  if (underlying_ == nullptr || !inMsg_) {
+    ptr = end = nullptr;
+    return;
+  }
+  ptr = underlying_->getPtr();
+  end = underlying_->getEnd();
+  if (end - ptr > frameSize) {
+    end = ptr + frameSize;
+  }
+  PLAT_REQUIRE(end >= ptr);
+}
+
+/// Does `step` and takes the window anew whether it comes back or raises.
+template <class Step>
+bool FramedInStream::thenUpdateWindow(Step step) {
+  bool result = false;
+  try {
+    result = step();
+  } catch (...) {
+    updateWindow();
+    throw;
+  }
+  updateWindow();
+  return result;
+}
+
+/// Goes on to the next frame that has payload, if this one is used up and not the last. Needs updateWindow() after it.
+bool FramedInStream::advanceFrames(bool throwIfBlock) {
+  sync();
+  while (!lastFrame && frameSize == 0) {
+    if (underlying_->nUnread() == 0 && !underlying_->check(throwIfBlock, 1)) {
+      return false;
+    }
+    readHeader(frameSize, lastFrame, false);
+  }
+  return true;
+}
+
+std::uint32_t FramedInStream::offset() {
+  if (!inMsg_) {
+    return offsetBase;
+  }
+  return offsetBase + static_cast<std::uint32_t>(ptr - underlying_->getPtr());
+}
+
+std::uint32_t FramedInStream::checkpoint() noexcept {
+  if (!inMsg_) {
+    return offsetBase;
+  }
+  try {
+    sync();
+    underlying_->checkpoint();
+  } catch (const plat::AssertionFail& failure) {
+    plat::assertFailed(failure);
+  }
+  checkpointOffset = offset();
+  savedLastFrame = lastFrame;
+  savedFrameSize = frameSize;
+  savedOffsetBase = offsetBase;
+  return checkpointOffset;
+}
+
+void FramedInStream::rewind() {
+  if (!inMsg_) {
+    return;
+  }
+  thenUpdateWindow([this] {
+    underlying_->rewind();
+    lastFrame = savedLastFrame;
+    frameSize = savedFrameSize;
+    offsetBase = savedOffsetBase;
+    return true;
+  });
+}
+
+bool FramedInStream::atEnd() {
+  PLAT_REQUIRE(inMsg_);
+  try {
+    thenUpdateWindow([this] { return advanceFrames(true); });
+  } catch (const BlockException&) {
+    rewind();
+    throw;
+  }
+  return frameSize == 0;
+}
+
+bool FramedInStream::overrun(int itemSize) {
+  PLAT_REQUIRE(inMsg_);
+  sync();
+  return thenUpdateWindow([this, itemSize] { return overrunInMsg(itemSize); });
+}
+
+bool FramedInStream::overrunInMsg(int itemSize) {
+  if (frameSize >= itemSize) {
+    return underlying_->nUnread() >= itemSize || underlying_->check(false, itemSize);
+  }
+  // The item reaches past this frame. The reader takes what is left of it piecemeal and comes back.
+  if (ptr != end) {
+    return true;
+  }
+  if (!advanceFrames(false)) {
+    return false;
+  }
+  if (frameSize == 0) {
+    throw EndOfMsg();
+  }
+  return underlying_->nUnread() > 0 || underlying_->check(false, 1);
+}
+
+bool FramedInStream::startMsg(bool wait) {
+  if (inMsg_) {
+    return true;
+  }
+  PLAT_REQUIRE_AS(underlying_ != nullptr, "underlying", "base/rdr/FramedInStream", __LINE__);
+  if (!wait && underlying_->nUnread() == 0 && !underlying_->check(false, 1)) {
+    return false;
+  }
+  try {
+    readHeader(frameSize, lastFrame, true);
+  } catch (const BlockException&) {
+    if (wait) {
+      throw;
+    }
+    return false;
+  }
+  inMsg_ = true;
+  updateWindow();
+  checkpoint();
+  return true;
+}
+
+void FramedInStream::endMsg() {
+  if (!atEnd()) {
+    throw FrameException("FramedInStream::endMsg: data left in msg");
+  }
+  checkpoint();
+  inMsg_ = false;
+  updateWindow();
+}
+
+template <class Take>
+void FramedInStream::takeRestOfMsg(Take take) {
+  while (!atEnd()) {
+    if (ptr == end) {
+      check(true, 1);
+    }
+    take(ptr, nUnread());
+    ptr = end;
+    checkpoint();
+  }
+}
+
+void FramedInStream::skipRestOfMsg() {
+  takeRestOfMsg([](const std::uint8_t*, int) {});
+}
+
+void FramedInStream::copyRestOfMsg(OutStream& out) {
+  takeRestOfMsg([&out](const std::uint8_t* bytes, int length) { out.writeBytes(bytes, length); });
+}
+
+void FramedInStream::setUnderlying(InStream* below) noexcept {
+  ptr = end = nullptr;
+  inMsg_ = false;
+  underlying_ = below;
+}
+
+}  // namespace rdr

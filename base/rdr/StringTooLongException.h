@@ -1,0 +1,13 @@
+#pragma once
+
+#include "base/plat/Exception.h"
+
+namespace rdr {
+
+/// A counted text or a line is longer than its reader allows. Its length has been read, its bytes have not.
+class StringTooLongException : public plat::Exception {
+public:
+  StringTooLongException() noexcept : Exception("String exceeds maximum length", "StringTooLongException") {}
+};
+
+}  // namespace rdr

@@ -1,0 +1,123 @@
+#include "base/rdr/TextAppender.h"
+
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "base/plat/Exception.h"
+#include "base/rdr/OutStreamFull.h"
+
+namespace rdr {
+
+namespace {
+
+/// A printf that fails for want of room would have succeeded long before this.
+constexpr int maxBlindSize = 1 << 20;
+
+int encode(unsigned codePoint, std::uint8_t (&bytes)[4]) noexcept {
+  const auto tail = [codePoint](int shift) { return static_cast<std::uint8_t>(0x80 | ((codePoint >> shift) & 0x3F)); };
+  if (codePoint < 0x800) {
+    bytes[0] = static_cast<std::uint8_t>(0xC0 | (codePoint >> 6));
+    bytes[1] = tail(0);
+    return 2;
+  }
+  if (codePoint < 0x10000) {
+    bytes[0] = static_cast<std::uint8_t>(0xE0 | (codePoint >> 12));
+    bytes[1] = tail(6);
+    bytes[2] = tail(0);
+    return 3;
+  }
+  if (codePoint <= 0x10FFFFF) {
+    bytes[0] = static_cast<std::uint8_t>(0xF0 | (codePoint >> 18));
+    bytes[1] = tail(12);
+    bytes[2] = tail(6);
+    bytes[3] = tail(0);
+    return 4;
+  }
+  return 0;
+}
+
+}  // namespace
+
+void TextAppender::ensureRoom(int bytes) {
+  if (out->getEnd() - out->getPtr() < bytes) {
+    out->overrun(bytes, 1);
+    if (out->getEnd() - out->getPtr() < bytes) {
+      throw OutStreamFull();  // a stream whose window cannot reach that far, such as a framed one
+    }
+  }
+}
+
+void TextAppender::storeNul() {
+  ensureRoom(1);
+  *out->getPtr() = 0;
+}
+
+void TextAppender::appendText(const char* text, int len) {
+  const std::size_t limit = len < 0 ? std::size_t{INT_MAX} : static_cast<std::size_t>(len);
+  out->writeBytes(text, text != nullptr ? static_cast<int>(strnlen(text, limit)) : 0);
+  storeNul();
+}
+
+void TextAppender::appendFormat(const char* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  int size = static_cast<int>(strnlen(format, INT_MAX / 2));
+  try {
+    while ((size = tryFormat(size, format, args)) != 0) {
+    }
+  } catch (...) {
+    va_end(args);
+    throw;
+  }
+  va_end(args);
+}
+
+/// Prints with room for `size` characters or more. @return 0 if that has done it, else the size to try next.
+int TextAppender::tryFormat(int size, const char* format, std::va_list args) {
+  ensureRoom(size + 1);
+  const auto room = out->getEnd() - out->getPtr();
+  std::va_list copy;
+  va_copy(copy, args);
+  const int printed =
+      std::vsnprintf(reinterpret_cast<char*>(out->getPtr()), static_cast<std::size_t>(room), format, copy);
+  va_end(copy);
+  if (printed < 0) {
+    if (size > maxBlindSize) {
+      throw plat::Exception("TextAppender::appendFormat: cannot print");
+    }
+    return size * 2 + 1;
+  }
+  if (printed == INT_MAX) {
+    throw OutStreamFull();
+  }
+  if (printed >= room) {
+    return printed;
+  }
+  out->setPtr(out->getPtr() + printed);
+  return 0;
+}
+
+void TextAppender::appendChars(unsigned codePoint, int count) {
+  if (count < 1) {
+    return;
+  }
+  if (codePoint < 0x80) {
+    if (count == INT_MAX) {
+      throw OutStreamFull();
+    }
+    ensureRoom(count + 1);
+    std::memset(out->getPtr(), static_cast<int>(codePoint), static_cast<std::size_t>(count));
+    out->setPtr(out->getPtr() + count);
+  } else {
+    std::uint8_t bytes[4];
+    const int length = encode(codePoint, bytes);
+    for (int i = 0; length > 0 && i < count; ++i) {
+      out->writeBytes(bytes, length);
+    }
+  }
+  storeNul();
+}
+
+}  // namespace rdr

@@ -1,0 +1,61 @@
+#include "base/rdr/TransactedFileOutStream.h"
+
+#include "base/plat/Exception.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/file.h"
+#include "base/plat/filePerms.h"
+
+namespace rdr {
+
+namespace {
+plat::LogSrc log("TransactedFile");
+}  // namespace
+
+TransactedFileOutStream::TransactedFileOutStream(const char* path, int flags)
+    : FileOutStream(nullptr), finalPath(path), tempPath(plat::String::format("%s.tmp", path)) {
+  // Never append: what an earlier writer left behind is no part of this file.
+  tempFile.open(tempPath.get(), plat::FilePtr::Write, flags & ~plat::FilePtr::Append);
+  if (tempFile.get() == nullptr) {  // the caller asked not to hear of it
+    tempPath = nullptr;
+    return;
+  }
+  copyPermissions((flags & plat::FilePtr::Private) != 0);
+  attach(tempFile.get(), false);
+}
+
+TransactedFileOutStream::~TransactedFileOutStream() {
+  try {
+    detach();
+    tempFile.close();
+  } catch (const plat::Exception&) {
+    // Of no interest any more: the file is either in place or about to be removed.
+  }
+  if (!tempPath.isNull()) {
+    plat::fileRemoveNoThrow(tempPath.get());
+  }
+}
+
+void TransactedFileOutStream::copyPermissions(bool makePrivate) {
+  try {
+    const bool targetExists = plat::fileCopyPerms(finalPath.get(), tempFile.get());
+    if (targetExists && makePrivate) {
+      plat::fileMakePrivate(tempFile.get(), tempPath.get());
+    }
+  } catch (const plat::Exception& failure) {
+    log.error("%s", plat::ExceptionText(failure).get());
+  }
+}
+
+void TransactedFileOutStream::commit() {
+  flush();
+  detach();
+  if (tempFile.get() == nullptr) {
+    return;
+  }
+  tempFile.flushFile();
+  tempFile.close();
+  plat::fileRename(tempPath.get(), finalPath.get());
+  tempPath = nullptr;
+}
+
+}  // namespace rdr

@@ -1,0 +1,62 @@
+#include "base/rdr/fdWait.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+
+#include <sys/select.h>
+
+#include "base/plat/SystemException.h"
+#include "base/plat/Time.h"
+
+namespace rdr {
+
+namespace {
+
+/// One select(2). Answers its result; `timeoutMs` negative for no limit.
+int selectOnce(int fd, int timeoutMs, bool forRead, bool forWrite) {
+  fd_set readSet;
+  fd_set writeSet;
+  FD_ZERO(&readSet);
+  FD_ZERO(&writeSet);
+  if (forRead) {
+    FD_SET(fd, &readSet);
+  }
+  if (forWrite) {
+    FD_SET(fd, &writeSet);
+  }
+  timeval limit{};
+  if (timeoutMs >= 0) {
+    // One more millisecond, so that what is due at the limit is due when select returns.
+    const std::int64_t ms = std::int64_t{timeoutMs} + (timeoutMs != 0 && timeoutMs != INT_MAX ? 1 : 0);
+    limit.tv_sec = static_cast<time_t>(ms / 1000);
+    limit.tv_usec = static_cast<suseconds_t>(ms % 1000 * 1000);
+  }
+  return select(fd + 1, &readSet, &writeSet, nullptr, timeoutMs >= 0 ? &limit : nullptr);
+}
+
+}  // namespace
+
+bool waitForFd(int fd, int timeoutMs, bool forRead, bool forWrite) {
+  if (fd < 0 || fd >= FD_SETSIZE) {
+    throw plat::SystemException("select", fd < 0 ? EBADF : EMFILE);
+  }
+  const plat::FileTime deadline = timeoutMs > 0 ? plat::getMonoTime() + timeoutMs * plat::TicksPerMs : 0;
+  while (true) {
+    const int ready = selectOnce(fd, timeoutMs, forRead, forWrite);
+    if (ready >= 0) {
+      return ready > 0;
+    }
+    const int error = errno;
+    if (error != EINTR) {
+      throw plat::SystemException("select", error);
+    }
+    if (timeoutMs > 0) {
+      const plat::FileTime left = deadline - plat::getMonoTime() + plat::TicksPerMs - 1;
+      timeoutMs = static_cast<int>(std::clamp<plat::FileTime>(left / plat::TicksPerMs, 0, timeoutMs));
+    }
+  }
+}
+
+}  // namespace rdr
