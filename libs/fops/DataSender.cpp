@@ -1,0 +1,7 @@
+#include "libs/fops/DataSender.h"
+
+namespace fops {
+
+void DataSender::complete(TransferId) {}
+
+}  // namespace fops

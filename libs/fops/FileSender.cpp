@@ -1,0 +1,127 @@
+#include "libs/fops/FileSender.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/plat/Exception.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/ProtocolError.h"
+#include "base/plat/assert.h"
+#include "base/rdr/InStream.h"
+#include "libs/fops/DataReceiver.h"
+#include "libs/fops/TransferObserver.h"
+
+namespace fops {
+
+namespace {
+
+plat::LogSrc vlog("FileSender");
+
+/// Most bytes of one chunk, whatever the stream has at hand.
+constexpr std::uint64_t MaxChunk = 1048576;
+
+}  // namespace
+
+FileSender::FileSender(DataReceiver& peer, TransferObserver* observer) : peer_(peer), observer_(observer) {}
+
+FileSender::~FileSender() = default;
+
+FileSender::Files::iterator FileSender::find(TransferId id) noexcept {
+  return std::find_if(files_.begin(), files_.end(), [id](const SendFile& file) { return file.id == id; });
+}
+
+/// The file again, after a call to the peer that may have added or removed files. @return null if it is gone.
+FileSender::SendFile* FileSender::findAgain(std::size_t index, TransferId id) noexcept {
+  if (index < files_.size() && files_[index].id == id)
+    return &files_[index];
+  const auto i = find(id);
+  return i == files_.end() ? nullptr : &*i;
+}
+
+const char* FileSender::nameOf(TransferId id) noexcept {
+  const auto i = find(id);
+  return i == files_.end() ? "(unknown)" : i->name.orEmpty();
+}
+
+bool FileSender::remove(TransferId id) {
+  const auto i = find(id);
+  if (i == files_.end())
+    return false;
+  files_.erase(i);
+  return true;
+}
+
+void FileSender::add(TransferId id, const char* clientPath, std::uint64_t size, std::unique_ptr<rdr::InStream> stream) {
+  vlog.info("New id=%s %s %lld bytes", TransferIdText(id).get(), clientPath ? clientPath : "",
+            static_cast<long long>(size));
+  const auto i = find(id);
+  PLAT_ASSERT_AS(i == files_.end(), "i == files.end()", "libs/fops/FileSender", __LINE__);
+  files_.push_back({&peer_, id, plat::String(clientPath), size, 0, std::move(stream)});
+}
+
+void FileSender::dataReq(TransferId id, std::uint64_t request) {
+  auto i = find(id);
+  if (i == files_.end())
+    return;
+  const std::uint64_t before = i->position;
+  try {
+    send(id, request);
+    if (observer_ && (i = find(id)) != files_.end())
+      observer_->transferProgress(id, i->position, i->position - before);
+  } catch (const plat::Exception& error) {
+    i = find(id);
+    if (i == files_.end())
+      return;  // ended from inside a call to the peer, who knows
+    vlog.info("Error id=%s %s: %s", TransferIdText(id).get(), i->name.orEmpty(), plat::ExceptionText(error).get());
+    i->peer->cancelBySender(id, error);
+    if (remove(id) && observer_)
+      observer_->transferDone(id, 2, error);
+  }
+}
+
+void FileSender::send(TransferId id, std::uint64_t request) {
+  const auto i = find(id);
+  const auto index = static_cast<std::size_t>(i - files_.begin());
+  if (vlog.enabled(plat::LogVerbose))
+    vlog.verbose("DataReq id=%s %lld (%lld%%)", TransferIdText(id).get(), static_cast<long long>(request),
+                 static_cast<long long>(i->size ? request * 100 / i->size : 0));
+  if (i->position >= request || request > i->size)
+    throw plat::ProtocolError("Fops request bad position");
+  for (SendFile* file = &*i; file && file->position < request; file = findAgain(index, id)) {
+    rdr::InStream& stream = *file->stream;
+    if (stream.nUnread() == 0)
+      stream.check(true);
+    const std::uint8_t* data = stream.getPtr();
+    const std::uint64_t length =
+        std::min({static_cast<std::uint64_t>(stream.nUnread()), request - file->position, MaxChunk});
+    stream.setPtr(data + length);
+    // Counted before the call, so that a receiver that asks for more from inside it gets what follows.
+    const std::uint64_t position = file->position;
+    file->position += length;
+    file->peer->dataChunk(id, position, static_cast<std::int32_t>(length), data);
+  }
+}
+
+void FileSender::complete(TransferId id) {
+  vlog.info("Complete id=%s %s", TransferIdText(id).get(), nameOf(id));
+  if (remove(id) && observer_)
+    observer_->transferDone(id, 0, plat::Exception());
+}
+
+void FileSender::cancelByReceiver(TransferId id, const plat::Exception& error) {
+  vlog.info("Cancel by receiver id=%s %s: %s", TransferIdText(id).get(), nameOf(id), plat::ExceptionText(error).get());
+  if (remove(id) && observer_)
+    observer_->transferDone(id, 2, error);
+}
+
+void FileSender::cancel(TransferId id, const plat::Exception& error) {
+  const auto i = find(id);
+  if (i == files_.end())
+    return;
+  vlog.info("Cancel by sender id=%s %s: %s", TransferIdText(id).get(), i->name.orEmpty(),
+            plat::ExceptionText(error, "cancelled").get());
+  i->peer->cancelBySender(id, error);
+  remove(id);
+}
+
+}  // namespace fops

@@ -1,0 +1,68 @@
+#include "libs/fops/LocalFileWriter.h"
+
+#include "base/os/unix/FileFdOutStream.h"
+#include "base/plat/Exception.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/file.h"
+#include "base/plat/fileTree.h"
+#include "base/plat/strings.h"
+
+namespace fops {
+
+namespace {
+
+plat::LogSrc vlog("LocalFileWriter");
+
+constexpr mode_t PermissionBits = 07777;  // what open() takes of a mode; the rest of the attribute is the file's type
+
+/// A name in `dir` that is free now: the one wanted, or the first of "(1)" to "(99)".
+plat::String freeName(const plat::String& dir, const char* name) {
+  return plat::fileMakeUnique(dir.orEmpty(), name, "(", ")", 99);
+}
+
+}  // namespace
+
+LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs)
+    : FileWriter(announced), destDir_(destDir) {
+  const char* name = entry().name.orEmpty();
+  destPath_ = plat::String::format("%s%s%s", destDir, plat::strEndsWith(destDir, "/") ? "" : "/", name);
+  tempPath_ = freeName(destDir_, plat::String::format("%s.tmp", name).get());
+  openArgs.permission = unixMode(entry()) & PermissionBits;
+  out_ = std::make_unique<os::FileFdOutStream>(tempPath_.get(), openArgs);
+  vlog.debug("Writing to %s", tempPath_.get());
+}
+
+LocalFileWriter::~LocalFileWriter() {
+  out_.reset();
+  if (tempPath_.isNull())
+    return;
+  try {
+    vlog.debug("Removing %s", tempPath_.get());
+  } catch (...) {
+    // The line is not worth the file that would stay behind.
+  }
+  plat::fileRemoveNoThrow(tempPath_.get());
+}
+
+rdr::OutStream& LocalFileWriter::getOutStream() {
+  return *out_;
+}
+
+void LocalFileWriter::finish() {
+  out_->flush();
+  out_.reset();
+  // Only now: the name may have been taken since the upload began.
+  const plat::String finalPath = freeName(destDir_, entry().name.orEmpty());
+  vlog.debug("Renaming as %s from %s", finalPath.get(), tempPath_.get());
+  plat::fileRename(tempPath_.get(), finalPath.get());
+  if (fopsPreserveTimestamps()) {
+    try {
+      plat::fileSetTime(finalPath.get(), entry().modifyTime, entry().accessTime);
+    } catch (const plat::Exception& error) {
+      vlog.debug("Failed to set timestamps: %s", plat::ExceptionText(error).get());
+    }
+  }
+  tempPath_ = nullptr;
+}
+
+}  // namespace fops

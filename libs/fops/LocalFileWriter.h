@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+
+#include "base/os/unix/OpenArgs.h"
+#include "base/plat/String.h"
+#include "libs/fops/FileWriter.h"
+
+namespace os {
+class FileFdOutStream;
+}
+
+namespace fops {
+
+/// Writes an incoming file to the local file system.
+///
+/// The bytes go to a temporary file beside the destination ("a.txt.tmp"), which takes its final name once every byte is
+/// there; the final name is chosen only then and replaces nothing: "a.txt", else "a(1).txt" and so on. That is the
+/// whole guarantee that a cancelled or failed upload leaves no half file.
+///
+/// The test for a free name and the rename are two steps without a lock: a name that another process takes in between
+/// is replaced.
+class LocalFileWriter final : public FileWriter {
+public:
+  /// Creates the temporary file.
+  /// @param destDir local path of the directory.
+  /// @param openArgs of which only the flags count: the file gets the permission bits of the entry's unixMode, as the
+  ///        umask leaves them, from its first byte on.
+  /// @throws plat::SystemException "fileOpenFd(%s)" or "fileExists(%s)"; plat::Exception "Too many files with same
+  /// name".
+  ///         Nothing has been created then.
+  LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs);
+  ~LocalFileWriter() override;
+
+  rdr::OutStream& getOutStream() override;
+
+  /// Writes out what is buffered, closes the file and renames it. With `_FopsPreserveTimestamps` the file takes over
+  /// the entry's times; a failure of that is only logged.
+  /// @throws plat::Exception of the write, of the search for a name or of the rename.
+  void finish() override;
+
+  /// The destination as announced; the name on disk can differ.
+  const char* displayPath() const override { return destPath_.orEmpty(); }
+
+private:
+  plat::String destDir_;
+  plat::String destPath_;
+  plat::String tempPath_;                     // null once the file has its final name
+  std::unique_ptr<os::FileFdOutStream> out_;  // null once the file is closed
+};
+
+}  // namespace fops

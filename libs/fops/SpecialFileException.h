@@ -1,0 +1,14 @@
+#pragma once
+
+#include "base/plat/Exception.h"
+
+namespace fops {
+
+/// A path that is neither a regular file nor a directory: a pipe, a socket, a device. Such things cannot travel, so a
+/// listing leaves them out in silence and a download refuses them. It has no type word of its own.
+class SpecialFileException : public plat::Exception {
+public:
+  explicit SpecialFileException(const char* format, ...) __attribute__((format(printf, 2, 3)));
+};
+
+}  // namespace fops

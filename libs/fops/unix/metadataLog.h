@@ -1,0 +1,10 @@
+#pragma once
+
+#include "base/plat/LogSrc.h"
+
+namespace fops {
+
+/// "getDirEntry", the log source of everything that reads metadata.
+extern plat::LogSrc metadataLog;
+
+}  // namespace fops

@@ -1,0 +1,58 @@
+#include "libs/product/directories.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "base/plat/expandVars.h"
+#include "base/plat/filePaths.h"
+#include "base/plat/fileTree.h"
+
+namespace qzutil {
+
+namespace {
+
+Directories& current() noexcept {
+  static Directories* const instance = new Directories;
+  return *instance;
+}
+
+/// The directory that the environment variable chooses among the user's profiles, or `fallback`.
+plat::String profileDirectory(const char* variable, const plat::String& user, const plat::String& fallback) {
+  const char* name = std::getenv(variable);
+  if (!name || !*name) {
+    return fallback;
+  }
+  return plat::String::format("%s/profiles/%s", user.get(), plat::fileSanitiseName(name, '-').get());
+}
+
+}  // namespace
+
+const Directories& directories() noexcept {
+  return current();
+}
+
+plat::String joinDirectory(const char* directory, const char* name) {
+  const std::size_t length = std::strlen(directory);
+  const bool slashed = length > 0 && directory[length - 1] == '/';
+  return plat::String::format(slashed ? "%s%s" : "%s/%s", directory, name);
+}
+
+void setDirectories(const char* app, const char* programDir) {
+  Directories& dirs = current();
+  dirs.machine = "/etc/kel";
+  dirs.user = plat::expandVars("$HOME/.kel", nullptr, true, true);
+  dirs.profile = profileDirectory("KEL_PROFILE", dirs.user, dirs.user);
+  dirs.configProfile = profileDirectory("KEL_CONFIG_PROFILE", dirs.user, dirs.profile);
+  dirs.userConfigDir = plat::String::format("%s/config.d", dirs.configProfile.get());
+  dirs.userConfigFile = plat::String::format("%s/%s", dirs.userConfigDir.get(), app);
+  dirs.program = programDir;
+}
+
+void createUserDirectories() {
+  const Directories& dirs = current();
+  plat::mkDir(dirs.user.get(), true, true);
+  plat::mkDirs(dirs.profile.get(), true, true);
+  plat::mkDirs(dirs.userConfigDir.get(), true, true);
+}
+
+}  // namespace qzutil

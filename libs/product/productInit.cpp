@@ -1,0 +1,81 @@
+#include "libs/product/productInit.h"
+
+#include <cstdlib>
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include "base/loc/Localize.h"
+#include "base/os/AppInfo.h"
+#include "base/os/programPath.h"
+#include "base/plat/Configuration.h"
+#include "base/plat/Exception.h"
+#include "base/plat/LogDestFileMgr.h"
+#include "base/plat/filePaths.h"
+#include "base/plat/logging.h"
+#include "libs/product/VersionInfoUpdater.h"
+#include "libs/product/directories.h"
+
+namespace plat {
+
+namespace {
+
+void setAppInfo(const char* argv0, const char* appName, const char* displayKey) {
+  os::AppInfo::setApp(appName ? appName : argv0);
+  os::AppInfo::setCompany("Quenlar");
+  os::AppInfo::setPathComp("kel");
+  os::AppInfo::setDisplayName(nullptr);
+  os::AppInfo::setDisplayKey(displayKey);
+}
+
+String findProgramPath() {
+  try {
+    return os::programPath();
+  } catch (const Exception&) {
+    throw Exception("Error: could not find program executable");
+  }
+}
+
+/// The password database, and not the caller's environment, says where root's home is: a helper started by a
+/// privileged server must not write where somebody else's environment points.
+void fixHome() {
+  if (std::getenv("HOME") && geteuid() != 0) {
+    return;
+  }
+  if (const passwd* account = getpwuid(geteuid())) {
+    setenv("HOME", account->pw_dir, 1);
+  }
+}
+
+void setLocaleDirs() {
+  const qzutil::Directories& dirs = qzutil::directories();
+  loc::Localize::instance().setSearchDirs(
+      {dirs.user.get(), dirs.machine.get(), qzutil::joinDirectory(dirs.program.get(), os::AppInfo::pathComp()).get()});
+}
+
+}  // namespace
+
+void productInit(const char* argv0, const char* appName, const char* displayKey, const char* defaultLog,
+                 bool enableFileLog) {
+  setAppInfo(argv0, appName, displayKey);
+  loc::Localize::instance().setSearchDirs({});
+  const String programPath = findProgramPath();
+  if (!appName) {
+    os::AppInfo::setApp(fileBaseName(programPath.get(), ".exe").get());
+  }
+  fixHome();
+  qzutil::setDirectories(os::AppInfo::app(), fileDirName(programPath.get()).get());
+  setenv("KEL_PROFILE_DIR", qzutil::directories().profile.get(), 1);
+  qzutil::createUserDirectories();
+  setLocaleDirs();
+  static qzutil::VersionInfoUpdater* const updater = new qzutil::VersionInfoUpdater;  // until exit
+  static_cast<void>(updater);
+  logInit(defaultLog, nullptr, nullptr, false);
+  // Programs that link to the maker's pages have this parameter; here the call has no effect.
+  Configuration::global().set("_ProductUri", "https://www.quenlar.example/", 0);
+  if (enableFileLog) {
+    LogDestFileMgr::instance().setEnabled(true);
+  }
+}
+
+}  // namespace plat
