@@ -1,0 +1,148 @@
+#include "apps/kelfops/GetCommand.h"
+
+#include <fcntl.h>
+
+#include "apps/kelfops/PeerSession.h"
+#include "apps/kelfops/localPath.h"
+#include "base/plat/file.h"
+#include "base/plat/filePaths.h"
+#include "base/plat/fileTree.h"
+#include "libs/fops/LocalFileWriter.h"
+
+namespace {
+
+constexpr std::size_t MaxFilesInFlight = 64;     // enough to hide every round trip; each holds a buffer on both sides
+constexpr std::size_t MaxListingsInFlight = 4;   // their replies can be large
+constexpr std::size_t EnoughQueuedFiles = 4096;  // no further listing while so many wait
+
+}  // namespace
+
+GetCommand::GetCommand(std::string remote, std::string local, bool recursive)
+    : remote_(std::move(remote)), local_(absoluteLocalPath(local.empty() ? "." : local)), recursive_(recursive) {}
+
+GetCommand::Item GetCommand::topItem() const {
+  if (plat::fileIsDir(local_.c_str())) {
+    return {remote_, local_, "", 0};
+  }
+  return {remote_, plat::fileDirName(local_.c_str()).get(), plat::fileBaseName(local_.c_str()).get(), 0};
+}
+
+void GetCommand::begin(PeerSession& session) {
+  session_ = &session;
+  const fops::TransferId id = session.newId();
+  if (recursive_) {
+    listing_.emplace(id, topItem());
+    session.proto().downloadFolder(id, remote_.c_str(), "");
+  } else {
+    flying_.emplace(id, topItem());
+    session.proto().downloadFile(id, remote_.c_str(), "");
+  }
+}
+
+void GetCommand::pump() {
+  while (!files_.empty() && flying_.size() < MaxFilesInFlight) {
+    const fops::TransferId id = session_->newId();
+    const Item& item = flying_.emplace(id, std::move(files_.front())).first->second;
+    files_.pop_front();
+    session_->proto().downloadFile(id, item.remote.c_str(), "");
+  }
+  while (!folders_.empty() && listing_.size() < MaxListingsInFlight && files_.size() < EnoughQueuedFiles) {
+    const fops::TransferId id = session_->newId();
+    const Item& item = listing_.emplace(id, std::move(folders_.front())).first->second;
+    folders_.pop_front();
+    session_->proto().reqEntries(id, item.remote.c_str(), "");
+  }
+  if (files_.empty() && folders_.empty() && flying_.empty() && listing_.empty()) {
+    tally_.print();
+    session_->finish();
+  }
+}
+
+void GetCommand::queueFolder(const std::string& remote, const std::string& parent, const fops::DirEntry& entry) {
+  try {
+    const plat::String local = plat::fileMakeUnique(parent.c_str(), entry.name.get(), "(", ")", 99);
+    plat::mkDirs(local.get(), fops::isPrivateMode(entry), false);
+    ++tally_.folders;
+    folders_.push_back({remote, local.get(), "", 0});
+  } catch (const plat::Exception& error) {
+    session_->report(remote.c_str(), error);
+  }
+}
+
+void GetCommand::downloadFolderResult(fops::TransferId id, const fops::DirEntry& folder, const plat::Exception& error) {
+  const auto asked = listing_.extract(id);
+  if (asked.empty()) {
+    return;
+  }
+  const Item& item = asked.mapped();
+  if (!error.isEmpty()) {
+    session_->report(item.remote.c_str(), error);
+    return;
+  }
+  fops::DirEntry named = folder;
+  if (!item.name.empty()) {
+    named.name = item.name.c_str();
+  }
+  queueFolder(item.remote, item.folder, named);
+}
+
+void GetCommand::entriesResult(fops::TransferId id, std::vector<fops::DirEntry>& list, const plat::Exception& error) {
+  const auto asked = listing_.extract(id);
+  if (asked.empty()) {
+    return;
+  }
+  if (!error.isEmpty()) {
+    session_->report(asked.mapped().remote.c_str(), error);
+  }
+  for (const fops::DirEntry& entry : list) {
+    takeEntry(asked.mapped(), entry);
+  }
+}
+
+void GetCommand::takeEntry(const Item& parent, const fops::DirEntry& entry) {
+  const std::string remote = parent.remote + "/" + entry.name.get();
+  if (entry.flags & fops::Directory) {
+    queueFolder(remote, parent.folder, entry);
+  } else {
+    files_.push_back({remote, parent.folder, "", 0});
+  }
+}
+
+void GetCommand::downloadFileResult(fops::TransferId id, const fops::DirEntry& file, const plat::Exception& error) {
+  const auto found = flying_.find(id);
+  if (found == flying_.end()) {
+    return;
+  }
+  if (!error.isEmpty()) {
+    session_->report(takeFlight(id).remote.c_str(), error);
+    return;
+  }
+  Item& item = found->second;
+  item.size = static_cast<std::uint64_t>(file.size);
+  try {
+    fops::DirEntry named = file;
+    if (!item.name.empty()) {
+      named.name = item.name.c_str();
+    }
+    const os::OpenArgs create = {O_WRONLY | O_CREAT | O_TRUNC, 0644};
+    session_->receiver().add(id, std::make_unique<fops::LocalFileWriter>(named, item.folder.c_str(), create));
+  } catch (const plat::Exception& failure) {
+    session_->report(takeFlight(id).remote.c_str(), failure);
+    session_->receiver().cancel(id, false, failure);
+  }
+}
+
+GetCommand::Item GetCommand::takeFlight(fops::TransferId id) {
+  auto node = flying_.extract(id);
+  return node.empty() ? Item() : std::move(node.mapped());
+}
+
+void GetCommand::transferDone(fops::TransferId id, int status, const plat::Exception& error) {
+  const Item item = takeFlight(id);
+  if (status != 0) {
+    session_->report(item.remote.c_str(), error);
+    return;
+  }
+  ++tally_.files;
+  tally_.bytes += item.size;
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "apps/kelfops/Options.h"
+#include "base/plat/NonCopyable.h"
+
+namespace io {
+class Io;
+}
+
+/// A launched helper and the link to it: the server's half of the start, and the end.
+///
+/// On the socket link it makes a fresh secret and a listening socket in a private folder, gives the helper the secret's
+/// digest, and answers with the secret itself; the folder is gone again once the helper has connected.
+/// Ownership: a local variable of the program, outliving the channel on its link. Thread: any one thread.
+/// Lifecycle: the constructor returns with a connected helper or throws with none left; the destructor ends the
+/// helper if it is still there, and reaps it.
+class HelperProcess final : private plat::NonCopyable {
+public:
+  /// Launches the helper and waits for its link.
+  /// @param program path of the helper's executable.
+  /// @param arguments what follows the link on its command line.
+  /// @throws plat::Exception if it cannot be launched, or ends before it has connected.
+  HelperProcess(const std::string& program, LinkKind kind, const std::vector<std::string>& arguments);
+  ~HelperProcess();
+
+  /// The link to the helper; hands it out once.
+  std::unique_ptr<io::Io> takeLink();
+
+  pid_t pid() const noexcept { return pid_; }
+
+  /// Waits for the helper's end, at most `timeoutMs` milliseconds.
+  /// @return "exit status N" or "signal NAME", or empty if it is still running.
+  std::string waitForEnd(int timeoutMs);
+
+  /// Processor time that the helper has used, in microseconds; 0 until it has ended and was waited for.
+  std::int64_t processorTimeUs() const noexcept { return processorTimeUs_; }
+
+private:
+  void launchOnSocket(const std::string& program, const std::vector<std::string>& arguments);
+  void launchOnPair(const std::string& program, bool asStdin, const std::vector<std::string>& arguments);
+  void spawn(const std::string& program, const std::vector<std::string>& words, int linkFd, int childFd);
+  int acceptFrom(int listenFd);
+
+  pid_t pid_ = -1;
+  std::unique_ptr<io::Io> link_;
+  std::string end_;  ///< how it ended, once that is known
+  std::int64_t processorTimeUs_ = 0;
+};

@@ -1,0 +1,55 @@
+#include "apps/kelfops/PrivateSocket.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "base/os/socketUtil.h"
+#include "base/plat/Exception.h"
+#include "base/plat/StdlibException.h"
+
+PrivateSocket::PrivateSocket() {
+  const char* temporary = std::getenv("TMPDIR");
+  folder_ = std::string(temporary && *temporary ? temporary : "/tmp") + "/kelfops-XXXXXX";
+  if (!mkdtemp(folder_.data())) {
+    throw plat::StdlibException("mkdtemp(%s)", folder_.c_str());
+  }
+  path_ = folder_ + "/link";
+  try {
+    listen();
+  } catch (const plat::Exception&) {
+    remove();
+    throw;
+  }
+}
+
+PrivateSocket::~PrivateSocket() {
+  remove();
+}
+
+void PrivateSocket::listen() {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  if (path_.size() >= sizeof address.sun_path) {
+    throw plat::Exception(plat::Formatted, "%s: too long for a socket", path_.c_str());
+  }
+  std::memcpy(address.sun_path, path_.c_str(), path_.size() + 1);
+  fd_ = os::openSocket(AF_UNIX, SOCK_STREAM, 0);
+  if (fd_ < 0) {
+    throw plat::StdlibException("socket");
+  }
+  if (bind(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || ::listen(fd_, 1) != 0) {
+    throw plat::StdlibException("bind(%s)", path_.c_str());
+  }
+}
+
+void PrivateSocket::remove() noexcept {
+  if (fd_ >= 0) {
+    close(fd_);
+  }
+  unlink(path_.c_str());
+  rmdir(folder_.c_str());
+}

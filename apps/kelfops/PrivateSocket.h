@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "base/plat/NonCopyable.h"
+
+/// A listening Unix-domain socket in a folder that only its owner can enter. Both are gone with the object.
+class PrivateSocket final : private plat::NonCopyable {
+public:
+  /// @throws plat::SystemException if the folder or the socket cannot be made.
+  PrivateSocket();
+  ~PrivateSocket();
+
+  int fd() const noexcept { return fd_; }
+  const std::string& path() const noexcept { return path_; }
+
+private:
+  void listen();
+  void remove() noexcept;
+
+  std::string folder_;
+  std::string path_;
+  int fd_ = -1;
+};

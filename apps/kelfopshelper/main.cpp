@@ -1,0 +1,36 @@
+#include <cstdio>
+
+#include "apps/kelfopshelper/helperMain.h"
+#include "apps/kelfopshelper/version.h"
+#include "base/loc/translate.h"
+#include "base/os/unix/setuidHelper.h"
+#include "base/plat/Exception.h"
+#include "base/plat/LogSrc.h"
+#include "libs/product/ProductInfo.h"
+#include "libs/product/productInit.h"
+
+namespace {
+
+plat::LogSrc mainLog("kelfopshelper");
+
+int run(int argc, char** argv) {
+  os::setuidHelperCheck(argv);
+  qzutil::setProductVersion(KelVersion, KelBuild);
+  plat::productInit(argv[0], "kelfopshelper", nullptr, nullptr, true);
+  if (argc < 2) {
+    throw plat::Exception(LOC_TR("plat_this_program_not_directly"));
+  }
+  return helperMain(argv + 1);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const plat::Exception& failure) {
+    mainLog.error("%s", failure.message);
+    std::fprintf(stderr, "%s\n", failure.message);
+    return 1;
+  }
+}
