@@ -1,0 +1,57 @@
+// The client's end of a session, on whatever a server may send, each message in two parts.
+
+#include <vector>
+
+#include "base/plat/Configuration.h"
+#include "base/plat/Exception.h"
+#include "fuzz/protoFuzz.h"
+#include "libs/fops/CFopsProto.h"
+
+namespace {
+
+class NullClient : public fops::CFopsProto::Callback {
+  using Error = plat::Exception;
+
+  fops::DataSender& getDataSender() override { return ends_; }
+  fops::DataReceiver& getDataReceiver() override { return ends_; }
+  void serverInit(const fops::ServerInit&) override {}
+  void getRootResult(const fops::DirEntry&) override {}
+  void dirScanResult(std::vector<fops::DirEntry>&, const Error&) override {}
+  void createFolderResult(const Error&) override {}
+  void deleteFileOrFolderResult(const Error&) override {}
+  void renameFileOrFolderResult(const Error&) override {}
+  void reqEntriesResult(fops::TransferId, std::vector<fops::DirEntry>&, const char*, const char*,
+                        const Error&) override {}
+  void uploadFolderResult(fops::TransferId, const char*, const char*, const Error&) override {}
+  void downloadFileResult(fops::TransferId, const fops::DirEntry&, const Error&) override {}
+  void downloadFolderResult(fops::TransferId, const fops::DirEntry&, const Error&) override {}
+
+  NullEnds ends_;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  plat::Configuration::global().set("_MaxDirEntries", "1000", 40);
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  NullWriter writer;
+  NullClient client;
+  fops::CFopsProto proto(writer, client);
+  proto.clientInit(4);
+  try {
+    forEachMessage(data, size, [&](const std::uint8_t* body, std::size_t length, std::size_t cut) {
+      CutStream in(body, length, cut);
+      if (!proto.run(in)) {
+        in.arriveAll();
+        if (!proto.run(in))
+          throw plat::Exception("message too short");
+      }
+    });
+  } catch (const plat::Exception&) {
+    // The end of the link.
+  }
+  return 0;
+}

@@ -1,0 +1,92 @@
+#include "tests/apps/Child.h"
+
+#include <chrono>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr auto Patience = std::chrono::seconds(30);
+
+std::string contents(int fd) {
+  std::string text;
+  char piece[4096];
+  off_t offset = 0;
+  for (ssize_t got; (got = pread(fd, piece, sizeof piece, offset)) > 0; offset += got) {
+    text.append(piece, static_cast<std::size_t>(got));
+  }
+  return text;
+}
+
+}  // namespace
+
+Child::Child(const std::vector<std::string>& words, int linkFd, int linkNumber, const std::function<void()>& prepare)
+    : outputFd_(memfd_create("output", MFD_CLOEXEC)), errorFd_(memfd_create("errors", MFD_CLOEXEC)) {
+  std::vector<char*> argv;
+  for (const std::string& word : words) {
+    argv.push_back(const_cast<char*>(word.c_str()));
+  }
+  argv.push_back(nullptr);
+  pid_ = fork();
+  if (pid_ == 0) {
+    dup2(outputFd_, STDOUT_FILENO);
+    dup2(errorFd_, STDERR_FILENO);
+    if (linkFd >= 0 && linkFd != linkNumber) {
+      dup2(linkFd, linkNumber);
+    } else if (linkFd >= 0) {
+      fcntl(linkFd, F_SETFD, 0);
+    }
+    if (prepare) {
+      prepare();
+    }
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+}
+
+Child::~Child() {
+  if (!waited_) {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  close(outputFd_);
+  close(errorFd_);
+}
+
+bool Child::isRunning() {
+  int status = 0;
+  if (!waited_ && waitpid(pid_, &status, WNOHANG) == pid_) {
+    waited_ = true;
+    result_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+  return !waited_;
+}
+
+int Child::wait() {
+  const auto deadline = std::chrono::steady_clock::now() + Patience;
+  while (isRunning()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      ADD_FAILURE() << "the program does not end";
+      return -1000;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return result_;
+}
+
+void Child::signal(int number) const {
+  kill(pid_, number);
+}
+
+std::string Child::output() const {
+  return contents(outputFd_);
+}
+std::string Child::errors() const {
+  return contents(errorFd_);
+}

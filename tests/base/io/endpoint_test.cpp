@@ -1,0 +1,159 @@
+#include "base/io/endpoint.h"
+
+#include <gtest/gtest.h>
+
+#include "base/io/EndpointInvalid.h"
+
+namespace {
+
+using namespace io;
+
+constexpr int BasePort = 1000;
+constexpr int PortRange = 100;
+
+const char* const General = "Invalid endpoint";
+const char* const Empty = "Invalid endpoint: empty host and/or port";
+const char* const Bracket = "Invalid endpoint: unmatched \"[\" in host";
+const char* const BadPort = "Invalid endpoint: port not correctly specified";
+const char* const BadEscape = "Invalid endpoint: incorrect % escape";
+
+template <class Action>
+std::string refusal(Action action) {
+  try {
+    action();
+  } catch (const EndpointInvalid& e) {
+    EXPECT_STREQ(e.type, "EndpointInvalid");
+    return e.message;
+  }
+  return "";
+}
+
+TEST(SplitHostPort, takesEndpointsApart) {
+  const struct {
+    const char* text;
+    const char* host;
+    int port;
+  } cases[] = {
+      {"host", "host", 1000},         {"host:", "host", 1000},
+      {"host::", "host", 1000},       {"host:0", "host", 1000},
+      {"host:1", "host", 1001},       {"host:99", "host", 1099},
+      {"host:100", "host", 100},      {"host::1", "host", 1},
+      {"host::65535", "host", 65535}, {":5", "localhost", 1005},
+      {"::5", "localhost", 5},        {"", "localhost", 1000},
+      {"[::1]", "[::1]", 1000},       {"[::1]::1000", "[::1]", 1000},
+      {"[::1]:5", "[::1]", 1005},     {"[fe80::1%eth0]:5", "[fe80::1%eth0]", 1005},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    plat::String host = "before";
+    int port = -1;
+    EXPECT_NO_THROW(splitHostPort(c.text, host, &port, BasePort, PortRange));
+    EXPECT_STREQ(host.get(), c.host);
+    EXPECT_EQ(port, c.port);
+  }
+}
+
+TEST(SplitHostPort, refusesWhatIsNone) {
+  const struct {
+    const char* text;
+    int defaultPort;
+    const char* refusal;
+  } cases[] = {
+      {"", -1, Empty},
+      {"[]", BasePort, Empty},
+      {"[]:5", BasePort, Empty},
+      {"[::1", BasePort, Bracket},
+      {"[::1]x", BasePort, General},
+      {"[a[b]", BasePort, General},
+      {"a]b:5", BasePort, General},
+      {"a[b", BasePort, General},
+      {"host", -1, BadPort},
+      {"host:", -1, BadPort},
+      {"host::0", BasePort, BadPort},
+      {"host::65536", BasePort, BadPort},
+      {"host:65536", BasePort, BadPort},
+      {"host", 0, BadPort},
+      {"host", 65536, BadPort},
+      {"host:x", BasePort, BadPort},
+      {"host:5x", BasePort, BadPort},
+      {"host:-5", BasePort, BadPort},
+      {"host::+5", BasePort, BadPort},
+      {"host:::5", BasePort, BadPort},
+      {"host: 5", BasePort, BadPort},
+      {"host::99999999999999999999", BasePort, BadPort},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    plat::String host;
+    int port = 77;
+    EXPECT_EQ(refusal([&] { splitHostPort(c.text, host, &port, c.defaultPort, PortRange); }), c.refusal);
+    EXPECT_EQ(port, 77);
+  }
+}
+
+TEST(SplitHostPort, withoutARoomForThePortTheTextMayNameNone) {
+  plat::String host;
+  for (const char* text : {"host", "host:", "host::"}) {
+    EXPECT_NO_THROW(splitHostPort(text, host, nullptr, -1, 0));
+    EXPECT_STREQ(host.get(), "host");
+  }
+  for (const char* text : {"host:5", "host::5", "host:x"}) {
+    EXPECT_EQ(refusal([&] { splitHostPort(text, host, nullptr, BasePort, PortRange); }), BadPort);
+  }
+  EXPECT_EQ(refusal([&] { splitHostPort("", host, nullptr, -1, 0); }), Empty);
+}
+
+TEST(FormatEndpoint, isUndoneBySplitHostPort) {
+  for (const char* host : {"host", "[::1]", "127.0.0.1"}) {
+    for (const int range : {0, 1, PortRange}) {
+      for (const int port : {1, 99, 100, 999, 1000, 1001, 1099, 1100, 65535}) {
+        const plat::String text = formatEndpoint(host, port, BasePort, range);
+        SCOPED_TRACE(text.get());
+        plat::String hostAgain;
+        int portAgain = -1;
+        splitHostPort(text.get(), hostAgain, &portAgain, BasePort, range);
+        EXPECT_STREQ(hostAgain.get(), host);
+        EXPECT_EQ(portAgain, port);
+      }
+    }
+  }
+}
+
+TEST(FormatEndpoint, choosesTheShortestForm) {
+  EXPECT_STREQ(formatEndpoint("host", 1000, 1000, 100).get(), "host");
+  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 100).get(), "host:5");
+  EXPECT_STREQ(formatEndpoint("host", 1100, 1000, 100).get(), "host::1100");
+  EXPECT_STREQ(formatEndpoint("host", 999, 1000, 100).get(), "host::999");
+  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 0).get(), "host:1005");
+  EXPECT_STREQ(formatEndpoint("fe80::1", 80, -1, -1).get(), "[fe80::1]::80");
+  EXPECT_STREQ(formatEndpoint("host", -1, -1, -1).get(), "host");
+}
+
+TEST(HostBrackets, comeAndGo) {
+  EXPECT_STREQ(bracketHost("::1").get(), "[::1]");
+  EXPECT_STREQ(bracketHost("[::1]").get(), "[::1]");
+  EXPECT_STREQ(bracketHost("host").get(), "host");
+  EXPECT_STREQ(stripBrackets("[::1]").get(), "::1");
+  EXPECT_STREQ(stripBrackets("host").get(), "host");
+  EXPECT_STREQ(stripBrackets("[]").get(), "");
+  for (const char* text : {"[", "[::1", "[::1]x"}) {
+    EXPECT_EQ(refusal([&] { stripBrackets(text); }), Bracket);
+  }
+}
+
+TEST(EscapeEndpoint, escapesAllButAFewAndIsUndone) {
+  const char* const kept = "azAZ09!$&'()*+,-.;=_~ \xC3\xA9";
+  EXPECT_STREQ(escapeEndpoint(kept).get(), kept);
+  EXPECT_STREQ(escapeEndpoint("%/:[]\"\x01\x7F@").get(), "%25%2F%3A%5B%5D%22%01%7F%40");
+  EXPECT_STREQ(unescapeEndpoint("%25%2f%3A%5B", false).get(), "%/:[");
+  EXPECT_STREQ(unescapeEndpoint("a+b", false).get(), "a+b");
+  EXPECT_STREQ(unescapeEndpoint("a+b%2B", true).get(), "a b+");
+  EXPECT_STREQ(unescapeEndpoint("a%C3%A9%FFb", false).get(),
+               "a\xC3\xA9\xEF\xBF\xBD"
+               "b");
+  for (const char* text : {"%", "a%4", "%4g", "%%20", "% 4"}) {
+    EXPECT_EQ(refusal([&] { unescapeEndpoint(text, false); }), BadEscape);
+  }
+}
+
+}  // namespace

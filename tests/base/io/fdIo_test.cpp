@@ -1,0 +1,476 @@
+#include "base/io/FdIo.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "base/io/FdSelectManager.h"
+#include "base/io/IoHandler.h"
+#include "base/plat/AssertionFail.h"
+#include "base/plat/Configuration.h"
+#include "base/plat/TimedOut.h"
+#include "base/rdr/BlockException.h"
+#include "tests/base/io/FdPair.h"
+#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/ManualClock.h"
+
+namespace {
+
+using io::FdIo;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+using Events = std::vector<std::string>;
+
+/// A connection that tells of its death.
+class TestIo final : public FdIo {
+public:
+  TestIo(test::FdPair& pair, Events& events, bool connecting = false)
+      : FdIo(pair.takeNear(), true, connecting), events_(events) {}
+  explicit TestIo(Events& events) : FdIo(-1, true, false), events_(events) {}
+  ~TestIo() override { events_.emplace_back("deleted"); }
+  using FdIo::attach;
+
+private:
+  Events& events_;
+};
+
+class TestHandler : public io::IoHandler {
+public:
+  explicit TestHandler(Events& events) : events_(events) {}
+  void ioReadable(io::Io& io) override { note("readable", onReadable, io); }
+  void ioWritable(io::Io& io) override { note("writable", onWritable, io); }
+  void ioClosed(io::Io& io) override { note("closed", onClosed, io); }
+
+  using Action = std::function<void(io::Io&)>;
+  Action onReadable, onWritable, onClosed;
+
+private:
+  void note(const char* what, const Action& action, io::Io& io) {
+    events_.emplace_back(what);
+    if (action) {
+      action(io);
+    }
+  }
+  Events& events_;
+};
+
+class FdIoTest : public testing::Test {
+protected:
+  /// The connection with its handler, its first ioWritable behind it.
+  TestIo* attached() {
+    auto* const io = new TestIo(pair, events);
+    io->setHandler(&handler, true);
+    manager->processEvents(0);
+    events.clear();
+    return io;
+  }
+  Events turn() {
+    events.clear();
+    manager->processEvents(0);
+    return events;
+  }
+  void turns(int count) {
+    for (int i = 0; i < count; ++i) {
+      manager->processEvents(0);
+    }
+  }
+  static void write(io::Io& io, const std::string& bytes) {
+    io.out()->writeBytes(bytes.data(), static_cast<int>(bytes.size()));
+    io.out()->flush();
+  }
+  static std::string readAll(io::Io& io) {
+    std::string bytes;
+    while (io.in()->check(false)) {
+      bytes += static_cast<char>(io.in()->readU8());
+      io.in()->checkpoint();
+    }
+    return bytes;
+  }
+
+  test::ManualClock clock;
+  std::unique_ptr<io::FdSelectManager> manager = std::make_unique<io::FdSelectManager>();
+  test::RecordingDest log{"FdIo:rec:100"};
+  test::FdPair pair;
+  Events events;
+  TestHandler handler{events};
+};
+
+const std::string Much(4 << 20, 'm');  // more than any socket takes at once
+
+TEST_F(FdIoTest, aNewHandlerHearsOnceThatItMayWriteAndOfWhatIsUnreadAlready) {
+  auto* const io = new TestIo(pair, events);
+  pair.send("abc");
+  EXPECT_EQ(io->in()->readU8(), 'a');
+  io->in()->checkpoint();
+  io->setHandler(&handler, true);
+  EXPECT_THAT(turn(), ElementsAre("readable", "writable"));
+  EXPECT_THAT(turn(), IsEmpty()) << "the window's bytes are told of once";
+  io->markReadable();
+  EXPECT_THAT(turn(), ElementsAre("readable"));
+  EXPECT_EQ(readAll(*io), "bc");
+
+  io->setHandler(&handler, false);
+  pair.send("d");
+  EXPECT_THAT(turn(), ElementsAre("writable")) << "without interest in input";
+  io->shutdown(false, false);
+}
+
+TEST_F(FdIoTest, aConnectingOneIsWritableWhenTheDescriptorIs) {
+  auto* const io = new TestIo(pair, events, true);
+  const int fd = io->fd();
+  int size = 1;
+  ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+  const std::string block(65536, 'x');
+  while (::write(fd, block.data(), block.size()) > 0) {
+  }
+  io->setHandler(&handler, true);
+  EXPECT_THAT(turn(), IsEmpty());
+  pair.receive();
+  EXPECT_THAT(turn(), ElementsAre("writable"));
+  EXPECT_THAT(turn(), IsEmpty()) << "the interest is one-shot";
+  io->shutdown(false, false);
+}
+
+TEST_F(FdIoTest, streamsWaitUnlessThereIsAHandler) {
+  auto* const io = new TestIo(pair, events);
+  io->setTimeout(0);
+  EXPECT_THROW(io->in()->readU8(), plat::TimedOut);
+  EXPECT_THROW(write(*io, Much), plat::TimedOut);
+  pair.receive();
+  io->setHandler(&handler, true);
+  EXPECT_THROW(io->in()->readU8(), rdr::BlockException);
+  write(*io, Much);
+  EXPECT_GT(io->out()->nPending(), 0);
+  while (io->out()->nPending() > 0) {
+    pair.receive();
+    turns(1);
+  }
+  io->setHandler(nullptr, true);
+  EXPECT_THROW(io->in()->readU8(), plat::TimedOut);
+  EXPECT_THAT(turn(), IsEmpty());
+  io->setHandler(&handler, true);  // it changes hands
+  EXPECT_THAT(turn(), ElementsAre("writable"));
+  io->setHandler(nullptr, true);
+  io->shutdown(false, false);
+}
+
+TEST_F(FdIoTest, leavingLazyModeInVainIsLoggedAndTheHandlerIsGone) {
+  TestIo* const io = attached();
+  io->setTimeout(0);
+  write(*io, Much);
+  io->setHandler(nullptr, true);
+  EXPECT_THAT(log.lines(), ElementsAre("0 FdIo: setHandler: [TimedOut] Timed out"));
+  EXPECT_THAT(turn(), IsEmpty());
+  pair.closeFar();
+  delete io;
+}
+
+TEST_F(FdIoTest, writableMeansThatEverythingHasLeftTheBuffer) {
+  TestIo* const io = attached();
+  write(*io, "hello");
+  EXPECT_EQ(pair.receive(), "hello") << "what the descriptor takes goes at once";
+  EXPECT_THAT(turn(), ElementsAre("writable"));
+  EXPECT_THAT(turn(), IsEmpty());
+
+  write(*io, Much);
+  std::string got;
+  while (io->out()->nPending() > 0) {
+    EXPECT_THAT(events, IsEmpty());
+    got += pair.receive();
+    turns(1);
+  }
+  turns(1);
+  EXPECT_THAT(events, ElementsAre("writable"));
+  got += pair.receive();
+  EXPECT_EQ(got, Much);
+  io->shutdown(false, false);
+}
+
+TEST_F(FdIoTest, whatTheReaderLetsOutEndsTheConnectionUnlessItIsOnlyABlock) {
+  TestIo* const io = attached();
+  handler.onReadable = [](io::Io& c) { c.in()->readU16(); };
+  pair.send("a");
+  EXPECT_THAT(turn(), ElementsAre("readable")) << "half of it";
+  pair.send("b");
+  handler.onReadable = [](io::Io& c) { EXPECT_EQ(c.in()->readU16(), 0x6162); };
+  EXPECT_THAT(turn(), ElementsAre("readable"));
+  handler.onReadable = [](io::Io& c) { c.in()->readU8(); };
+  pair.closeFar();
+  EXPECT_THAT(turn(), ElementsAre("readable"));
+  EXPECT_THAT(turn(), ElementsAre("closed", "deleted"));
+  const std::string self = plat::String::format("%p (fd=", static_cast<void*>(io)).get();
+  EXPECT_THAT(log.lines(), ElementsAre("30 FdIo: Read error: End of IO stream",
+                                       AllOf(HasSubstr("100 FdIo: shutdown " + self),
+                                             HasSubstr("), flush false (tellHandler true)")),
+                                       HasSubstr("100 FdIo: shutdown complete " + self)));
+}
+
+TEST_F(FdIoTest, whatTheWriterLetsOutEndsTheConnection) {
+  attached();
+  handler.onWritable = [](io::Io& io) {
+    if (io.out()->length() < 10) {
+      write(io, "0123456789");
+    } else {
+      throw plat::Exception("enough");
+    }
+  };
+  turns(3);
+  EXPECT_THAT(events, IsEmpty()) << "nothing has called it yet";
+  handler.onReadable = [](io::Io& io) { write(io, readAll(io)); };
+  pair.send("x");
+  while (events.empty() || events.back() != "deleted") {
+    turns(1);
+  }
+  EXPECT_THAT(events, ElementsAre("readable", "writable", "writable", "closed", "deleted"));
+  EXPECT_THAT(log.lines(), Contains("30 FdIo: Write error: enough"));
+}
+
+TEST_F(FdIoTest, aPeerThatIsGoneIsAWriteError) {
+  TestIo* const io = attached();
+  io->setHandler(&handler, false);
+  write(*io, Much);
+  turns(1);
+  pair.closeFar();
+  turns(2);
+  EXPECT_THAT(events, ElementsAre("closed", "deleted"));
+  EXPECT_THAT(log.lines(), Contains(HasSubstr("Write error: write: ")));
+}
+
+TEST_F(FdIoTest, aPeerThatTakesNothingForTheSetTimeIsAReadError) {
+  struct Case {
+    const char* seconds;
+    std::int64_t ms;
+  };
+  const Case cases[] = {{"0", 0},
+                        {"1", 1000},
+                        {"60", 60000},
+                        {"2147483", 2147483000},
+                        {"2147484", 2147483647},
+                        {"2147483647", 2147483647}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.seconds);
+    test::FdPair silent;
+    auto* const io = new TestIo(silent, events);
+    ASSERT_TRUE(plat::Configuration::global().set("LazyFlushTimeout", c.seconds, 10));
+    handler.onReadable = [](io::Io& connection) { connection.in()->readU8(); };
+    io->setHandler(&handler, true);
+    turns(1);
+    events.clear();
+    write(*io, Much);
+    turns(1);  // tries again and finds no room
+    if (c.ms > 0) {
+      clock.advanceTicks((c.ms - 1) * plat::TicksPerMs);
+      turns(1);
+      EXPECT_THAT(events, IsEmpty());
+      clock.advanceMs(1);
+    }
+    EXPECT_THAT(turn(), ElementsAre("readable"));
+    EXPECT_THAT(turn(), ElementsAre("closed", "deleted"));
+    EXPECT_THAT(log.lines(), AllOf(Contains("100 FdIo: flush timer"), Contains("30 FdIo: Read error: Timed out")));
+    log.clear();
+  }
+  plat::Configuration::global().set("LazyFlushTimeout", "60", 10);
+}
+
+TEST_F(FdIoTest, aPeerThatTakesALittleNowAndThenIsNotStalled) {
+  TestIo* const io = attached();
+  write(*io, Much);
+  turns(1);
+  for (int i = 0; i < 3; ++i) {
+    clock.advanceMs(59999);
+    turns(1);
+    pair.receive();
+    turns(2);
+  }
+  EXPECT_THAT(log.lines(), Not(Contains("100 FdIo: flush timer")));
+  io->shutdown(false, false);
+}
+
+TEST_F(FdIoTest, shutdownEndsInALaterTurn) {
+  struct Case {
+    bool flush, tell;
+    Events expected;
+    std::string received;
+  };
+  const Case cases[] = {{false, false, {"deleted"}, "now"},
+                        {false, true, {"closed", "deleted"}, "now"},
+                        {true, false, {"deleted"}, "now"},
+                        {true, true, {"closed", "deleted"}, "now"}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << "flush " << c.flush << ", tell " << c.tell);
+    test::FdPair other;
+    auto* const io = new TestIo(other, events);
+    io->setHandler(&handler, true);
+    turns(1);
+    events.clear();
+    write(*io, "now");
+    io->shutdown(c.flush, c.tell);
+    EXPECT_THAT(events, IsEmpty()) << "never inside the caller's stack";
+    turns(c.flush ? 2 : 1);
+    EXPECT_EQ(events, c.expected);
+    EXPECT_EQ(other.receive(), c.received);
+    EXPECT_TRUE(other.farEnded());
+  }
+}
+
+TEST_F(FdIoTest, shutdownFromTheHandlersOwnCallFlushesAndHearsNoMoreInput) {
+  attached();
+  handler.onReadable = [](io::Io& io) {
+    write(io, Much);
+    io.shutdown(true, true);
+  };
+  pair.send("x");
+  std::string got;
+  for (int i = 0; i < 1000 && (events.empty() || events.back() != "deleted"); ++i) {
+    turns(1);
+    got += pair.receive();
+  }
+  EXPECT_THAT(events, ElementsAre("readable", "closed", "deleted"));
+  EXPECT_EQ(got, Much);
+  EXPECT_TRUE(pair.farEnded());
+}
+
+TEST_F(FdIoTest, aFlushAtTheEndGivesUpOnAStalledPeer) {
+  TestIo* const io = attached();
+  write(*io, Much);
+  io->shutdown(true, true);
+  turns(2);
+  clock.advanceMs(59999);
+  turns(2);
+  EXPECT_THAT(events, IsEmpty());
+  clock.advanceMs(1);
+  turns(2);
+  EXPECT_THAT(events, ElementsAre("closed", "deleted"));
+  EXPECT_LT(pair.receive().size(), Much.size());
+  EXPECT_TRUE(pair.farEnded());
+}
+
+TEST_F(FdIoTest, aStalledFlushWithNobodyToTellFailsAnAssertion) {
+  TestIo* const io = attached();
+  write(*io, Much);
+  io->shutdown(true, false);
+  turns(2);
+  clock.advanceMs(60000);
+  try {
+    turns(1);
+    FAIL() << "no assertion";
+  } catch (const plat::AssertionFail& e) {
+    EXPECT_STREQ(e.expression, "handler");
+  }
+  EXPECT_THAT(events, IsEmpty());
+  manager.reset();
+  EXPECT_THAT(events, ElementsAre("deleted"));
+}
+
+TEST_F(FdIoTest, withoutAManagerShutdownIsImmediateAndCanTellNobody) {
+  auto* const io = new TestIo(pair, events);
+  try {
+    io->shutdown(false, true);
+    FAIL() << "whom does it tell?";
+  } catch (const plat::AssertionFail& e) {
+    EXPECT_STREQ(e.expression, "!tellHandler");
+  }
+  log.clear();
+  io->shutdown(false, false);
+  EXPECT_THAT(events, ElementsAre("deleted"));
+  EXPECT_THAT(log.lines(),
+              ElementsAre(HasSubstr("flush false (tellHandler false)"), HasSubstr("100 FdIo: immediate shutdown 0x")));
+}
+
+TEST_F(FdIoTest, anExceptionAtTheVeryEndIsOnlyLogged) {
+  TestIo* const io = attached();
+  handler.onClosed = [](io::Io& c) {
+    c.setHandler(nullptr, true);
+    throw plat::Exception("too late");
+  };
+  io->shutdown(false, true);
+  EXPECT_THAT(turn(), ElementsAre("closed", "deleted"));
+  EXPECT_THAT(log.lines(), Contains("30 FdIo: Shutdown error: too late"));
+}
+
+TEST_F(FdIoTest, aHandlerMayDestroyTheConnection) {
+  attached();
+  handler.onReadable = [](io::Io& io) { delete &io; };
+  pair.send("x");
+  EXPECT_THAT(turn(), ElementsAre("readable", "deleted"));
+  EXPECT_THAT(turn(), IsEmpty());
+}
+
+TEST_F(FdIoTest, aHalfCloseWaitsForTheBufferAndLeavesTheInputOpen) {
+  TestIo* const io = attached();
+  write(*io, Much);
+  io->out()->closeWrite();
+  std::string got;
+  while (io->out()->nPending() > 0) {
+    got += pair.receive();
+    EXPECT_FALSE(pair.farEnded());
+    turns(1);
+  }
+  turns(2);
+  got += pair.receive();
+  EXPECT_EQ(got, Much);
+  EXPECT_TRUE(pair.farEnded());
+  EXPECT_THAT(events, IsEmpty()) << "a closing writer is not asked for more";
+  pair.send("x");
+  EXPECT_THAT(turn(), ElementsAre("readable"));
+  EXPECT_EQ(readAll(*io), "x");
+  io->shutdown(false, false);
+}
+
+TEST_F(FdIoTest, theManagersEndCompletesAShutdownAndOtherwiseOnlyLetsGo) {
+  TestIo* const io = attached();
+  manager = nullptr;
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_THROW(io->setHandler(&handler, true), plat::AssertionFail);
+  manager = std::make_unique<io::FdSelectManager>();
+  io->setHandler(&handler, true);
+  pair.send("x");
+  EXPECT_THAT(turn(), ElementsAre("readable", "writable")) << "another manager takes over";
+
+  io->shutdown(true, true);
+  manager = nullptr;
+  EXPECT_THAT(events, ElementsAre("readable", "writable", "closed", "deleted"));
+  EXPECT_THAT(log.lines(), Contains(HasSubstr("shutdown completed by FdManager dtor 0x")));
+}
+
+TEST_F(FdIoTest, namesAndErrors) {
+  TestIo late(events);
+  EXPECT_EQ(late.in(), nullptr);
+  const int fd = pair.takeNear();
+  late.attach(fd);
+  EXPECT_EQ(late.fd(), fd);
+  EXPECT_EQ(late.displayName(), "<fd" + std::to_string(fd) + ">");
+  EXPECT_STREQ(late.peerEndpoint().get(), "");
+  EXPECT_STREQ(late.resolvedPeerEndpoint().get(), "");
+  EXPECT_STREQ(late.peerAddress().get(), "");
+  EXPECT_STREQ(late.myEndpoint().get(), "");
+  EXPECT_EQ(late.socketError(), 0);
+  late.setSocketError(ECONNREFUSED);
+  EXPECT_EQ(late.socketError(), ECONNREFUSED);
+  try {
+    late.attach(fd);
+    FAIL() << "attached twice";
+  } catch (const plat::AssertionFail& e) {
+    EXPECT_STREQ(e.expression, "fd < 0");
+  }
+  int pipeFds[2];
+  ASSERT_EQ(::pipe2(pipeFds, O_CLOEXEC), 0);
+  {
+    FdIo notASocket(pipeFds[0], true, false);
+    EXPECT_THROW(notASocket.socketError(), plat::Exception);
+    const FdIo borrowed(pipeFds[1], false, false);
+  }
+  EXPECT_EQ(::fcntl(pipeFds[0], F_GETFD), -1) << "owned";
+  EXPECT_EQ(::close(pipeFds[1]), 0) << "not owned";
+}
+
+}  // namespace

@@ -1,0 +1,163 @@
+#include "base/os/unix/DirEnum.h"
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/os/unix/treeWalk.h"
+#include "base/plat/AssertionFail.h"
+#include "base/plat/StdlibException.h"
+#include "base/plat/file.h"
+#include "tests/support/TempDir.h"
+
+namespace os {
+namespace {
+
+using testing::ElementsAre;
+using testing::StartsWith;
+
+TEST(DirEnum, givesEveryElementOnceWithItsFullPath) {
+  const test::TempDir dir;
+  std::set<std::string> expected = {".hidden", "..strange", std::string(255, 'n'), "\xff\xfe"};
+  for (int i = 0; i < 500; ++i) {  // more than one read of the folder yields
+    expected.insert(std::string(60, 'f') + std::to_string(i));
+  }
+  for (const std::string& name : expected) {
+    dir.write(name, "");
+  }
+  for (const std::string& path : {dir.path(), dir.path() + "/"}) {
+    DirEnum at(path.c_str());
+    std::set<std::string> found;
+    while (const char* const name = at.next()) {
+      EXPECT_STREQ(at.name(), name);
+      EXPECT_EQ(at.path(), dir / name);
+      EXPECT_TRUE(found.insert(name).second) << name;
+    }
+    EXPECT_EQ(found, expected);
+    EXPECT_EQ(at.next(), nullptr) << "and stays at the end";
+  }
+}
+
+TEST(DirEnum, isAtTheEndAtOnceInAnEmptyFolder) {
+  const test::TempDir dir;
+  DirEnum at(dir.path().c_str());
+  EXPECT_EQ(at.next(), nullptr);
+}
+
+TEST(DirEnum, tellsTheTypeOfTheEntryItself) {
+  const test::TempDir dir;
+  dir.makeDir("folder");
+  dir.link("folder", "link");
+  DirEnum at(dir.path().c_str());
+  int seen = 0;
+  while (const char* const name = at.next()) {
+    const unsigned char type = at.entryType();
+    EXPECT_TRUE(type == DT_UNKNOWN || type == (std::string(name) == "link" ? DT_LNK : DT_DIR)) << name;
+    struct stat info {};
+    EXPECT_EQ(::fstatat(at.fd(), name, &info, 0), 0);
+    EXPECT_TRUE(S_ISDIR(info.st_mode));
+    ++seen;
+  }
+  EXPECT_EQ(seen, 2);
+}
+
+TEST(DirEnum, refusesWhatItCannotOpen) {
+  const test::TempDir dir;
+  dir.write("file", "");
+  try {
+    DirEnum at((dir / "file").c_str());
+    FAIL();
+  } catch (const plat::StdlibException& e) {
+    EXPECT_THAT(e.message, StartsWith("opendir(" + (dir / "file") + "): "));
+    EXPECT_EQ(e.err, ENOTDIR);
+  }
+  for (const char* empty : {"", static_cast<const char*>(nullptr)}) {
+    try {
+      DirEnum at(empty);
+      FAIL();
+    } catch (const plat::AssertionFail& e) {
+      EXPECT_THAT(e.message, StartsWith("Assertion 'dirLen > 0' failed at base/os/unix/DirEnum:"));
+    }
+  }
+}
+
+TEST(DirEnum, aFailingReadIsAnException) {
+  const test::TempDir dir;
+  dir.write("file", "");
+  DirEnum at(dir.path().c_str());
+  ::close(at.fd());
+  EXPECT_THROW(
+      {
+        try {
+          at.next();
+        } catch (const plat::SystemException& e) {
+          EXPECT_THAT(e.message, StartsWith("readdir: "));
+          EXPECT_EQ(e.err, EBADF);
+          throw;
+        }
+      },
+      plat::SystemException);
+}
+
+// Writes down what it is told; enters folders, and nothing through links.
+class RecordingVisitor : public TreeVisitor {
+public:
+  explicit RecordingVisitor(const test::TempDir& dir) : prefix_(dir.path().size()) {}
+
+  void enterFolder(const char* path) override { log.push_back("enter " + std::string(path + prefix_)); }
+  bool element(const DirEnum& at) override {
+    log.push_back("element " + std::string(at.path() + prefix_));
+    struct stat info {};
+    return ::lstat(at.path(), &info) == 0 && S_ISDIR(info.st_mode);
+  }
+  void leaveFolder(const char* path, std::exception_ptr failure) override {
+    log.push_back((failure ? "fail " : "leave ") + std::string(path + prefix_));
+  }
+
+  std::vector<std::string> log;
+
+private:
+  std::size_t prefix_;
+};
+
+TEST(TreeWalk, tellsAFolderWholeBeforeItEntersWhatIsInIt) {
+  const test::TempDir dir;
+  dir.makeDir("a/b/c");
+  dir.link("a", "a/b/link");
+  RecordingVisitor visitor(dir);
+  walkTree((dir / "a").c_str(), visitor);
+  ASSERT_EQ(visitor.log.size(), 9u);
+  EXPECT_THAT(std::vector<std::string>(visitor.log.begin(), visitor.log.begin() + 3),
+              ElementsAre("enter /a", "element /a/b", "enter /a/b"));
+  EXPECT_THAT(std::vector<std::string>(visitor.log.begin() + 3, visitor.log.begin() + 5),
+              testing::UnorderedElementsAre("element /a/b/c", "element /a/b/link"));
+  EXPECT_THAT(std::vector<std::string>(visitor.log.begin() + 5, visitor.log.end()),
+              ElementsAre("enter /a/b/c", "leave /a/b/c", "leave /a/b", "leave /a"));
+}
+
+TEST(TreeWalk, folderThatCannotBeOpenedIsLeftWithItsFailure) {
+  const test::TempDir dir;
+  dir.write("file", "");
+  RecordingVisitor visitor(dir);
+  walkTree((dir / "file").c_str(), visitor);
+  EXPECT_THAT(visitor.log, ElementsAre("enter /file", "fail /file"));
+}
+
+TEST(TreeWalk, whatTheVisitorThrowsEndsTheWalk) {
+  struct Thrower : TreeVisitor {
+    bool element(const DirEnum&) override { throw plat::SystemException("mine", 5); }
+    void leaveFolder(const char*, std::exception_ptr) override { ADD_FAILURE(); }
+  };
+  const test::TempDir dir;
+  dir.write("file", "");
+  Thrower thrower;
+  EXPECT_THROW(walkTree(dir.path().c_str(), thrower), plat::SystemException);
+}
+
+}  // namespace
+}  // namespace os

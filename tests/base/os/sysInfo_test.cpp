@@ -1,0 +1,212 @@
+#include "base/os/sysInfo.h"
+
+#include <cstdlib>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include "base/os/AppInfo.h"
+#include "base/os/environment.h"
+#include "base/os/programPath.h"
+#include "base/plat/DString.h"
+#include "base/plat/SystemException.h"
+#include "base/rdr/EndOfStream.h"
+#include "base/rdr/MemInStream.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+using testing::EndsWith;
+using testing::StartsWith;
+
+TEST(SysInfo, namesTheRunningSystem) {
+  utsname info = {};
+  ASSERT_EQ(::uname(&info), 0);
+  const std::string release = info.release;
+  EXPECT_EQ(os::kernelDescription(), ("Linux " + release.substr(0, release.find('-'))).c_str());
+  EXPECT_EQ(os::machineName(), info.machine);
+  const std::string host = info.nodename;
+  EXPECT_EQ(os::hostNameShort(), host.substr(0, host.find('.')).c_str());
+}
+
+TEST(SysInfo, assignmentsLoseTheirQuotes) {
+  struct Case {
+    const char* line;
+    const char* value;  // null for none
+  };
+  const Case cases[] = {
+      {"K=v", "v"},
+      {"K=", ""},
+      {"K", nullptr},
+      {"K=a=b", "a=b"},
+      {"K=\"two words\"", "two words"},
+      {"K='it'", "it"},
+      {"K=\"\"", ""},
+      {"K=\"", nullptr},
+      {"K=\"open", nullptr},
+      {"K='mixed\"", nullptr},
+      {"K=\"\\$\\`\\\"\\'\\\\ \\n\"", "$`\"'\\ \\n"},
+      {"K='\\$'", "\\$"},
+      {"K=a\"b\"", "a\"b\""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    const std::string text = std::string(c.line) + "\n";
+    rdr::MemInStream in(text.data(), static_cast<int>(text.size()));
+    plat::DString line;
+    const char* const value = os::readAssignment(in, line);
+    if (c.value != nullptr) {
+      EXPECT_STREQ(line.get(), "K");
+    }
+    EXPECT_STREQ(value, c.value);
+    EXPECT_THROW(os::readAssignment(in, line), rdr::EndOfStream);
+  }
+}
+
+TEST(SysInfo, releaseFilesGiveNameAndVersion) {
+  struct Case {
+    const char* text;
+    const char* label;
+    const char* result;
+  };
+  const Case cases[] = {
+      {"CentOS Linux release 7.9.2009 (Core)\n", nullptr, "CentOS Linux 7.9.2009"},
+      {"10.4\n", "debian", "Debian 10.4"},
+      {"10.4\n", nullptr, nullptr},
+      {"SuSE Linux 10.1 (X86-64)\n", nullptr, nullptr},  // the scan ends with the number
+      {"Gentoo (base)\n", nullptr, "Gentoo"},
+      {"A release release next after\nsecond line", nullptr, "A next"},
+      {"  Arch   Linux\n", "arch", "Arch Arch Linux"},
+      {"(nothing)\n", nullptr, nullptr},
+      {"", "debian", nullptr},
+  };
+  test::TempDir dir;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    dir.write("file", c.text);
+    EXPECT_EQ(os::readReleaseFile((dir / "file").c_str(), c.label), c.result);
+  }
+  dir.write("file", std::string(1100, 'x'));
+  EXPECT_TRUE(os::readReleaseFile((dir / "file").c_str(), "debian").isNull()) << "too long a line";
+  EXPECT_TRUE(os::readReleaseFile((dir / "missing").c_str(), "debian").isNull());
+}
+
+TEST(SysInfo, theDistributionIsWhatTheFirstFileSays) {
+  test::TempDir dir;
+  const auto name = [&dir] { return os::distributionName(dir.path().c_str()); };
+  EXPECT_TRUE(name().isNull());
+  dir.write("release", "Nobody release 1\n");
+  dir.write("release-debian", "Nobody release 1\n");
+  dir.write("debian.release", "Nobody release 1\n");
+  dir.write("unknown-release", "Nobody release 1\n");
+  EXPECT_TRUE(name().isNull());
+  dir.write("debian_version", "12.1\n");
+  EXPECT_EQ(name(), "Debian 12.1");
+  dir.write("lsb-release", "DISTRIB_ID=Twig\nDISTRIB_RELEASE=1\nDISTRIB_RELEASE=2\n");
+  dir.write("os-release", "NAME=\"Branch OS\"\n");
+  EXPECT_EQ(name(), "Twig 2") << "the first file names no version";
+  dir.write("os-release", "NAME=\"Branch OS\"\nID_LIKE=\"x DeBian\"\nVERSION_ID='3.4'\n");
+  EXPECT_EQ(name(), "Branch OS 3.4");
+  EXPECT_TRUE(os::isDebianFamily((dir / "os-release").c_str()));
+  EXPECT_FALSE(os::isDebianFamily((dir / "lsb-release").c_str()));
+  EXPECT_FALSE(os::isDebianFamily((dir / "missing").c_str()));
+}
+
+TEST(SysInfo, aBacktraceNumbersItsLinesFromTheCaller) {
+  std::vector<std::string> lines;
+  os::backtraceLines(lines);
+  ASSERT_GE(lines.size(), 2u);
+  EXPECT_THAT(lines[0], StartsWith(" 1 "));
+  EXPECT_LE(lines.size(), 61u);
+}
+
+TEST(Environment, variablesAreSetHiddenAndBack) {
+  os::setEnvironment("KEL_TEST_VARIABLE", "one");
+  os::setEnvironment("KEL_TEST_VARIABLE", "two");
+  {
+    const os::EnvironmentHider hider("KEL_TEST_VARIABLE");
+    EXPECT_STREQ(std::getenv("KEL_TEST_VARIABLE"), "");
+  }
+  EXPECT_STREQ(std::getenv("KEL_TEST_VARIABLE"), "two");
+  {
+    const os::EnvironmentHider hider("KEL_TEST_VARIABLE");
+    os::setEnvironment("KEL_TEST_VARIABLE", "changed meanwhile");
+  }
+  EXPECT_STREQ(std::getenv("KEL_TEST_VARIABLE"), "changed meanwhile");
+  os::unsetEnvironment("KEL_TEST_VARIABLE");
+  EXPECT_EQ(std::getenv("KEL_TEST_VARIABLE"), nullptr);
+  const os::EnvironmentHider nothingToHide("KEL_TEST_VARIABLE");
+  EXPECT_THROW(os::setEnvironment("A=B", "x"), plat::SystemException);
+}
+
+class FindProgramTest : public testing::Test {
+protected:
+  void SetUp() override {
+    path_ = std::getenv("PATH");
+    dir.makeDir("empty");
+    dir.makeDir("folder/tool");
+    for (const char* name : {"good/tool", "late/tool", "bad/tool"}) {
+      dir.write(name, "#!/bin/sh\n");
+    }
+    ::chmod((dir / "good/tool").c_str(), 0755);
+    ::chmod((dir / "late/tool").c_str(), 0755);
+    ::chmod((dir / "bad/tool").c_str(), 0644);
+  }
+  void TearDown() override { os::setEnvironment("PATH", path_.c_str()); }
+
+  plat::String withPath(std::initializer_list<const char*> elements) {
+    std::string path;
+    for (const char* element : elements) {
+      path += (path.empty() ? "" : ":") + (*element == '~' ? element : dir / element);
+    }
+    os::setEnvironment("PATH", path.c_str());
+    return os::findExecutable("tool", true);
+  }
+
+  test::TempDir dir;
+  std::string path_;
+};
+
+TEST_F(FindProgramTest, theFirstThingOfThatNameInPathDecides) {
+  EXPECT_EQ(withPath({"empty", "good", "late"}), (dir / "good/tool").c_str());
+  EXPECT_TRUE(withPath({"bad", "good"}).isNull());
+  EXPECT_TRUE(withPath({"folder", "good"}).isNull());
+  EXPECT_TRUE(withPath({"empty"}).isNull());
+  EXPECT_EQ(withPath({"good", "~/bin"}), (dir / "good/tool").c_str());
+  try {
+    withPath({"empty", "~/bin", "good"});
+    FAIL() << "a home folder in PATH";
+  } catch (const plat::Exception& e) {
+    EXPECT_STREQ(e.message, "PATH contains invalid '~' character");
+  }
+  EXPECT_TRUE(os::findExecutable("tool", false).isNull());
+  EXPECT_TRUE(os::findExecutable(nullptr, true).isNull());
+}
+
+TEST_F(FindProgramTest, aNameWithASlashIsTheFileItself) {
+  EXPECT_EQ(os::findExecutable((dir / "late/../good/tool").c_str(), false), (dir / "good/tool").c_str());
+  EXPECT_TRUE(os::findExecutable((dir / "bad/tool").c_str(), true).isNull());
+  EXPECT_TRUE(os::findExecutable((dir / "folder/tool").c_str(), true).isNull());
+}
+
+TEST_F(FindProgramTest, programsAreLookedForBesideThisOne) {
+  const plat::String self = os::programPath();
+  const std::string name = std::string(self.get()).substr(std::string(self.get()).rfind('/') + 1);
+  EXPECT_EQ(os::findProgram(nullptr, true, false), self);
+  EXPECT_EQ(os::findProgram(name.c_str(), true, false), self);
+  EXPECT_EQ(os::programDir(), std::string(self.get()).substr(0, self.length() - name.size() - 1).c_str());
+  EXPECT_TRUE(os::findProgram("no-such-program", false, true).isNull());
+  try {
+    os::findProgram("no-such-program", true, true);
+    FAIL() << "found it";
+  } catch (const plat::SystemException& e) {
+    EXPECT_THAT(e.message, StartsWith("no-such-program does not exist or is not executable"));
+    EXPECT_EQ(e.err, ENOENT);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,119 @@
+#include "base/os/unix/UnixIo.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "base/plat/SystemException.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+using os::UnixIo;
+
+/// A socket bound to a path, listening if it is a stream socket.
+class Server {
+public:
+  explicit Server(const std::string& path, int type = SOCK_STREAM, int backlog = 5)
+      : fd_(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    EXPECT_EQ(::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << path;
+    if (type == SOCK_STREAM) {
+      EXPECT_EQ(::listen(fd_, backlog), 0);
+    }
+  }
+  ~Server() { ::close(fd_); }
+  int acceptOne() const { return ::accept(fd_, nullptr, nullptr); }
+
+private:
+  int fd_;
+};
+
+int connectError(const std::string& path, bool datagram = false) {
+  try {
+    const UnixIo io(path.c_str(), -1, datagram);
+  } catch (const plat::SystemException& e) {
+    return e.err;
+  }
+  return 0;
+}
+
+TEST(UnixIo, nameTellsSidePathAndUser) {
+  const test::TempDir dir;
+  const std::string path = dir / "pipe";
+  const Server server(path);
+  UnixIo client(path.c_str(), -1, false);
+  const std::string uid = std::to_string(::geteuid());
+  EXPECT_EQ(client.displayName(), "<unix-client-" + path + "-uid-" + uid + ">");
+  EXPECT_EQ(client.flags().count("secureTransport"), 1U);
+  UnixIo accepted(path.c_str(), server.acceptOne(), false);
+  EXPECT_EQ(accepted.displayName(), "<unix-server-" + path + "-uid-" + uid + ">");
+  EXPECT_STREQ(accepted.peerEndpoint().get(), "");  // the client has no path
+}
+
+TEST(UnixIo, peerEndpointIsTheEscapedPath) {
+  const test::TempDir dir;
+  const std::string path = dir / "a b:%\xC3\xA9";
+  const Server server(path);
+  UnixIo client(path.c_str(), -1, false);
+  EXPECT_EQ(client.peerEndpoint().get(), "[unix:" + dir.path() + "/a b%3A%25\xC3\xA9]");
+}
+
+TEST(UnixIo, pathMustFitTheAddress) {
+  const std::string tooLong(108, 'x');
+  try {
+    const UnixIo io(tooLong.c_str(), -1, false);
+    FAIL();
+  } catch (const plat::SystemException& e) {
+    EXPECT_EQ(e.err, ENAMETOOLONG);
+    EXPECT_EQ(std::string(e.message).rfind("UnixIo: ", 0), 0U);
+  }
+  EXPECT_EQ(connectError(tooLong.substr(1)), ENOENT);
+}
+
+TEST(UnixIo, refusalsOfTheSystemAreRaised) {
+  const test::TempDir dir;
+  EXPECT_EQ(connectError(dir / "nothing"), ENOENT);
+  dir.write("file", "");
+  EXPECT_EQ(connectError(dir / "file"), ECONNREFUSED);
+  const Server datagrams(dir / "datagrams", SOCK_DGRAM);
+  EXPECT_EQ(connectError(dir / "datagrams"), EPROTOTYPE);
+  EXPECT_EQ(connectError(dir / "datagrams", true), 0);
+}
+
+TEST(UnixIo, canConnectTellsWhetherSomebodyListens) {
+  const test::TempDir dir;
+  { const Server gone(dir / "gone"); }
+  const Server server(dir / "pipe", SOCK_STREAM, 0);
+  const Server datagrams(dir / "datagrams", SOCK_DGRAM);
+  EXPECT_FALSE(UnixIo::canConnect((dir / "nothing").c_str(), false));
+  EXPECT_FALSE(UnixIo::canConnect((dir / "gone").c_str(), false));
+  EXPECT_TRUE(UnixIo::canConnect((dir / "datagrams").c_str(), true));
+  EXPECT_THROW(UnixIo::canConnect((dir / "datagrams").c_str(), false), plat::SystemException);
+  for (int i = 0; i < 5; ++i) {  // soon the queue is full, which takes a listener
+    EXPECT_TRUE(UnixIo::canConnect((dir / "pipe").c_str(), false));
+  }
+}
+
+TEST(UnixIo, credCheckComparesThePeersUser) {
+  int fds[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds), 0);
+  UnixIo io(nullptr, fds[0], false);
+  const int uid = static_cast<int>(::geteuid());
+  EXPECT_NO_THROW(io.namedPipeCredCheck(uid));
+  try {
+    io.namedPipeCredCheck(uid + 1);
+    FAIL();
+  } catch (const plat::Exception& e) {
+    EXPECT_STREQ(e.message, "namedPipeCredCheck: uid mismatch");
+  }
+  ::close(fds[1]);
+}
+
+}  // namespace

@@ -1,0 +1,330 @@
+#include "base/plat/Configuration.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "base/plat/AssertionFail.h"
+#include "base/plat/BinaryParameter.h"
+#include "base/plat/BoolParameter.h"
+#include "base/plat/IntParameter.h"
+#include "base/plat/StringParameter.h"
+#include "tests/base/plat/RecordingDest.h"
+
+namespace {
+
+using plat::Configuration;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/// An argument vector as main gets it, and how far it was taken.
+class Args {
+public:
+  Args(std::initializer_list<const char*> words) : words_(words.begin(), words.end()) {
+    for (std::string& word : words_) {
+      pointers_.push_back(word.data());
+    }
+    pointers_.push_back(nullptr);
+    cursor = pointers_.data();
+  }
+  [[nodiscard]] std::ptrdiff_t taken() { return cursor - pointers_.data(); }
+
+  char** cursor;
+
+private:
+  std::vector<std::string> words_;
+  std::vector<char*> pointers_;
+};
+
+int lastMode;
+void recordMode(int mode, Configuration&) {
+  lastMode = mode;
+}
+
+class ConfigurationTest : public testing::Test {
+protected:
+  Configuration config{"Test"};
+  plat::BoolParameter compact{"Compact", "Shorter lines", false, true, &config};
+  plat::StringParameter file{"LogFile", "Where to", "", false, &config};
+  plat::IntParameter size{"Size", "How much", 5, 0, 99, false, &config};
+  plat::IntParameter hidden{"_Hidden", "", 1, 0, 9, false, &config};
+};
+
+TEST_F(ConfigurationTest, takesEveryFormOfOneArgument) {
+  struct Case {
+    const char* arg;
+    bool taken;
+    const char* name;
+    const char* value;
+  };
+  const Case cases[] = {
+      {"--LogFile=a=b", true, "LogFile", "a=b"},
+      {"-logfile=c", true, "LogFile", "c"},
+      {"LOGFILE=d", true, "LogFile", "d"},
+      {"LogFile=", true, "LogFile", ""},
+      {"-Compact", true, "Compact", "1"},
+      {"--Compact", true, "Compact", "1"},
+      {"Compact", false, "Compact", "0"},
+      {"-Compact=0", true, "Compact", "0"},
+      {"-LogFile", false, "LogFile", ""},
+      {"-Size=100", false, "Size", "5"},
+      {"-Unknown=1", false, "Size", "5"},
+      {"", false, "Size", "5"},
+      {"-", false, "Size", "5"},
+      {"=3", false, "Size", "5"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.arg);
+    for (plat::ConfigParameter* p : {config.find("Compact", false), config.find("LogFile", false)}) {
+      p->unsetParam(7, false);
+    }
+    EXPECT_EQ(config.setFromArg(c.arg, 7), c.taken);
+    EXPECT_STREQ(config.getParam(c.name).getValueStr().get(), c.value);
+  }
+  EXPECT_FALSE(config.setFromArg(nullptr, 7));
+}
+
+TEST_F(ConfigurationTest, stopsAtTheFirstArgumentThatIsNoParameter) {
+  struct Case {
+    Args args;
+    std::ptrdiff_t taken;
+  };
+  Case cases[] = {
+      {{}, 0},
+      {{"-Compact", "rest"}, 1},  // a switch takes no value from the next word
+      {{"-LogFile", "x.log", "Size=3"}, 3},
+      {{"--LogFile", "x.log"}, 0},  // with two dashes the value stands in the same word
+      {{"-LogFile"}, 0},
+      {{"-Size", "100"}, 0},
+      {{"Size=1", "pipe", "Size=2"}, 1},
+  };
+  for (Case& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    EXPECT_TRUE(config.parseArgs(c.args.cursor, recordMode));
+    EXPECT_EQ(c.args.taken(), c.taken);
+  }
+  EXPECT_EQ(size.getValueInt(), 1);
+  EXPECT_EQ(size.getPriority(), 10);
+}
+
+TEST_F(ConfigurationTest, callsForHelpInTheModeAskedFor) {
+  struct Case {
+    Args args;
+    int mode;  ///< -1 for no call
+  };
+  Case cases[] = {{{"-help"}, 0},       {{"Size=1", "--HELP", "all"}, 1}, {{"-h", "ALL"}, 1}, {{"/?", "Xml"}, 2},
+                  {{"-help", "me"}, 0}, {{"unknown", "-help"}, -1},       {{"-help=1"}, -1}};
+  for (Case& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    lastMode = -1;
+    EXPECT_EQ(config.parseArgs(c.args.cursor, recordMode), c.mode < 0);
+    EXPECT_EQ(lastMode, c.mode);
+  }
+  Args help{"-help"};
+  EXPECT_TRUE(config.parseArgs(help.cursor, nullptr));
+  EXPECT_EQ(help.taken(), 0);
+}
+
+TEST_F(ConfigurationTest, throwsOverAnArgumentThatIsLeft) {
+  const auto messageFor = [this](Args args, Configuration::HelpCallback callback) -> std::string {
+    try {
+      config.parseArgsOrThrow(args.cursor, callback);
+    } catch (const plat::Exception& e) {
+      EXPECT_STREQ(e.type, "BadCmdLineArg");
+      return e.message;
+    }
+    return "";
+  };
+  EXPECT_EQ(messageFor({"Size=1"}, recordMode), "");
+  EXPECT_EQ(messageFor({"Size=1", "pipe"}, recordMode), "Bad argument 'pipe'.  Run with -help for usage.");
+  EXPECT_EQ(messageFor({"-help"}, nullptr), "Bad argument '-help'.");
+}
+
+TEST_F(ConfigurationTest, findsParametersByNameAndType) {
+  Configuration child("Child");
+  plat::BoolParameter inChild("Inner", "", true, false, &child);
+  plat::IntParameter shadowed("Size", "", 7, 0, 9, false, &child);
+  config.setChild(child, true);
+  EXPECT_EQ(config.find("inner", false), nullptr);
+  EXPECT_EQ(config.find("inner", true), &inChild);
+  EXPECT_EQ(&config.getIntParam("SIZE"), &size);
+  EXPECT_TRUE(config.getBool("Inner", false));
+  EXPECT_TRUE(config.getBool("Nowhere", true));
+  EXPECT_TRUE(config.set("INNER", "0", 10));
+  EXPECT_TRUE(config.set("Size", "8", 10));
+  EXPECT_EQ(shadowed.getValueInt(), 7);  // the own one was set
+  EXPECT_FALSE(config.set("Size", "bad", 10));
+  EXPECT_THROW((void)config.getBoolParam("Size"), plat::AssertionFail);
+  try {
+    (void)config.getParam("Nowhere");
+    FAIL();
+  } catch (const plat::Exception& e) {
+    EXPECT_STREQ(e.message, "Parameter Nowhere not found");
+  }
+  config.setChild(child, false);
+  EXPECT_EQ(config.find("inner", true), nullptr);
+}
+
+TEST_F(ConfigurationTest, walksOwnParametersThenThoseOfChildrenDepthFirst) {
+  Configuration a("A");
+  Configuration b("B");
+  Configuration inA("InA");
+  plat::BoolParameter pa("pa", "", false, false, &a);
+  plat::BoolParameter pb("pb", "", false, false, &b);
+  plat::BoolParameter pi("pi", "", false, false, &inA);
+  config.setChild(a, true);
+  config.setChild(b, true);
+  a.setChild(inA, true);
+  std::vector<std::string> names;
+  for (Configuration::Iterator all(config, true); const plat::ConfigParameter* p = all.next();) {
+    names.emplace_back(p->name());
+  }
+  EXPECT_THAT(names, ElementsAre("_Hidden", "Size", "LogFile", "Compact", "pa", "pi", "pb"));
+}
+
+TEST_F(ConfigurationTest, expandsAliases) {
+  struct Inverted final : plat::ParameterAlias {
+    Inverted() : ParameterAlias("Compact") {}
+    bool expand(const char*, const char* value, plat::ParameterMap& out) override {
+      if (value == nullptr) {
+        return false;
+      }
+      out["compact"] = *value == '0' ? "1" : "0";
+      return true;
+    }
+  };
+  plat::ParameterAlias both("Size", "LogFile", "Nowhere");
+  Inverted inverted;
+  config.addAlias("Both", both);
+  config.addAlias("Verbose", inverted);
+  EXPECT_TRUE(config.set("BOTH", "42", 10));
+  EXPECT_EQ(size.getValueInt(), 42);
+  EXPECT_STREQ(file.value(), "42");
+  EXPECT_TRUE(config.setFromArg("-verbose=0", 10));
+  EXPECT_TRUE(compact.getValue());
+  EXPECT_FALSE(config.set("Verbose", nullptr, 10));
+
+  Configuration taker("Taker");
+  plat::IntParameter own("Size", "", 0, 0, 99, false, &taker);
+  taker.addAliases(config);
+  EXPECT_TRUE(taker.set("Both", "7", 10));
+  EXPECT_EQ(own.getValueInt(), 7);
+}
+
+TEST_F(ConfigurationTest, comparesAndCopiesWholeSets) {
+  size.setParam("6", 10);
+  Configuration copy(config);
+  EXPECT_TRUE(Configuration::sameAs(config, copy));
+  EXPECT_NE(copy.find("Size", false), &size);
+  EXPECT_STREQ(Configuration::listDifferences(config, copy).get(), "");
+
+  copy.set("Size", "7", 20);
+  copy.set("LogFile", "x", 10);
+  EXPECT_FALSE(Configuration::sameAs(config, copy));
+  const std::string differences = Configuration::listDifferences(copy, config).get();
+  EXPECT_TRUE(differences == "Size,LogFile" || differences == "LogFile,Size") << differences;
+
+  Configuration target("Target");
+  plat::IntParameter own("size", "", 1, 0, 99, false, &target);
+  target.applyDifferences(copy, config);
+  EXPECT_EQ(own.getValueInt(), 7);
+  EXPECT_EQ(own.getPriority(), 20);
+
+  target.copyFrom(config, false, false);
+  EXPECT_EQ(own.getAllValues(), size.getAllValues());
+  EXPECT_EQ(target.find("LogFile", false), nullptr);
+  EXPECT_FALSE(Configuration::sameAs(config, target));
+  target.copyFrom(config, true, false);
+  EXPECT_TRUE(Configuration::sameAs(config, target));
+
+  plat::ParameterMap preferences;
+  config.collectAtPriority(10, preferences);
+  ASSERT_EQ(preferences.size(), 1u);
+  EXPECT_STREQ(preferences["SIZE"].get(), "6");
+}
+
+TEST_F(ConfigurationTest, ownsWhatItMakesAndOutlivesOrIsOutlivedByTheRest) {
+  auto inner = std::make_unique<Configuration>("Inner");
+  plat::BoolParameter outliving("Outliving", "", false, false, inner.get());
+  inner->addInt("Made", "plat_param_log", 3, 0, 9).setParam("4", 10);
+  EXPECT_EQ(inner->getIntParam("Made").getValueInt(), 4);
+  { const plat::BoolParameter shortLived("Short", "", false, false, inner.get()); }
+  EXPECT_EQ(inner->find("Short", false), nullptr);
+  inner.reset();
+  EXPECT_TRUE(outliving.setParam("1", 10));
+}
+
+std::string printed(const Configuration& config, bool advanced, bool defaults, int width = 79) {
+  std::FILE* const file = std::tmpfile();
+  config.printParams(advanced, defaults, file, width, 8);
+  std::string text(static_cast<std::size_t>(std::ftell(file)), '\0');
+  std::rewind(file);
+  EXPECT_EQ(std::fread(text.data(), 1, text.size(), file), text.size());
+  std::fclose(file);
+  return text;
+}
+
+TEST_F(ConfigurationTest, listsParametersByName) {
+  Configuration child("Child");
+  plat::BinaryParameter key("Key", "A secret", {}, false, &child);
+  config.setChild(child, true);
+  EXPECT_EQ(printed(config, false, true),
+            "Test Parameters:\n"
+            "  LogFile  - Where to (default=)\n"
+            "  Size     - How much (default=5)\n"
+            "Child Parameters:\n");
+  EXPECT_EQ(printed(config, true, true),
+            "Test Parameters:\n"
+            "  Compact  - Shorter lines (default=0)\n"
+            "  LogFile  - Where to (default=)\n"
+            "  Size     - How much (default=5)\n"
+            "Child Parameters:\n"
+            "  Key      - A secret\n");
+}
+
+TEST_F(ConfigurationTest, putsTheDefaultOnALineOfItsOwnWhereItDoesNotFit) {
+  Configuration narrow("Narrow");
+  plat::StringParameter p("Name", "Twenty columns wide!", "a value", false, &narrow);
+  // "  Name     - Twenty columns wide!" is 33 columns, the note 17: together 50.
+  EXPECT_THAT(printed(narrow, false, true, 52), HasSubstr("  Name     - Twenty columns wide! (default=a value)\n"));
+  EXPECT_THAT(printed(narrow, false, true, 50),
+              HasSubstr("  Name     - Twenty columns wide!\n             (default=a value)\n"));
+  EXPECT_THAT(printed(narrow, false, false, 30), HasSubstr("  Name     - Twenty columns\n             wide! \n"));
+}
+
+TEST_F(ConfigurationTest, logsValuesWithWhereTheyComeFrom) {
+  size.setParam("6", 10);
+  size.setParam("7", 40);
+  file.setParam("x", 10);
+  compact.setParam("1", 5);
+  plat::StringParameter policy("Alone", "", "", false, &config);
+  policy.setParam("p", 40);
+  plat::StringParameter untouched("Untouched", "", "u", false, &config);
+  test::RecordingDest log("Configuration:rec:100");
+  config.logValues();
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre("30 Configuration: Alone=p (Policy)", "30 Configuration: Size=7 (Policy overriding preference)",
+                  "30 Configuration: LogFile=x (Preference)", "30 Configuration: Compact=1 (Priority 5)",
+                  "100 Configuration: Untouched=u (Default)"));
+}
+
+TEST(GlobalConfiguration, helpListsTheLogOnlyWhenExtended) {
+  for (const bool extended : {false, true}) {
+    testing::internal::CaptureStdout();
+    Configuration::global().printHelp(extended, true);
+    const std::string text = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(text, testing::StartsWith("Parameters can be turned on with -<param> or off with -<param>=0\n"));
+    EXPECT_THAT(text, HasSubstr("below.\n\nGlobal parameters:\n"));
+    EXPECT_THAT(text, HasSubstr("  LogKeepDays    - Keep log files for X days. (default=30)\n"));
+    EXPECT_EQ(text.find("CompactLog") != std::string::npos, extended);
+    EXPECT_EQ(text.find("\nLog names:\n  ") != std::string::npos, extended);
+    EXPECT_EQ(text.find("\nLog destinations:\n") != std::string::npos, extended);
+    EXPECT_EQ(text.find("_BadUtf8Assert"), std::string::npos);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,221 @@
+#include "base/plat/dateText.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "base/plat/Exception.h"
+
+namespace plat {
+namespace {
+
+std::string text(const String& s) {
+  return s.orEmpty();
+}
+
+// The zone of the process while a test runs.
+class Zone {
+public:
+  explicit Zone(const char* zone) {
+    const char* const tz = std::getenv("TZ");
+    had_ = tz != nullptr;
+    before_ = had_ ? tz : "";
+    ::setenv("TZ", zone, 1);
+    ::tzset();
+  }
+  ~Zone() {
+    had_ ? ::setenv("TZ", before_.c_str(), 1) : ::unsetenv("TZ");
+    ::tzset();
+  }
+
+private:
+  bool had_;
+  std::string before_;
+};
+
+TEST(UtcBreakdown, agreesWithTheSystemOverFiftyThousandYears) {
+  constexpr std::int64_t Step = 86'400LL * 97 + 12'345;
+  for (std::int64_t seconds = -933'000'000'000; seconds < 910'000'000'000; seconds += Step) {
+    const std::time_t unixTime = seconds;
+    std::tm expected{};
+    ASSERT_NE(::gmtime_r(&unixTime, &expected), nullptr);
+    const std::tm actual = utcBreakdown(fileTimeFromUnix(seconds, 999'999));
+    ASSERT_TRUE(actual.tm_year == expected.tm_year && actual.tm_mon == expected.tm_mon &&
+                actual.tm_mday == expected.tm_mday && actual.tm_hour == expected.tm_hour &&
+                actual.tm_min == expected.tm_min && actual.tm_sec == expected.tm_sec &&
+                actual.tm_wday == expected.tm_wday && actual.tm_yday == expected.tm_yday)
+        << seconds << ": " << text(formatIso(actual)) << ", expected " << text(formatIso(expected));
+    ASSERT_EQ(makeTime(actual.tm_year + 1900, actual.tm_mon + 1, actual.tm_mday, actual.tm_hour, actual.tm_min,
+                       actual.tm_sec),
+              fileTimeFromUnix(seconds));
+  }
+  EXPECT_STREQ(utcBreakdown(0).tm_zone, "UTC");
+}
+
+TEST(FormatIso, writesAnyYear) {
+  const struct {
+    FileTime time;
+    const char* expected;
+  } cases[] = {
+      {0, "1601-01-01T00:00:00.000"},
+      {-1, "1600-12-31T23:59:59.999"},
+      {UnixEpochTicks + 12'345'678, "1970-01-01T00:00:01.234"},
+      {makeTime(10'000, 1, 1, 0, 0, 0), "10000-01-01T00:00:00.000"},
+      {makeTime(7, 2, 3, 4, 5, 6), "0007-02-03T04:05:06.000"},
+      {std::numeric_limits<FileTime>::max(), "30828-09-14T02:48:05.477"},
+      {std::numeric_limits<FileTime>::min(), "-27627-04-19T21:11:54.522"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(text(formatIso(c.time, true)), c.expected);
+    EXPECT_EQ(text(formatIso(c.time, false)) + ".", std::string(c.expected).substr(0, std::strlen(c.expected) - 3));
+    EXPECT_EQ(text(formatIsoUtc(c.time, true)), std::string(c.expected) + "Z");
+  }
+  std::tm tooLate{};
+  tooLate.tm_year = INT_MAX - 1899;
+  EXPECT_EQ(text(formatIso(tooLate)), "<date error>");
+  EXPECT_EQ(text(formatDate("%d", tooLate)), "<date error>");
+  tooLate.tm_year = INT_MAX - 1900;
+  tooLate.tm_mday = 1;
+  EXPECT_EQ(text(formatIso(tooLate)), "2147483647-01-01T00:00:00");
+}
+
+TEST(FormatIso, theLocalFormTellsTheOffset) {
+  const FileTime noon = makeTime(2024, 7, 1, 12, 0, 0) + 1'230'000;
+  const struct {
+    const char* zone;
+    const char* expected;
+  } cases[] = {
+      {"UTC0", "2024-07-01T12:00:00.123+00:00"},
+      {"AAA-05:30", "2024-07-01T17:30:00.123+05:30"},
+      {"BBB+03:45", "2024-07-01T08:15:00.123-03:45"},
+      {"CCC-1DDD,M3.5.0,M10.5.0/3", "2024-07-01T14:00:00.123+02:00"},
+  };
+  for (const auto& c : cases) {
+    const Zone zone(c.zone);
+    EXPECT_EQ(text(formatIsoLocal(noon, true)), c.expected);
+    EXPECT_EQ(parseIso(c.expected), noon);
+  }
+}
+
+TEST(FormatDate, isStrftimeWithYearsOfAtLeastFourDigits) {
+  const std::tm day = utcBreakdown(makeTime(33, 4, 5, 6, 7, 8));
+  const struct {
+    std::string format, expected;
+  } cases[] = {
+      {"", ""},
+      {"plain", "plain"},
+      {"%Y-%m-%d", "0033-04-05"},
+      {"%%Y %Y%%", "%Y 0033%"},
+      {"%%%Y", "%0033"},
+      {"%H%M%S %Z", "060708 UTC"},
+      {std::string(1021, 'x') + "%d", std::string(1021, 'x') + "05"},  // 1024 bytes with the terminator
+      {std::string(1022, 'x') + "%d", "<date error>"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(text(formatDate(c.format.c_str(), day)), c.expected) << c.format;
+  }
+}
+
+TEST(ParseIso, acceptsEveryFormOfZoneAndFraction) {
+  const FileTime base = makeTime(2024, 2, 29, 12, 34, 56);
+  const struct {
+    const char* text;
+    FileTime expected;
+  } cases[] = {
+      {"2024-02-29T12:34:56", base},
+      {"2024-02-29T12:34:56Z", base},
+      {"2024-02-29T12:34:56.5", base + 5'000'000},
+      {"2024-02-29T12:34:56.12345678999Z", base + 1'234'567},
+      {"2024-02-29T12:34:56+01", base - 3600 * TicksPerSecond},
+      {"2024-02-29T12:34:56-0130", base + 5400 * TicksPerSecond},
+      {"2024-02-29T12:34:56.0+23:59", base - (24 * 3600 - 60) * TicksPerSecond},
+      {"2024-02-29T12:34:60", base + 4 * TicksPerSecond},
+      {"0000-01-01T00:00:00Z", makeTime(0, 1, 1, 0, 0, 0)},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(parseIso(c.text), c.expected) << c.text;
+  }
+}
+
+TEST(ParseIso, refusesEverythingElse) {
+  for (const char* bad : {"",
+                          "2024",
+                          "2024-02-29",
+                          "2024-02-29 12:34:56",
+                          "2024-02-30T12:34:56",
+                          "2024-13-01T00:00:00",
+                          "2024-01-01T24:00:00",
+                          "2024-01-01T00:60:00",
+                          "2024-01-01T00:00:61",
+                          "2024-01-01T00:00:0",
+                          "2024-01-01T00:00:00.",
+                          "2024-01-01T00:00:00.Z",
+                          "2024-01-01T00:00:00ZZ",
+                          "2024-01-01T00:00:00z",
+                          "2024-01-01T00:00:00+1",
+                          "2024-01-01T00:00:00+01:",
+                          "2024-01-01T00:00:00+01:0",
+                          "2024-01-01T00:00:00+01:000",
+                          "2024-01-01T00:00:00+24:00",
+                          "2024-01-01T00:00:00+0060",
+                          "2024-01-01T00:00:00 ",
+                          "10000-01-01T00:00:00",
+                          "-024-01-01T00:00:00",
+                          "2024-1-01T00:00:00"}) {
+    EXPECT_FALSE(tryParseIso(bad)) << bad;
+  }
+  EXPECT_FALSE(tryParseIso(nullptr));
+  try {
+    parseIso("yesterday");
+    FAIL();
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.message, "invalid date (yesterday)");
+  }
+}
+
+TEST(MakeTime, checksEveryField) {
+  const struct {
+    int year, month, day, hours, minutes, seconds;
+    bool valid;
+  } cases[] = {
+      {2000, 2, 29, 0, 0, 0, true},      {1900, 2, 29, 0, 0, 0, false},      {2024, 2, 29, 23, 59, 60, true},
+      {2023, 2, 29, 0, 0, 0, false},     {2023, 4, 31, 0, 0, 0, false},      {2023, 12, 31, 0, 0, 0, true},
+      {2023, 12, 32, 0, 0, 0, false},    {2023, 0, 1, 0, 0, 0, false},       {2023, 13, 1, 0, 0, 0, false},
+      {2023, 1, 0, 0, 0, 0, false},      {2023, 1, 1, 24, 0, 0, false},      {2023, 1, 1, -1, 0, 0, false},
+      {2023, 1, 1, 0, 60, 0, false},     {2023, 1, 1, 0, 0, 61, false},      {30'828, 9, 14, 2, 48, 5, true},
+      {30'828, 9, 14, 2, 48, 6, false},  {-27'627, 4, 19, 21, 11, 55, true}, {-27'627, 4, 19, 21, 11, 54, false},
+      {1'000'000, 1, 1, 0, 0, 0, false}, {INT_MAX, 1, 1, 0, 0, 0, false},    {INT_MIN, 1, 1, 0, 0, 0, false},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(tryMakeTime(c.year, c.month, c.day, c.hours, c.minutes, c.seconds).has_value(), c.valid)
+        << c.year << '-' << c.month << '-' << c.day << ' ' << c.hours << ':' << c.minutes << ':' << c.seconds;
+  }
+  try {
+    makeTime(1900, 2, 29, 1, 2, 3);
+    FAIL();
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.message, "invalid date (1900-02-29T01:02:03)");
+  }
+}
+
+TEST(ParseBuildDate, readsTheCompilersDate) {
+  const auto today = parseBuildDate(__DATE__);
+  ASSERT_TRUE(today);
+  EXPECT_GE(today->year, 2024);
+  const auto date = parseBuildDate("Feb  3 0999");
+  ASSERT_TRUE(date);
+  EXPECT_TRUE(date->year == 999 && date->month == 2 && date->day == 3);
+  EXPECT_TRUE(parseBuildDate("Dec 31 9999"));
+  for (const char* bad : {"", "Feb", "feb 03 2024", "Foo 03 2024", "Feb 00 2024", "Feb 32 2024", "Feb 03 0000",
+                          "Feb 3 2024", "Feb 03 202", "Feb 03 20245", "Feb 03 2024 ", "Feb   3 2024"}) {
+    EXPECT_FALSE(parseBuildDate(bad)) << bad;
+  }
+  EXPECT_FALSE(parseBuildDate(nullptr));
+}
+
+}  // namespace
+}  // namespace plat

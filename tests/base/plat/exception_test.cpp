@@ -1,0 +1,174 @@
+#include "base/plat/Exception.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include "base/plat/BadNum.h"
+#include "base/plat/BadUtf8.h"
+#include "base/plat/ConfigParameter.h"
+#include "base/plat/Configuration.h"
+#include "base/plat/LogDest.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/ProtocolError.h"
+#include "base/plat/StdlibException.h"
+#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/TimedOut.h"
+#include "base/plat/assert.h"
+
+namespace plat {
+namespace {
+
+TEST(Exception, cutsLongTextsAtACharacter) {
+  const std::string plain(300, 'x');
+  EXPECT_EQ(std::strlen(Exception(plain.c_str()).message), 255U);
+  EXPECT_EQ(std::strlen(Exception("m", plain.c_str()).type), 63U);
+
+  const std::string split = std::string(254, 'x') + "\xC3\xA9";
+  EXPECT_EQ(Exception(split.c_str()).message, std::string(254, 'x'));
+  EXPECT_EQ(Exception(Formatted, "%s", split.c_str()).message, std::string(254, 'x'));
+  const std::string whole = std::string(253, 'x') + "\xC3\xA9";
+  EXPECT_EQ(Exception(whole.c_str()).message, whole);
+}
+
+TEST(Exception, isSuccessOnlyWithoutBothTexts) {
+  Exception result;
+  EXPECT_TRUE(result.isEmpty());
+  result.setType("NotFound");
+  EXPECT_FALSE(result.isEmpty());
+  result = ProtocolError("late");
+  EXPECT_STREQ(result.type, "ProtocolError");
+  result.clear();
+  EXPECT_TRUE(result.isEmpty());
+  EXPECT_TRUE(Exception(nullptr, nullptr).isEmpty());
+}
+
+TEST(Exception, eachClassSetsItsTexts) {
+  struct Case {
+    Exception exception;
+    const char *type, *message;
+  };
+  errno = EACCES;
+  const Case cases[] = {
+      {StdlibException("open %s", "x"), "System-13", "open x: Permission denied (13)"},
+      {SystemException("open", ENOENT), "System-2", "open: No such file or directory (2)"},
+      {SystemException("", 0), "System-0", "Success (0)"},
+      {SystemException(nullptr, 99999), "System-99999", "Unknown error (99999)"},
+      {SystemExceptionFmt("read %d", ENOENT, 7), "System-2", "read 7: No such file or directory (2)"},
+      {ProtocolError("odd"), "ProtocolError", "Protocol error: odd"},
+      {ProtocolError("odd", false), "ProtocolError", "odd"},
+      {ProtocolError(Formatted, "odd %d", 1), "ProtocolError", "Protocol error: odd 1"},
+      {TimedOut(), "TimedOut", "Timed out"},
+      {BadNum("no"), "", "no"},
+      {BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), "", "Bad UTF-8 string for x"},
+      {AssertionFail("a > b", "/home/x/base/base/plat/y.d/File.cpp", 12), "AssertionFail",
+       "Assertion 'a > b' failed at base/plat/y.d/File:12"},
+      {AssertionFail("v", "libs/fops/path", 3, Formatted, "for %s", "z"), "AssertionFail",
+       "Assertion 'v' failed at libs/fops/path:3: for z"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.message);
+    EXPECT_STREQ(c.exception.type, c.type);
+    EXPECT_STREQ(c.exception.message, c.message);
+  }
+  EXPECT_EQ(SystemException("x", 5).err, 5);
+  static_assert(!std::is_base_of_v<std::exception, Exception>);
+}
+
+TEST(Exception, isShownWithItsType) {
+  char buffer[256];
+  EXPECT_STREQ(formatException(buffer, AssertionFail("x", "base/a", 1)),
+               "[AssertionFail] Assertion 'x' failed at base/a:1");
+  EXPECT_STREQ(formatException(buffer, Exception("text")), "text");
+  EXPECT_STREQ(formatException(buffer, Exception("", "Kind"), "nothing said"), "[Kind] nothing said");
+  const std::string longText(255, 'x');
+  EXPECT_EQ(std::strlen(ExceptionText(Exception(longText.c_str(), "Kind")).get()), 255U);
+}
+
+TEST(Assertion, requireThrowsWithTheConditionsText) {
+  const int value = 3;
+  EXPECT_NO_THROW(PLAT_REQUIRE(value == 3));
+  try {
+    PLAT_REQUIRE(value == 4);
+    FAIL() << "not thrown";
+  } catch (const AssertionFail& failure) {
+    EXPECT_STREQ(failure.expression, "value == 4");
+    EXPECT_STREQ(failure.file, "base/plat/exception_test");
+    EXPECT_GT(failure.line, 0);
+  }
+  try {
+    PLAT_REQUIRE_AS(value == 4, "x", "base/rdr/StateMachine", 77);
+    FAIL() << "not thrown";
+  } catch (const AssertionFail& failure) {
+    EXPECT_STREQ(failure.message, "Assertion 'x' failed at base/rdr/StateMachine:77");
+  }
+}
+
+/// Prints what reaches the log on stderr, where death tests look.
+class StderrDest : public LogDest {
+public:
+  StderrDest() : LogDest("exceptionTest") {}
+  void log(int level, const char* source, const char* text) override {
+    std::fprintf(stderr, "<%d %s %s>\n", level, source, text);
+    if (failing) {
+      PLAT_ASSERT(!"failed while failing");
+    }
+  }
+  bool failing = false;
+};
+
+class AssertionDeath : public ::testing::Test {
+protected:
+  AssertionDeath() {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    Configuration::global().set("Log", "Assertion:exceptionTest:100", 10);
+  }
+  ~AssertionDeath() override { Configuration::global().getParam("Log").unsetParam(10, true); }
+  StderrDest dest_;
+};
+
+void sayFlushed() {
+  std::fputs("flushed\n", stderr);
+}
+
+TEST_F(AssertionDeath, reportsLogsAndFlushesBeforeTheEnd) {
+  setAssertFlushHook(sayFlushed);
+  EXPECT_EXIT(PLAT_ASSERT_AS(false, "never", "base/plat/x", 9), ::testing::KilledBySignal(SIGABRT),
+              "^Assertion 'never' failed at base/plat/x:9\n"
+              "<0 Assertion Assertion 'never' failed at base/plat/x:9>\n"
+              "<0 Assertion stacktrace:  1 .*>\n(.|\n)*flushed\n$");
+  setAssertFlushHook(nullptr);
+}
+
+TEST_F(AssertionDeath, abortsAtOnceIfItFailsAgain) {
+  setAssertFlushHook(sayFlushed);
+  dest_.failing = true;
+  EXPECT_EXIT(PLAT_ASSERT_AS(false, "x", "base/x", 1), ::testing::KilledBySignal(SIGABRT),
+              "^Assertion 'x' failed at base/x:1\n<0 Assertion Assertion 'x' [^\n]*>\n$");
+  setAssertFlushHook(nullptr);
+}
+
+TEST_F(AssertionDeath, abortsIfTheFlushThrows) {
+  setAssertFlushHook([] { throw Exception("link is gone"); });
+  EXPECT_EXIT(PLAT_ASSERT_AS(false, "x", "base/x", 1), ::testing::KilledBySignal(SIGABRT), "stacktrace:[^\n]*\n$");
+  setAssertFlushHook(nullptr);
+}
+
+TEST_F(AssertionDeath, warningsAreLoggedOnly) {
+  ::testing::internal::CaptureStderr();
+  warnException(ProtocolError("odd"));
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "<0 Assertion Warning: Protocol error: odd>\n");
+}
+
+TEST_F(AssertionDeath, badUtf8EndsTheProcessIfAsked) {
+  Configuration::global().set("_BadUtf8Assert", "1", 10);
+  EXPECT_EXIT(BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), ::testing::KilledBySignal(SIGABRT),
+              "failed at base/plat/BadUtf8:[0-9]+: Bad UTF-8 string for x\n");
+  Configuration::global().set("_BadUtf8Assert", "0", 10);
+}
+
+}  // namespace
+}  // namespace plat

@@ -1,0 +1,252 @@
+#include "base/plat/fileTree.h"
+
+#include <cerrno>
+#include <functional>
+#include <string>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/plat/SystemException.h"
+#include "base/plat/file.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/Unprivileged.h"
+
+namespace plat {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+SystemException failureOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const SystemException& e) {
+    return e;
+  }
+  return SystemException("no failure", -1);
+}
+
+class FileTreeTest : public testing::Test {
+protected:
+  FileTreeTest() : umask_(::umask(022)) {}
+  ~FileTreeTest() override { ::umask(umask_); }
+
+  mode_t modeOf(const char* name) const {
+    struct stat info {};
+    EXPECT_EQ(::stat((dir / name).c_str(), &info), 0) << name;
+    return info.st_mode & 07777;
+  }
+  std::string unique(const char* name, int limit = 99) const {
+    return fileMakeUnique(dir.path().c_str(), name, "(", ")", limit).get();
+  }
+
+  test::TempDir dir;
+
+private:
+  mode_t umask_;
+};
+
+TEST_F(FileTreeTest, mkDirMakesOneFolder) {
+  EXPECT_TRUE(mkDir((dir / "open").c_str(), false, false));
+  EXPECT_TRUE(mkDir((dir / "private").c_str(), true, false));
+  EXPECT_EQ(modeOf("open"), 0755u);
+  EXPECT_EQ(modeOf("private"), 0700u);
+
+  EXPECT_FALSE(mkDir((dir / "open").c_str(), true, false));
+  EXPECT_FALSE(mkDir((dir / "open").c_str(), false, true));
+  EXPECT_EQ(modeOf("open"), 0755u) << "left as it was";
+  EXPECT_FALSE(mkDir((dir / "open").c_str(), true, true));
+  EXPECT_EQ(modeOf("open"), 0700u);
+
+  dir.write("file", "x");
+  const SystemException failure = failureOf([&] { mkDir((dir / "file").c_str(), false, false); });
+  EXPECT_THAT(failure.message, StartsWith("mkDir(" + (dir / "file") + "): "));
+  EXPECT_EQ(failure.err, EEXIST);
+}
+
+TEST_F(FileTreeTest, mkDirsMakesWhatIsMissingAbove) {
+  dir.makeDir("a");
+  EXPECT_TRUE(mkDirs((dir / "a/b/c//d/").c_str(), true, false));
+  for (const char* name : {"a/b", "a/b/c", "a/b/c/d"}) {
+    EXPECT_EQ(modeOf(name), 0700u) << name;
+  }
+  EXPECT_FALSE(mkDirs((dir / "a/b").c_str(), true, false));
+  ::chmod((dir / "a/b/c").c_str(), 0755);
+  ::chmod((dir / "a/b").c_str(), 0755);
+  EXPECT_FALSE(mkDirs((dir / "a/b/c").c_str(), true, true));
+  EXPECT_EQ(modeOf("a/b/c"), 0700u);
+  EXPECT_EQ(modeOf("a/b"), 0755u) << "only the last one is tightened";
+
+  dir.write("file", "x");
+  EXPECT_EQ(failureOf([&] { mkDirs((dir / "file/x/y").c_str(), false, false); }).err, ENOTDIR);
+  dir.link("gone", "dangling");
+  const SystemException failure = failureOf([&] { mkDirs((dir / "dangling/x").c_str(), false, false); });
+  EXPECT_EQ(failure.err, EEXIST);
+  EXPECT_THAT(failure.message, StartsWith("mkDir(" + (dir / "dangling") + "): ")) << "tells which one failed";
+  EXPECT_EQ(failureOf([] { mkDirs("", false, false); }).err, ENOENT);
+}
+
+TEST_F(FileTreeTest, matchParentTakesOwnerAndPermissionsFromAbove) {
+  ::chmod(dir.makeDir("top").c_str(), 02775);
+  EXPECT_TRUE(mkDirMatchParent((dir / "top/open").c_str(), false));
+  EXPECT_TRUE(mkDirMatchParent((dir / "top/private").c_str(), true));
+  EXPECT_EQ(modeOf("top/open"), 02755u);
+  EXPECT_EQ(modeOf("top/private"), 02700u);
+  ::chmod((dir / "top/open").c_str(), 0711);
+  EXPECT_FALSE(mkDirMatchParent((dir / "top/open").c_str(), false));
+  EXPECT_EQ(modeOf("top/open"), 0711u);
+}
+
+TEST_F(FileTreeTest, rmDirWithoutRecursionWantsAnEmptyFolder) {
+  dir.write("folder/file", "x");
+  const SystemException failure = failureOf([&] { rmDir((dir / "folder").c_str(), false); });
+  EXPECT_THAT(failure.message, StartsWith("rmDir(" + (dir / "folder") + "): "));
+  EXPECT_EQ(failure.err, ENOTEMPTY);
+  EXPECT_EQ(dir.read("folder/file"), "x");
+  fileRemove((dir / "folder/file").c_str());
+  rmDir((dir / "folder").c_str(), false);
+  EXPECT_THAT(dir.list(), IsEmpty());
+}
+
+TEST_F(FileTreeTest, rmDirRemovesLinksAndLeavesWhatTheyPointTo) {
+  dir.write("kept/inner/file", "x");
+  dir.write("tree/a/b/file", "x");
+  dir.makeDir("tree/empty");
+  dir.write("tree/.hidden", "x");
+  dir.link("../../kept", "tree/a/toFolder");
+  dir.link("../kept/inner/file", "tree/toFile");
+  dir.link("nowhere", "tree/dangling");
+  ASSERT_EQ(::mkfifo((dir / "tree/fifo").c_str(), 0600), 0);
+  rmDir((dir / "tree").c_str(), true);
+  EXPECT_THAT(dir.list(), ElementsAre("kept"));
+  EXPECT_EQ(dir.read("kept/inner/file"), "x");
+}
+
+TEST_F(FileTreeTest, rmDirOfALinkEmptiesTheFolderAndFailsOnTheLink) {
+  dir.write("target/a/file", "x");
+  dir.link("target", "link");
+  EXPECT_EQ(failureOf([&] { rmDir((dir / "link").c_str(), true); }).err, ENOTDIR);
+  EXPECT_THAT(dir.list(), ElementsAre("link", "target"));
+  EXPECT_THAT(dir.list("target"), IsEmpty());
+}
+
+TEST_F(FileTreeTest, rmDirFailsOnWhatIsNoFolder) {
+  dir.write("file", "x");
+  EXPECT_EQ(failureOf([&] { rmDir((dir / "file").c_str(), true); }).err, ENOTDIR);
+  EXPECT_EQ(failureOf([&] { rmDir((dir / "gone").c_str(), true); }).err, ENOENT);
+  EXPECT_EQ(failureOf([] { rmDir("", true); }).err, ENOENT);
+  EXPECT_EQ(dir.read("file"), "x");
+}
+
+TEST_F(FileTreeTest, rmDirRemovesAllThatItCanAroundWhatItCannot) {
+  dir.write("tree/a/file", "x");
+  dir.write("tree/stuck/inner/file", "x");
+  dir.write("tree/unreadable/file", "x");
+  dir.write("tree/z", "x");
+  for (const char* name : {"", "tree", "tree/a", "tree/stuck", "tree/stuck/inner", "tree/unreadable"}) {
+    test::Unprivileged::give(dir / name);
+  }
+  {
+    const test::Unprivileged rights;
+    ::chmod((dir / "tree/stuck").c_str(), 0500);  // "inner" is emptied, but stays
+    ::chmod((dir / "tree/unreadable").c_str(), 0);
+    const SystemException failure = failureOf([&] { rmDir((dir / "tree").c_str(), true); });
+    EXPECT_THAT(failure.message, StartsWith("rmDir(" + (dir / "tree") + "): "));
+    EXPECT_EQ(failure.err, ENOTEMPTY) << "the outcome for the top, not the first refusal below";
+    ::chmod((dir / "tree/unreadable").c_str(), 0700);
+  }
+  EXPECT_THAT(dir.list("tree"), ElementsAre("stuck", "unreadable"));
+  EXPECT_THAT(dir.list("tree/stuck"), ElementsAre("inner"));
+  EXPECT_THAT(dir.list("tree/stuck/inner"), IsEmpty());
+  EXPECT_THAT(dir.list("tree/unreadable"), ElementsAre("file"));
+}
+
+TEST_F(FileTreeTest, rmDirGoesAsDeepAsPathsReachWithHardlyAnyDescriptor) {
+  const std::string before = getWorkingDir().get();
+  chDir(dir.makeDir("tree").c_str());
+  for (std::size_t length = dir.path().size() + 5; length + 8 <= 4095; length += 8) {  // some 500 levels
+    ASSERT_EQ(::mkdir("further", 0700), 0);
+    ASSERT_EQ(::symlink("further", "link"), 0);
+    chDir("further");
+  }
+  chDir(before.c_str());
+  struct rlimit limit {};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  struct rlimit few = limit;
+  few.rlim_cur = 24;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+  const SystemException failure = failureOf([&] { rmDir((dir / "tree").c_str(), true); });
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(failure.err, -1) << failure.message;
+  EXPECT_THAT(dir.list(), IsEmpty());
+}
+
+TEST_F(FileTreeTest, uniqueNamesPutTheNumberBeforeTheExtension) {
+  const struct {
+    const char *name, *free, *collided;
+  } cases[] = {
+      {"a.b.c", "a.b.c", "a.b(1).c"}, {"noext", "noext", "noext(1)"},  {".profile", ".profile", "(1).profile"},
+      {"a.", "a.", "a(1)."},          {"a\nb.t", "a-b.t", "a-b(1).t"}, {"x/y\x7f", "x-y-", "x-y-(1)"},
+      {"a(1)", "a(1)", "a(1)(1)"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(unique(c.name), dir / c.free);
+    dir.write(c.free, "");
+    EXPECT_EQ(unique(c.name), dir / c.collided);
+    EXPECT_THROW(unique(c.name, 0), Exception) << "the plain name alone";
+    fileRemove((dir / c.free).c_str());
+  }
+  EXPECT_EQ(unique("x", 0), dir / "x");
+  EXPECT_STREQ(fileMakeUnique("/", "no such name", "(", ")", 99).get(), "//no such name");
+  EXPECT_STREQ(fileMakeUnique((dir / "x/").c_str(), "n", "(", ")", 99).get(), (dir / "x//n").c_str());
+}
+
+TEST_F(FileTreeTest, uniqueNamesRunOutAfterTheLimit) {
+  dir.write("x.t", "");
+  for (int n = 1; n < 99; ++n) {
+    dir.write("x(" + std::to_string(n) + ").t", "");
+  }
+  EXPECT_EQ(unique("x.t"), dir / "x(99).t");
+  dir.link("x.t", "x(99).t");
+  for (const int limit : {99, 5, 0, -1}) {
+    try {
+      unique("x.t", limit);
+      FAIL() << limit;
+    } catch (const Exception& e) {
+      EXPECT_STREQ(e.message, "Too many files with same name");
+    }
+  }
+  EXPECT_THROW(unique("free", -1), Exception);
+  EXPECT_EQ(unique("x.t", 100), dir / "x(100).t");
+  dir.link("nowhere", "dangling");
+  EXPECT_EQ(unique("dangling"), dir / "dangling") << "a dangling link does not count as taken";
+  EXPECT_EQ(failureOf([&] { unique(std::string(300, 'n').c_str()); }).err, ENAMETOOLONG);
+}
+
+TEST_F(FileTreeTest, searchesTakeTheFirstThatExists) {
+  dir.write("one/x", "");
+  dir.write("two/x", "");
+  dir.write("two/y", "");
+  const std::vector<String> dirs = {(dir / "gone").c_str(), (dir / "one/").c_str(), (dir / "two").c_str()};
+  EXPECT_STREQ(fileSearchPath(dirs, "x").get(), (dir / "one/x").c_str());
+  EXPECT_STREQ(fileSearchPath(dirs, "y").get(), (dir / "two/y").c_str());
+  EXPECT_TRUE(fileSearchPath(dirs, "z").isNull());
+
+  dir.write("tree/deep/name/name/file", "");
+  dir.link("nowhere", "tree/dangling");
+  EXPECT_STREQ(fileFindInTree((dir / "tree").c_str(), "file").get(), (dir / "tree/deep/name/name/file").c_str());
+  EXPECT_STREQ(fileFindInTree((dir / "tree").c_str(), "name").get(), (dir / "tree/deep/name/name").c_str())
+      << "what is inside goes before the folder itself";
+  EXPECT_TRUE(fileFindInTree((dir / "tree").c_str(), "dangling").isNull());
+  EXPECT_TRUE(fileFindInTree((dir / "gone").c_str(), "x").isNull());
+  EXPECT_TRUE(fileFindInTree("", "x").isNull());
+}
+
+}  // namespace
+}  // namespace plat

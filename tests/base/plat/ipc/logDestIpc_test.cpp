@@ -1,0 +1,257 @@
+#include "base/plat/ipc/LogDestIpc.h"
+
+#include <climits>
+#include <functional>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "base/io/FdSelectManager.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/logging.h"
+#include "base/rdr/InStreamV4.h"
+#include "base/rdr/MemInStream.h"
+#include "tests/base/io/MemIo.h"
+
+namespace {
+
+using plat::LogDestIpc;
+using test::MemIo;
+using test::MemIoLog;
+using test::namedMsg;
+using test::raised;
+using test::u32;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+plat::LogSrc testLog("logDestIpcTest");
+
+struct Callback : io::MsgIpc::Callback {
+  void msgIpcClosed(io::MsgIpc&) override {}
+  bool msgAllowed(io::MsgIpc&, const char*, bool isWrite) override {
+    if (isWrite && onWrite) {
+      onWrite();
+    }
+    return true;
+  }
+  std::function<void()> onWrite;
+};
+
+class LogDestIpcTest : public testing::Test {
+protected:
+  LogDestIpcTest() {
+    emptyQueue();
+    attach();
+    dest.setIpc(&ipc);
+  }
+  ~LogDestIpcTest() override {
+    plat::logOverride("");
+    dest.setPrefix(nullptr);
+    dest.setIpc(nullptr);
+  }
+
+  void attach() {
+    io = new MemIo(log);
+    ipc.accept(io);
+  }
+  void setLevel(std::int32_t level) { io->arrive(namedMsg("setLogLevel", u32(static_cast<std::uint32_t>(level)))); }
+
+  /// The lines that have gone out, as "<level> <source>: <text>".
+  std::vector<std::string> lines() {
+    const std::string bytes = io->sent();
+    rdr::MemInStream link(bytes.data(), static_cast<int>(bytes.size()));
+    rdr::InStreamV4 in(&link);
+    std::vector<std::string> found;
+    while (!link.atEnd()) {
+      in.startMsg(true);
+      EXPECT_STREQ(in.readShortString(false).get(), "logMsg");
+      const std::int32_t level = in.readS32();
+      const plat::String source = in.readShortString(false);
+      const plat::String text = in.readString(LogDestIpc::MaxTextLength, false);
+      in.endMsg();
+      found.push_back(std::to_string(level) + " " + source.orEmpty() + ": " + text.orEmpty());
+    }
+    return found;
+  }
+
+  /// Lets go of what other tests have left in the one instance.
+  void emptyQueue() {
+    attach();
+    dest.setIpc(&ipc);
+    setLevel(-1);
+    setLevel(INT_MAX);
+    ipc.close(false);
+  }
+
+  io::FdSelectManager manager;
+  LogDestIpc& dest = LogDestIpc::instance();
+  std::shared_ptr<MemIoLog> log = std::make_shared<MemIoLog>();
+  Callback callback;
+  io::MsgIpc ipc{&callback, "test", false, false};
+  MemIo* io = nullptr;
+};
+
+TEST_F(LogDestIpcTest, linesWaitForTheParentsFirstLevel) {
+  dest.log(200, "source", "one");
+  dest.log(0, "source", "two");
+  manager.processEvents(0);
+  EXPECT_THAT(lines(), IsEmpty());
+  setLevel(200);
+  EXPECT_THAT(lines(), ElementsAre("200 source: one", "0 source: two"));
+  dest.log(30, "source", "three");
+  EXPECT_THAT(lines(), IsEmpty());  // a caller of the log touches no channel
+  manager.processEvents(0);
+  EXPECT_THAT(lines(), ElementsAre("30 source: three"));
+}
+
+TEST_F(LogDestIpcTest, recordIsLevelSourceAndText) {
+  setLevel(200);
+  dest.log(30, "src", "text");
+  dest.flush();
+  EXPECT_EQ(io->sent(), namedMsg("logMsg", u32(30) + "\x03src" + u32(4) + "text"));
+}
+
+TEST_F(LogDestIpcTest, overflowLeavesOneLineThatSaysSo) {
+  for (int i = 0; i < 1100; ++i) {
+    dest.log(30, "source", std::to_string(i).c_str());
+  }
+  setLevel(200);
+  const std::vector<std::string> sent = lines();
+  ASSERT_EQ(sent.size(), 1001U);
+  EXPECT_EQ(sent.front(), "30 source: 0");
+  EXPECT_EQ(sent[999], "30 source: 999");
+  EXPECT_EQ(sent.back(), "0 LogDestIpc: Too many messages, discarding further ones");
+  dest.log(30, "source", "after");
+  manager.processEvents(0);
+  EXPECT_THAT(lines(), ElementsAre("30 source: after"));
+}
+
+TEST_F(LogDestIpcTest, levelIsTightenedAtTheEntryPointsToo) {
+  plat::logStart();
+  plat::logOverride("*:ipc:200");
+  EXPECT_TRUE(testLog.enabled(plat::LogDebug));
+  dest.log(100, "source", "queued before");
+  setLevel(0);
+  EXPECT_FALSE(testLog.enabled(plat::LogDebug));
+  EXPECT_TRUE(testLog.enabled(plat::LogError));
+  dest.log(1, "source", "above");
+  testLog.debug("above");
+  testLog.error("at the level");
+  dest.flush();
+  EXPECT_THAT(lines(), ElementsAre("0 logDestIpcTest: at the level"));
+  setLevel(100);
+  EXPECT_TRUE(testLog.enabled(plat::LogDebug));
+  EXPECT_FALSE(testLog.enabled(plat::LogVerbose));
+}
+
+TEST_F(LogDestIpcTest, longTextsAndSourcesAreCut) {
+  setLevel(200);
+  dest.setPrefix("1234");
+  EXPECT_STREQ(dest.prefix().get(), "1234");
+  dest.log(30, "src", std::string(2000, 't').c_str());
+  dest.log(30, std::string(300, 's').c_str(), "x");
+  dest.flush();
+  EXPECT_THAT(lines(),
+              ElementsAre("30 1234: src: " + std::string(1024, 't'), "30 1234: " + std::string(249, 's') + ": x"));
+}
+
+TEST_F(LogDestIpcTest, oneFlushSendsAllThatIsQueued) {
+  setLevel(200);
+  io->sink->writes = 0;
+  for (int i = 0; i < 100; ++i) {
+    dest.log(30, "source", "text");
+  }
+  manager.processEvents(0);
+  EXPECT_EQ(lines().size(), 100U);
+  EXPECT_EQ(io->sink->writes, 1);
+}
+
+TEST_F(LogDestIpcTest, otherThreadsWakeTheLoop) {
+  setLevel(200);
+  std::thread writer([this] {
+    for (int i = 0; i < 50; ++i) {
+      dest.log(30, "thread", "text");
+    }
+  });
+  std::size_t count = 0;
+  for (int turns = 0; count < 50 && turns < 200; ++turns) {
+    manager.processEvents(1000);
+    count += lines().size();
+  }
+  writer.join();
+  EXPECT_EQ(count, 50U);
+}
+
+TEST_F(LogDestIpcTest, lineLoggedWhileLinesAreSentWaitsForTheNextTurn) {
+  setLevel(200);
+  int logged = 0;
+  callback.onWrite = [&] {
+    if (logged++ == 0) {
+      dest.log(30, "inner", "text");
+    }
+  };
+  dest.log(30, "outer", "text");
+  manager.processEvents(0);
+  EXPECT_THAT(lines(), ElementsAre("30 outer: text"));
+  manager.processEvents(0);
+  EXPECT_THAT(lines(), ElementsAre("30 inner: text"));
+}
+
+TEST_F(LogDestIpcTest, failedSendLeavesTheLoop) {
+  setLevel(200);
+  ipc.writeMsg("abandoned");
+  dest.log(30, "source", "text");
+  EXPECT_EQ(raised([&] { manager.processEvents(0); }), "FramedOutStream::startMsg: already in msg");
+  EXPECT_NO_THROW(dest.flush());  // nothing left, so nothing to fail on
+}
+
+TEST_F(LogDestIpcTest, linesWaitForTheNextConnection) {
+  setLevel(200);
+  ipc.close(false);
+  dest.log(30, "source", "text");
+  manager.processEvents(0);
+  attach();
+  dest.flush();
+  EXPECT_THAT(lines(), ElementsAre("30 source: text"));
+}
+
+TEST_F(LogDestIpcTest, newChannelHasToSetItsOwnLevel) {
+  setLevel(200);
+  io::MsgIpc other(nullptr, "other", false, false);
+  dest.setIpc(&other);
+  setLevel(0);  // the old channel is nobody any more
+  dest.log(30, "source", "text");
+  dest.flush();
+  EXPECT_THAT(lines(), IsEmpty());
+  io = new MemIo(log);
+  other.accept(io);
+  setLevel(200);
+  EXPECT_THAT(lines(), ElementsAre("30 source: text"));
+  dest.setIpc(nullptr);
+  dest.log(30, "source", "text");
+  EXPECT_NO_THROW(dest.flush());
+}
+
+TEST_F(LogDestIpcTest, survivesAChannelThatGoesFirst) {
+  auto other = std::make_unique<io::MsgIpc>(nullptr, "other", false, false);
+  other->accept(new MemIo(log));
+  dest.setIpc(other.get());
+  other.reset();
+  dest.log(30, "source", "text");
+  EXPECT_NO_THROW(dest.flush());
+  EXPECT_NO_THROW(dest.setIpc(nullptr));
+}
+
+TEST_F(LogDestIpcTest, levelMessageCutAtAnyByte) {
+  const std::string bytes = namedMsg("setLogLevel", u32(5));
+  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+    setLevel(INT_MAX);
+    io->arrive(bytes.substr(0, cut));
+    EXPECT_EQ(dest.maxLevel(), INT_MAX);
+    io->arrive(bytes.substr(cut));
+    EXPECT_EQ(dest.maxLevel(), 5);
+  }
+}
+
+}  // namespace

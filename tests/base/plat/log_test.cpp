@@ -1,0 +1,313 @@
+#include <climits>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "base/os/AppInfo.h"
+#include "base/plat/AssertionFail.h"
+#include "base/plat/Configuration.h"
+#include "base/plat/LogDestMem.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/StringParameter.h"
+#include "base/plat/logParameters.h"
+#include "base/plat/logging.h"
+#include "tests/base/plat/RecordingDest.h"
+
+namespace {
+
+using plat::LogDestMem;
+using plat::LogSrc;
+using test::RecordingDest;
+using testing::ElementsAre;
+using testing::ExitedWithCode;
+
+/// Checks in a process of its own: that the log has started cannot be undone.
+void inChild(const std::function<void()>& body) {
+  const auto run = [&body] {
+    LogDestMem::instance().discard(INT_MAX);
+    body();
+    std::exit(testing::Test::HasFailure() ? 1 : 0);
+  };
+  EXPECT_EXIT(run(), ExitedWithCode(0), "");
+}
+
+LogSrc alpha("TestAlpha");
+LogSrc beta("TestBeta");
+
+constexpr const char* ReplayStart = "LogDestMem: Start replaying stored messages";
+constexpr const char* ReplayEnd = "LogDestMem: Finished replaying stored messages";
+
+TEST(LogSetting, routesByPatternAndTheLastElementWins) {
+  struct Case {
+    const char* setting;
+    int alphaLevel;
+    int betaLevel;
+    const char* complaint;
+  };
+  const Case cases[] = {
+      {"TestAlpha:rec:100,*:rec:10", 10, 10, ""},
+      {"*:rec:10,TestAlpha:rec:100", 100, 10, ""},
+      {"testal*:REC:7", 7, -1, ""},
+      {"*:rec:5,*:other:50", 50, 50, ""},
+      {",,*:rec:3,", 3, 3, ""},
+      {"", -1, -1, ""},
+      {"*::5", -1, -1, ""},
+      {"*:nowhere:5", -1, -1, "No LogDest found: 'nowhere'\n"},
+      {"*:rec", -1, -1, "Failed to parse log param element: '*:rec'\n"},
+      {"*", -1, -1, "Failed to parse log param element: '*'\n"},
+      {"*:rec:x,*:rec:4", 4, 4, "Failed to parse log param element: '*:rec:x'\n"},
+      {"*:rec:-1", -1, -1, "Failed to parse log param element: '*:rec:-1'\n"},
+      {"*:rec:1:2", -1, -1, "Failed to parse log param element: '*:rec:1:2'\n"},
+      {"*:rec:2147483648", -1, -1, "Failed to parse log param element: '*:rec:2147483648'\n"},
+  };
+  RecordingDest rec;
+  RecordingDest other(nullptr, "other");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.setting);
+    testing::internal::CaptureStderr();
+    plat::logOverride(c.setting);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), c.complaint);
+    EXPECT_EQ(alpha.level(), c.alphaLevel);
+    EXPECT_EQ(beta.level(), c.betaLevel);
+  }
+}
+
+TEST(LogSetting, followsTheParameterUnlessOverridden) {
+  RecordingDest rec;
+  plat::logParameter().setParam("TestAlpha:rec:12", 10);
+  EXPECT_EQ(alpha.level(), 12);
+  plat::logOverride("*:rec:1");
+  plat::logParameter().setParam("TestAlpha:rec:13", 10);
+  EXPECT_EQ(alpha.level(), 1);
+  plat::logOverride(nullptr);
+  EXPECT_EQ(alpha.level(), 13);
+  plat::logParameter().unsetParam(10, true);
+  EXPECT_EQ(alpha.level(), -1);
+}
+
+TEST(LogSetting, isLimitedByWhatTheDestinationTakes) {
+  RecordingDest rec("*:rec:100");
+  rec.limit(30);
+  plat::logUpdateLevels();
+  EXPECT_EQ(alpha.level(), 30);
+  {
+    RecordingDest other(nullptr, "other");
+    plat::logOverride("*:rec:100,*:other:60");
+    EXPECT_EQ(alpha.level(), 60);
+  }
+  EXPECT_EQ(alpha.level(), -1);  // the override went with it
+}
+
+TEST(LogSrc, deliversToEveryRouteThatAdmitsTheLevel) {
+  RecordingDest rec;
+  RecordingDest other(nullptr, "other");
+  RecordingDest off(nullptr, "off");
+  off.enabled = false;
+  plat::logOverride("TestAlpha:rec:30,TestAlpha:other:100,TestAlpha:off:200");
+  alpha.error("e%d", 1);
+  alpha.info("i");
+  alpha.debug("d");
+  alpha.log(100, "l");
+  EXPECT_THAT(rec.lines(), ElementsAre("0 TestAlpha: e1", "30 TestAlpha: i"));
+  EXPECT_THAT(other.lines(), ElementsAre("0 TestAlpha: e1", "30 TestAlpha: i", "100 TestAlpha: d", "100 TestAlpha: l"));
+  EXPECT_TRUE(off.lines().empty());
+}
+
+TEST(LogSrc, keepsADestinationsFailureFromWhoeverLogs) {
+  struct Failing final : plat::LogDest {
+    Failing() : LogDest("failing") {}
+    void log(int, const char*, const char*) override { throw plat::Exception("no"); }
+  } failing;
+  RecordingDest rec("TestAlpha:rec:30,TestAlpha:failing:30");
+  EXPECT_NO_THROW(alpha.info("kept"));
+  EXPECT_EQ(rec.lines().size(), 1u);
+}
+
+TEST(LogSrc, escapesWhatIsNotPlainText) {
+  const struct {
+    const char* text;
+    const char* shown;
+  } cases[] = {{"plain {|}", "plain {|}"},
+               {"a~b", "a~~b"},
+               {"tab\tdel\x7f", "tab~^Idel~^?"},
+               {"\xc3\xa9t\xc3\xa9", "\xc3\xa9t\xc3\xa9"},
+               {"\xe9", "~M-i"},
+               {"", ""}};
+  RecordingDest rec("TestAlpha:rec:0");
+  for (const auto& c : cases) {
+    rec.clear();
+    alpha.error("%s", c.text);
+    EXPECT_THAT(rec.lines(), ElementsAre(std::string("0 TestAlpha: ") + c.shown));
+  }
+}
+
+TEST(LogSrc, cutsLongLinesAtTheEndOfACharacter) {
+  RecordingDest rec("TestAlpha:rec:0");
+  std::string text = "xx";
+  while (text.size() < 5000) {
+    text += "\xc3\xa9";
+  }
+  alpha.error("%s", text.c_str());
+  alpha.error("%s", text.c_str() + 1);
+  alpha.write(0, text.c_str());
+  const std::string prefix = "0 TestAlpha: ";
+  EXPECT_THAT(rec.lines(), ElementsAre(prefix + text.substr(0, 4094), prefix + text.substr(1, 4095), prefix + text));
+}
+
+TEST(LogSrc, writesLinesOneByOne) {
+  RecordingDest rec("TestAlpha:rec:5");
+  alpha.writeLines(5, "\none\n\ntwo\nthree");
+  alpha.writeLines(5, nullptr);
+  EXPECT_THAT(rec.lines(), ElementsAre("5 TestAlpha: one", "5 TestAlpha: two", "5 TestAlpha: three"));
+}
+
+TEST(LogSrc, onceStartedNeitherFormatsNorStoresWhatIsSuppressed) {
+  inChild([] {
+    RecordingDest rec("TestAlpha:rec:30");
+    EXPECT_TRUE(alpha.enabled(INT_MAX));
+    plat::logStart();
+    for (const int level : {INT_MIN, -1, 0, 30}) {
+      EXPECT_TRUE(alpha.enabled(level)) << level;
+    }
+    for (const int level : {31, 100, INT_MAX}) {
+      EXPECT_FALSE(alpha.enabled(level)) << level;
+    }
+    EXPECT_FALSE(beta.enabled(0));
+    alpha.debug("%s", reinterpret_cast<const char*>(1));  // would crash if it were formatted
+    beta.write(0, "dropped");
+    plat::logOverride("*:rec:200");
+    EXPECT_TRUE(rec.lines().empty());
+    EXPECT_TRUE(beta.enabled(200));
+  });
+}
+
+__attribute__((no_sanitize("undefined"))) std::string useUnconstructed() {
+  alignas(LogSrc) static unsigned char storage[sizeof(LogSrc)];
+  try {
+    reinterpret_cast<LogSrc*>(storage)->write(30, "too early");
+  } catch (const plat::AssertionFail& e) {
+    return e.message;
+  }
+  return "";
+}
+
+TEST(LogSrc, tellsWhenItIsUsedBeforeItsConstruction) {
+  EXPECT_THAT(useUnconstructed(), testing::StartsWith("Assertion 'constructed' failed at base/plat/LogSrc:"));
+}
+
+TEST(LogSrcDeathTest, worksAfterItsOwnDestruction) {
+  const auto logAtExit = [] {
+    struct Late {
+      LogSrc* source = nullptr;
+      ~Late() { source->error("famous last words"); }
+    };
+    static Late late;  // destroyed after the source, which is made after it
+    static LogSrc source("TestLate");
+    late.source = &source;
+    plat::logInit("*:stderr:10", nullptr, nullptr, false);
+    std::exit(0);
+  };
+  EXPECT_EXIT(logAtExit(), ExitedWithCode(0), "TestLate: famous last words");
+}
+
+TEST(LogMemory, replaysToADestinationThatIsNamedForAllSources) {
+  inChild([] {
+    alpha.error("one");
+    alpha.debug("two");
+    beta.verbose("three");
+    RecordingDest rec("TestAlpha:rec:200");
+    EXPECT_TRUE(rec.lines().empty());
+    rec.enabled = false;
+    plat::logOverride("*:rec:200");
+    EXPECT_TRUE(rec.lines().empty());
+    rec.enabled = true;
+    plat::logOverride("*:rec:100");
+    const auto level = std::string("100 ");
+    EXPECT_THAT(rec.lines(),
+                ElementsAre(level + ReplayStart, "0 TestAlpha: one", "100 TestAlpha: two", level + ReplayEnd));
+    rec.clear();
+    plat::logOverride("*:rec:200");  // what was replayed is gone, what was not is still there
+    EXPECT_THAT(rec.lines(),
+                ElementsAre(std::string("200 ") + ReplayStart, "110 TestBeta: three", std::string("200 ") + ReplayEnd));
+    rec.clear();
+    plat::logApply();
+    EXPECT_TRUE(rec.lines().empty());
+  });
+}
+
+TEST(LogMemory, endsWhenTheLogStarts) {
+  inChild([] {
+    RecordingDest rec("*:rec:10");
+    alpha.info("stays");
+    alpha.log(10, "goes through");
+    plat::logOverride("");
+    alpha.log(10, "waits");
+    rec.clear();
+    plat::logOverride("*:rec:10");
+    EXPECT_THAT(rec.lines(), testing::Contains("10 TestAlpha: waits"));
+    rec.clear();
+    plat::logStart();
+    plat::logOverride("*:rec:200");
+    EXPECT_TRUE(rec.lines().empty());
+  });
+}
+
+TEST(LogMemory, overflowsWithOneLineThatSaysSo) {
+  inChild([] {
+    for (int i = 1; i <= 503; ++i) {
+      alpha.info("line %d", i);
+    }
+    RecordingDest rec;
+    LogDestMem::instance().replay(rec, 100);
+    const auto lines = rec.lines();
+    ASSERT_EQ(lines.size(), 503u);
+    EXPECT_EQ(lines[500], "30 TestAlpha: line 500");
+    EXPECT_EQ(lines[501], "0 LogDestMem: Too many messages, discarding further ones");
+  });
+}
+
+TEST(LogInit, setsTheDefaults) {
+  inChild([] {
+    ::unsetenv("KEL_PROFILE_DIR");
+    ::setenv("HOME", "/home/somebody", 1);
+    os::AppInfo::setApp("tester");
+    plat::logInit(nullptr, nullptr, nullptr, false);
+    EXPECT_STREQ(std::getenv("KEL_PROFILE_DIR"), "/home/somebody/.kel");
+    EXPECT_STREQ(plat::logParameter().value(), "*:stderr:10");
+    EXPECT_STREQ(plat::logDirParameter().value(), ::geteuid() == 0 ? "/var/log" : "$KEL_PROFILE_DIR");
+    EXPECT_STREQ(plat::logFileParameter().value(), "tester.log");
+    EXPECT_FALSE(plat::LogDest::find("file")->isEnabled());
+    EXPECT_TRUE(plat::LogDest::find("STDERR")->isEnabled());
+    plat::logInit("*:file:0", "/some/dir", "x.log", true);
+    EXPECT_STREQ(plat::logParameter().value(), "*:file:0");
+    EXPECT_EQ(plat::logParameter().getPriority(), 0);
+    EXPECT_TRUE(plat::LogDest::find("file")->isEnabled());
+  });
+}
+
+TEST(LogPrintSources, keepsWithinTheWidth) {
+  constexpr int Width = 40;
+  std::FILE* const file = std::tmpfile();
+  plat::logPrintSources(Width, file);
+  std::rewind(file);
+  std::string all;
+  char line[256];
+  while (std::fgets(line, sizeof line, file) != nullptr) {
+    const std::string text(line);
+    EXPECT_LE(text.size() - 1, static_cast<std::size_t>(Width)) << text;
+    EXPECT_EQ(text.substr(0, 2), "  ");
+    EXPECT_NE(text[2], ' ');
+    all += text;
+  }
+  std::fclose(file);
+  for (const char* name : {"Assertion", "ConfigParameter", "Configuration", "FilePtr", "Threading", "TestAlpha"}) {
+    EXPECT_THAT(all, testing::ContainsRegex(std::string(" ") + name + "[,\n]"));
+  }
+}
+
+}  // namespace

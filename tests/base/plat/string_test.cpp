@@ -1,0 +1,190 @@
+#include "base/plat/String.h"
+
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "base/plat/AssertionFail.h"
+#include "base/plat/DString.h"
+#include "base/plat/MBuf.h"
+
+namespace plat {
+namespace {
+
+TEST(String, keepsNullAndEmptyApart) {
+  const String null;
+  const String empty("");
+  EXPECT_TRUE(null.isNull() && null.empty() && !empty.isNull() && empty.empty());
+  EXPECT_FALSE(null == empty);
+  EXPECT_TRUE(null == String(nullptr));
+  EXPECT_TRUE(null == nullptr);
+  EXPECT_LT(null, empty);
+  EXPECT_LT(empty, String("a"));
+  EXPECT_STREQ("", null.orEmpty());
+  EXPECT_EQ(0U, null.length());
+  EXPECT_TRUE(String(static_cast<const char*>(nullptr)).isNull());
+  EXPECT_FALSE(String(std::string_view()).isNull());
+}
+
+TEST(String, copiesAreIndependentAndMovesLeaveNull) {
+  String original("text");
+  String copy(original);
+  copy.data()[0] = 'n';
+  EXPECT_EQ(original, "text");
+  EXPECT_EQ(copy, "next");
+
+  const char* const buffer = original.get();
+  const String moved(std::move(original));
+  EXPECT_EQ(buffer, moved.get());
+  EXPECT_TRUE(original.isNull());  // NOLINT(bugprone-use-after-move): promised to be null
+
+  String self("abcdef");
+  self = self.get() + 3;
+  EXPECT_EQ(self, "def");
+  EXPECT_EQ(String("abc", 2), "ab");
+  EXPECT_EQ(String::format("%s-%0300d", "x", 7).length(), 302U);
+}
+
+TEST(DString, reservesPowersOfTwo) {
+  struct Case {
+    int wanted, capacity;
+  };
+  for (const auto& [wanted, capacity] : {Case{0, 0}, {1, 8}, {8, 8}, {9, 16}, {16, 16}, {1000, 1024}}) {
+    SCOPED_TRACE(wanted);
+    DString text;
+    text.reserve(wanted);
+    EXPECT_EQ(text.capacity(), capacity);
+    EXPECT_EQ(text.get() == nullptr, wanted == 0);
+  }
+  DString kept("abc");
+  kept.reserve(100);
+  EXPECT_STREQ(kept.get(), "abc");
+  kept.clear();
+  EXPECT_STREQ(kept.get(), "");
+  EXPECT_EQ(kept.capacity(), 128);
+}
+
+TEST(DString, appendsTextsAndItself) {
+  DString text;
+  text.append(nullptr);
+  EXPECT_EQ(text.get(), nullptr);
+  text.append("abcdef", 3).append("x", 10).appendChar('-').appendFormat("%d", 42);
+  EXPECT_STREQ(text.get(), "abcx-42");
+  text.append(text.get());
+  EXPECT_STREQ(text.get(), "abcx-42abcx-42");
+  text.appendFormat("[%s]", text.get());
+  EXPECT_STREQ(text.get(), "abcx-42abcx-42[abcx-42abcx-42]");
+  const std::string large(5000, 'l');
+  EXPECT_EQ(text.appendFormat("%s", large.c_str()).length(), 30 + large.size());
+  EXPECT_EQ(text.takeString().length(), 30 + large.size());
+  EXPECT_EQ(text.capacity(), 0);
+}
+
+TEST(DString, replacesRangesAndLeavesInvalidOnesAlone) {
+  struct Case {
+    int start, end;
+    const char* text;
+    int length;
+    const char* result;
+  };
+  for (const Case& c : {Case{0, 0, "ab", -1, "ab0123456"},
+                        {7, 7, "ab", -1, "0123456ab"},
+                        {2, 5, "abcdef", -1, "01abcdef56"},
+                        {2, 5, "abcdef", 1, "01a56"},
+                        {2, 5, nullptr, -1, "0156"},
+                        {0, 7, "", -1, ""},
+                        {-1, 2, "x", -1, "0123456"},
+                        {3, 2, "x", -1, "0123456"},
+                        {2, 8, "x", -1, "0123456"}}) {
+    SCOPED_TRACE(c.result);
+    DString text("0123456");
+    text.replaceRange(c.start, c.end, c.text, c.length);
+    EXPECT_STREQ(text.get(), c.result);
+  }
+}
+
+TEST(DString, replacesEveryOccurrence) {
+  struct Case {
+    const char *text, *find, *with, *result;
+  };
+  for (const Case& c : {Case{"a.b.c", ".", "::", "a::b::c"},
+                        {"aaaa", "aa", "a", "aa"},
+                        {"a.b.", ".", nullptr, "ab"},
+                        {"abc", "x", "y", "abc"},
+                        {"xx", "x", "xx", "xxxx"},
+                        {"", "x", "y", ""}}) {
+    SCOPED_TRACE(c.text);
+    DString text(c.text);
+    text.replaceAll(c.find, c.with);
+    EXPECT_STREQ(text.get(), c.result);
+  }
+  DString text("abc");
+  try {
+    text.replaceAll("", "x");
+    FAIL() << "an empty search text was accepted";
+  } catch (const AssertionFail& failure) {
+    EXPECT_STREQ(failure.expression, "findLen");
+    EXPECT_STREQ(failure.file, "base/plat/DString");
+  }
+}
+
+using Bytes = MBuf<unsigned char>;
+
+Bytes filled(int size, unsigned char value, bool secure) {
+  Bytes buffer(size, secure);
+  for (unsigned char& byte : buffer) {
+    byte = value;
+  }
+  return buffer;
+}
+
+TEST(MBuf, reusesItsMemoryOnlyWhenTheValueFillsHalfOfALargeOne) {
+  struct Case {
+    int oldSize, newSize;
+    bool reused;
+  };
+  for (const auto& [oldSize, newSize, reused] :
+       {Case{100, 1, true}, {127, 0, true}, {128, 64, true}, {128, 63, false}, {129, 64, false}, {10, 11, false}}) {
+    SCOPED_TRACE(oldSize);
+    Bytes target = filled(oldSize, 1, false);
+    const unsigned char* const before = target.data();
+    const Bytes value = filled(newSize, 2, false);
+    target = value;
+    EXPECT_EQ(target, value);
+    EXPECT_EQ(target.data() == before, reused);
+  }
+}
+
+TEST(MBuf, wipesWhatASecureBufferGivesUp) {
+  for (const bool secure : {false, true}) {
+    Bytes buffer = filled(20, 0xAA, secure);
+    const unsigned char* const memory = buffer.data();
+    buffer.resize(10);
+    EXPECT_EQ(memory[9], 0xAA);
+    EXPECT_EQ(memory[10], secure ? 0 : 0xAA);
+    const unsigned char one = 1;
+    buffer.assign(&one, 1);
+    EXPECT_EQ(memory[0], 1);
+    EXPECT_EQ(memory[1], secure ? 0 : 0xAA);
+  }
+}
+
+TEST(MBuf, growsWithZerosAndTakesTheFlagAlong) {
+  Bytes buffer = filled(3, 7, true);
+  buffer.resize(5);
+  EXPECT_EQ(buffer[2], 7);
+  EXPECT_EQ(buffer[4], 0);
+  Bytes copy;
+  copy = buffer;
+  EXPECT_TRUE(copy.secure());
+  const Bytes moved(std::move(copy));
+  EXPECT_TRUE(moved.secure());
+  EXPECT_EQ(moved, buffer);
+  buffer.assign(buffer.data() + 1, 2);
+  EXPECT_EQ(buffer, filled(2, 7, false));
+  EXPECT_THROW(buffer.resize(-1), AssertionFail);
+}
+
+}  // namespace
+}  // namespace plat

@@ -1,0 +1,169 @@
+#include "base/plat/Thread.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "base/plat/Condition.h"
+#include "base/plat/Exception.h"
+#include "base/plat/Lock.h"
+#include "base/plat/Mutex.h"
+#include "tests/base/plat/RecordingDest.h"
+
+namespace {
+
+using plat::Thread;
+using testing::ElementsAre;
+using testing::MatchesRegex;
+
+template <class F>
+struct RunF final : Thread::Runnable {
+  F body;
+  explicit RunF(F f) : body(std::move(f)) {}
+  void run(Thread& thread) override { body(thread); }
+};
+
+TEST(Mutex, mayBeTakenAgainByItsHolderAndExcludesOthers) {
+  plat::Mutex mutex;
+  int value = 0;
+  {
+    const plat::Lock outer(mutex);
+    const plat::Lock inner(mutex);
+    value = 1;
+  }
+  RunF add([&](Thread&) {
+    for (int i = 0; i < 20'000; ++i) {
+      const plat::Lock lock(mutex);
+      ++value;
+    }
+  });
+  Thread a("a", &add);
+  Thread b("b", &add);
+  a.start();
+  b.start();
+  a.join();
+  b.join();
+  EXPECT_EQ(value, 40'001);
+}
+
+TEST(Condition, wakesAThreadThatWaits) {
+  plat::Mutex mutex;
+  plat::Condition condition(&mutex);
+  int step = 0;
+  RunF answer([&](Thread&) {
+    const plat::Lock lock(mutex);
+    while (step != 1) {
+      condition.wait();
+    }
+    step = 2;
+    condition.broadcast();
+  });
+  Thread thread("answer", &answer);
+  thread.start();
+  const plat::Lock lock(mutex);
+  step = 1;
+  condition.signal();
+  while (step != 2) {
+    condition.wait(-1);
+  }
+}
+
+TEST(ConditionDeathTest, hasNoTimedWait) {
+  plat::Mutex mutex;
+  plat::Condition condition(&mutex);
+  const plat::Lock lock(mutex);
+  EXPECT_DEATH(condition.wait(0),
+               "Assertion 'timeoutMs == -1' failed at base/plat/Threading:[0-9]+: Condition timed wait not implemented "
+               "yet");
+}
+
+TEST(Thread, runsOnceKnowsItselfAndLogsItsLife) {
+  test::RecordingDest log("Threading:rec:100");
+  Thread* seen = nullptr;
+  int runs = 0;
+  RunF body([&](Thread&) {
+    seen = Thread::current();
+    ++runs;
+  });
+  {
+    Thread thread("worker", &body);
+    EXPECT_EQ(thread.state(), Thread::Created);
+    thread.start();
+    thread.start();
+    EXPECT_EQ(thread.join(), &thread);
+    EXPECT_EQ(thread.join(), &thread);
+    EXPECT_EQ(thread.state(), Thread::Joined);
+    EXPECT_EQ(seen, &thread);
+    EXPECT_EQ(runs, 1);
+  }
+  // "started" may come before or after "join": the two threads log side by side.
+  auto lines = log.lines();
+  ASSERT_EQ(lines.size(), 7u);
+  if (lines[1].find("started") == std::string::npos) {
+    std::swap(lines[1], lines[lines[2].find("started") != std::string::npos ? 2 : 3]);
+  }
+  EXPECT_THAT(lines[0], MatchesRegex("100 Threading: created   worker 0"));
+  EXPECT_THAT(lines[1], MatchesRegex("100 Threading: started   worker [0-9a-f]+"));
+  EXPECT_THAT(lines[4], MatchesRegex("100 Threading: joined    worker [0-9a-f]+"));
+  EXPECT_THAT(lines[5], MatchesRegex("100 Threading: destroy   worker [0-9a-f]+"));
+  EXPECT_THAT(lines[6], MatchesRegex("100 Threading: destroyed worker [0-9a-f]+"));
+}
+
+TEST(Thread, thatWasNeverStartedJoinsWithoutWaiting) {
+  test::RecordingDest log("Threading:rec:100");
+  Thread thread("idle");
+  EXPECT_EQ(thread.join(), &thread);
+  EXPECT_EQ(thread.state(), Thread::Joined);
+  EXPECT_THAT(log.lines(), ElementsAre("100 Threading: created   idle 0", "100 Threading: join      idle 0",
+                                       "100 Threading: joined    idle 0"));
+}
+
+TEST(Thread, endsWithALogLineWhenItsBodyThrows) {
+  test::RecordingDest log("Threading:rec:100");
+  RunF body([](Thread&) { throw plat::Exception("out of luck"); });
+  Thread thread("doomed", &body);
+  thread.start();
+  thread.join();
+  std::string all;
+  for (const std::string& line : log.lines()) {
+    all += line + "\n";
+  }
+  EXPECT_THAT(all, testing::ContainsRegex("failed    doomed [0-9a-f]+: out of luck\n"));
+  EXPECT_EQ(all.find("stopped"), std::string::npos);
+}
+
+TEST(Thread, hasOneNativeObjectPerForeignThread) {
+  Thread* const own = Thread::current();
+  EXPECT_STREQ(own->name(), "Native");
+  EXPECT_EQ(own->state(), Thread::Native);
+  EXPECT_EQ(own->join(), nullptr);
+  EXPECT_EQ(Thread::current(), own);
+  std::thread([own] {
+    EXPECT_NE(Thread::current(), own);
+    EXPECT_STREQ(Thread::current()->name(), "Native");
+  }).join();
+}
+
+TEST(Thread, destroysItselfWhenDetached) {
+  struct Detached final : Thread {
+    std::atomic<int>& state;
+    explicit Detached(std::atomic<int>& s) : Thread("detached"), state(s) {}
+    ~Detached() override { state = 2; }
+    void run() override { state = 1; }
+  };
+  std::atomic<int> state{0};
+  auto* const thread = new Detached(state);
+  thread->detach();
+  EXPECT_EQ(thread->join(), nullptr);
+  thread->start();
+  for (int i = 0; i < 5'000 && state != 2; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_EQ(state, 2);
+}
+
+}  // namespace

@@ -1,0 +1,199 @@
+#include <cstdio>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "TestStreams.h"
+#include "base/os/unix/FileFdOutStream.h"
+#include "base/plat/DString.h"
+#include "base/rdr/EndOfStream.h"
+#include "base/rdr/FileInStream.h"
+#include "base/rdr/FileOutStream.h"
+#include "base/rdr/TransactedFileOutStream.h"
+#include "tests/support/TempDir.h"
+
+using test::pattern;
+using test::put;
+using test::raised;
+using test::TempDir;
+
+namespace {
+
+mode_t modeOf(const std::string& path) {
+  struct stat st {};
+  stat(path.c_str(), &st);
+  return st.st_mode & 07777;
+}
+
+std::string readToEnd(rdr::FileInStream& in) {
+  std::string bytes;
+  try {
+    while (true) {
+      bytes += static_cast<char>(in.readU8());
+    }
+  } catch (const rdr::EndOfStream& e) {
+    EXPECT_STREQ(e.message, "End of file");
+  }
+  return bytes;
+}
+
+}  // namespace
+
+TEST(FileInStream, readsAFileOneBufferAtATime) {
+  const TempDir dir;
+  for (const std::size_t size : {0, 1, 16799, 16800, 16801, 100000}) {
+    SCOPED_TRACE(size);
+    const std::string bytes = pattern(size);
+    dir.write("f", bytes);
+    rdr::FileInStream in((dir / "f").c_str());
+    EXPECT_FALSE(in.rewindable());
+    if (size >= 16800) {
+      in.check(true);
+      EXPECT_EQ(in.nUnread(), 16800);
+    }
+    EXPECT_EQ(readToEnd(in), bytes);
+    EXPECT_EQ(in.offset(), size);
+  }
+}
+
+TEST(FileInStream, goesOnWhereAStreamItIsGivenStands) {
+  const TempDir dir;
+  dir.write("f", "first\nsecond\nthird");
+  std::FILE* const file = std::fopen((dir / "f").c_str(), "r");
+  char line[16];
+  ASSERT_NE(std::fgets(line, sizeof line, file), nullptr);
+  rdr::FileInStream in(file, true);
+  plat::DString text;
+  in.readLine(text);
+  EXPECT_STREQ(text.get(), "second");
+  dir.write("g", "other");
+  in.open((dir / "g").c_str());
+  EXPECT_EQ(readToEnd(in), "other") << "nothing of the first file is left";
+}
+
+TEST(FileInStream, reportsItsFailures) {
+  const TempDir dir;
+  const std::string missing = dir / "missing";
+  EXPECT_EQ(raised([&] { rdr::FileInStream in(missing.c_str()); }),
+            "Error opening \"" + missing + "\": No such file or directory (2)");
+  rdr::FileInStream folder(dir.path().c_str());
+  EXPECT_EQ(raised([&] { folder.readU8(); }), "reading from file failed: Is a directory (21)");
+  rdr::FileInStream none(nullptr);
+  EXPECT_THROW(none.readU8(), plat::AssertionFail);
+}
+
+TEST(FileOutStream, writesWhatIsPendingToTheFileItWasWrittenFor) {
+  const TempDir dir;
+  const std::string bytes = pattern(50000);
+  {
+    rdr::FileOutStream out((dir / "a").c_str());
+    put(out, bytes);
+    out.open((dir / "b").c_str());
+    put(out, "b");
+    EXPECT_EQ(out.length(), 50001U);
+    out.attach(std::fopen((dir / "c").c_str(), "w"), true);
+    put(out, "c");
+  }
+  EXPECT_EQ(dir.read("a"), bytes);
+  EXPECT_EQ(dir.read("b"), "b");
+  EXPECT_EQ(dir.read("c"), "c");
+  { put(*std::make_unique<rdr::FileOutStream>((dir / "b").c_str(), 1), "+"); }
+  EXPECT_EQ(dir.read("b"), "b+") << "appends";
+}
+
+TEST(FileOutStream, reportsAFullDevice) {
+  if (access("/dev/full", W_OK) != 0) {
+    GTEST_SKIP() << "no /dev/full here";
+  }
+  std::FILE* const full = std::fopen("/dev/full", "w");
+  std::setvbuf(full, nullptr, _IONBF, 0);
+  rdr::FileOutStream out(full, true);
+  put(out, "x");
+  EXPECT_EQ(raised([&] { out.flush(); }), "writing to file failed: No space left on device (28)");
+  os::FileFdOutStream direct("/dev/full", {O_WRONLY, 0});
+  put(direct, "x");
+  EXPECT_EQ(raised([&] { direct.flush(); }), "write: No space left on device (28)");
+}
+
+TEST(FileFdOutStream, writesAndClosesWhatItOwns) {
+  const TempDir dir;
+  const std::string path = dir / "f";
+  const std::string bytes = pattern(40000);
+  int fd = -1;
+  {
+    os::FileFdOutStream out(path.c_str(), {O_WRONLY | O_CREAT | O_EXCL, 0600});
+    fd = out.fd();
+    put(out, bytes);
+    EXPECT_EQ(dir.read("f").size(), 32768U) << "in whole buffers";
+    EXPECT_EQ(modeOf(path), 0600U);
+  }
+  EXPECT_EQ(dir.read("f"), bytes);
+  EXPECT_LT(fcntl(fd, F_GETFD), 0);
+  EXPECT_EQ(raised([&] {
+              os::FileFdOutStream again(path.c_str(), {O_WRONLY | O_CREAT | O_EXCL, 0600});
+            }),
+            "fileOpenFd(" + path + "): File exists (17)");
+  fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  { put(*std::make_unique<os::FileFdOutStream>(fd, false), "+"); }
+  EXPECT_EQ(dir.read("f"), bytes + "+");
+  EXPECT_EQ(close(fd), 0);
+}
+
+TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {
+  const TempDir dir;
+  const std::string path = dir / "f";
+  dir.write("f", "old");
+  chmod(path.c_str(), 0640);
+  dir.write("f.tmp", "a long leftover of somebody else");
+  {
+    rdr::TransactedFileOutStream out(path.c_str(), 1);
+    put(out, "abandoned");
+    out.flush();
+    EXPECT_TRUE(dir.exists("f.tmp"));
+    EXPECT_EQ(dir.read("f"), "old");
+  }
+  EXPECT_EQ(dir.list(), std::vector<std::string>{"f"});
+  EXPECT_EQ(dir.read("f"), "old");
+  dir.write("f.tmp", "another leftover");
+  const std::string bytes = pattern(50000);
+  {
+    rdr::TransactedFileOutStream out(path.c_str(), 1);
+    put(out, bytes);
+    out.commit();
+    EXPECT_EQ(dir.read("f"), bytes);
+    out.commit();
+  }
+  EXPECT_EQ(dir.list(), std::vector<std::string>{"f"});
+  EXPECT_EQ(modeOf(path), 0640U);
+}
+
+TEST(TransactedFileOutStream, makesPrivateFiles) {
+  const TempDir dir;
+  for (const char* name : {"old", "new"}) {
+    SCOPED_TRACE(name);
+    const std::string path = dir / name;
+    if (std::string_view(name) == "old") {
+      dir.write(name, "");
+      chmod(path.c_str(), 0754);
+    }
+    rdr::TransactedFileOutStream out(path.c_str(), 16);
+    out.commit();
+    EXPECT_EQ(modeOf(path), path.ends_with("old") ? 0700U : 0600U);
+  }
+}
+
+TEST(TransactedFileOutStream, leavesNothingAfterAFailure) {
+  const TempDir dir;
+  const std::string inNoFolder = dir / "missing/f";
+  EXPECT_NE(raised([&] { rdr::TransactedFileOutStream out(inNoFolder.c_str()); }), "");
+  dir.makeDir("folder");
+  const std::string path = dir / "folder";
+  {
+    rdr::TransactedFileOutStream out(path.c_str());
+    put(out, "x");
+    EXPECT_EQ(raised([&] { out.commit(); }), "fileRename(" + path + ".tmp," + path + "): Is a directory (21)");
+  }
+  EXPECT_EQ(dir.list(), std::vector<std::string>{"folder"});
+}

@@ -1,0 +1,115 @@
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <string>
+#include <string_view>
+
+#include "base/rdr/BufferedLazyOutStream.h"
+#include "base/rdr/BufferedNonBlockableInStream.h"
+#include "base/rdr/EndOfStream.h"
+#include "base/rdr/OutStream.h"
+
+namespace test {
+
+/// A source that gives one block per feed() and runs dry in between; ended, it is at its end once it has run dry.
+class FedInStream final : public rdr::BufferedNonBlockableInStream {
+public:
+  explicit FedInStream(int size = -1) : BufferedNonBlockableInStream(size) {}
+  FedInStream(std::string_view bytes, int size) : FedInStream(size) { feed(bytes); }
+
+  void feed(std::string_view bytes) {
+    if (!bytes.empty()) {
+      blocks_.emplace_back(bytes);
+    }
+  }
+  /// Feeds every byte as a block of its own.
+  void feedSingly(std::string_view bytes) {
+    for (const char& byte : bytes) {
+      feed({&byte, 1});
+    }
+  }
+  void finish() { ended_ = true; }
+
+  int asked = 0;  ///< the room that the last readBlock() was given
+
+protected:
+  int readBlock(std::uint8_t* dest, int len) override {
+    asked = len;
+    if (blocks_.empty()) {
+      if (ended_) {
+        throw rdr::EndOfStream("End of IO stream");
+      }
+      return 0;
+    }
+    std::string& block = blocks_.front();
+    const auto n = std::min(block.size(), static_cast<std::size_t>(len));
+    std::memcpy(dest, block.data(), n);
+    block.erase(0, n);
+    if (block.empty()) {
+      blocks_.pop_front();
+    }
+    return static_cast<int>(n);
+  }
+
+private:
+  std::deque<std::string> blocks_;
+  bool ended_ = false;
+};
+
+/// A sink that takes `willing` bytes without being waited for, and `perWait` more each time that it is.
+class SinkStream final : public rdr::BufferedLazyOutStream {
+public:
+  using BufferedLazyOutStream::BufferedLazyOutStream;
+
+  [[nodiscard]] int bufferSize() const { return bufSize; }
+  [[nodiscard]] int ceiling() const { return maxBufSize; }
+
+  std::string bytes;
+  int willing = 0;
+  int perWait = 0;
+  int waits = 0;
+  int writes = 0;
+
+protected:
+  int writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) override {
+    ++writes;
+    int n = std::min(len, willing);
+    willing -= n;
+    if (n == 0 && needWrite) {
+      ++waits;
+      n = std::min(len, perWait);
+    }
+    bytes.append(reinterpret_cast<const char*>(data), static_cast<std::size_t>(n));
+    return n;
+  }
+};
+
+inline void put(rdr::OutStream& out, std::string_view bytes) {
+  out.writeBytes(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+/// `size` bytes in which no two positions near each other look alike.
+inline std::string pattern(std::size_t size) {
+  std::string bytes(size, '\0');
+  std::uint32_t state = 12345;
+  for (char& byte : bytes) {
+    state = state * 1664525U + 1013904223U;
+    byte = static_cast<char>(state >> 24);
+  }
+  return bytes;
+}
+
+/// The text that an expression raises as a plat::Exception or one derived from it; "" if it raises none.
+template <class Action>
+std::string raised(Action action) {
+  try {
+    action();
+  } catch (const plat::Exception& e) {
+    return e.message;
+  }
+  return "";
+}
+
+}  // namespace test
