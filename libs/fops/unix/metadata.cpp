@@ -1,6 +1,5 @@
 #include "libs/fops/unix/metadata.h"
 
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -11,8 +10,8 @@
 #include "base/plat/Exception.h"
 #include "base/plat/SystemExceptionFmt.h"
 #include "base/plat/assert.h"
-#include "base/plat/file.h"
 #include "libs/fops/SpecialFileException.h"
+#include "libs/fops/unix/StatResult.h"
 #include "libs/fops/unix/metadataLog.h"
 
 namespace fops {
@@ -21,21 +20,12 @@ plat::LogSrc metadataLog("getDirEntry");
 
 namespace {
 
-/// What one `stat` said, to be looked at more than once.
-struct StatResult {
-  explicit StatResult(const char* path) { error = ::stat(path, &st) == 0 ? 0 : errno; }
-  bool isDir() const noexcept { return error == 0 && S_ISDIR(st.st_mode); }
-
-  struct stat st;  // only set if error is 0
-  int error;       // errno, or 0
-};
-
 /// Whether a directory holds directories: the flags to add for it.
 std::uint32_t subdirFlags(const char* path) {
   try {
     os::DirEnum elements(path);
     while (elements.next()) {
-      if (plat::fileIsDir(elements.path()))
+      if (StatResult(elements).isDir())
         return HasSubdirs;
     }
     return 0;
@@ -87,7 +77,7 @@ std::vector<DirEntry> scanDir(const char* local, bool includeDirs, bool includeF
   os::DirEnum elements(local);
   while (const char* name = elements.next()) {
     // One stat serves for the kind of the element and for its entry.
-    const StatResult found(elements.path());
+    const StatResult found(elements);
     if (!(found.isDir() ? includeDirs : includeFiles))
       continue;
     try {

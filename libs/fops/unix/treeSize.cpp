@@ -1,6 +1,5 @@
 #include "libs/fops/unix/treeSize.h"
 
-#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <exception>
@@ -8,12 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include <sys/stat.h>
-
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/Exception.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/SystemExceptionFmt.h"
+#include "libs/fops/unix/StatResult.h"
 #include "libs/fops/unix/metadataLog.h"
 
 namespace fops {
@@ -42,7 +39,7 @@ private:
   void enter();
   void takeNext();
   bool leave();
-  static bool isDir(const char* path, Level& level);
+  static bool isDir(const char* path, const StatResult& found, Level& level);
   static void logFailure(const char* path, const plat::Exception& error);
 
   std::string path_;  // of the element at hand
@@ -69,7 +66,7 @@ void TreeWalk::enter() {
   level.prefixLength = path_.size();
   try {
     while (const char* name = elements.next()) {
-      if (!level.names.empty() || isDir(elements.path(), level))
+      if (!level.names.empty() || isDir(elements.path(), StatResult(elements), level))
         level.names.append(name, std::strlen(name) + 1);
     }
   } catch (const plat::Exception&) {
@@ -79,17 +76,13 @@ void TreeWalk::enter() {
 }
 
 /// Counts an element that is no directory, as 0 if it cannot be read. @return true if it is a directory.
-bool TreeWalk::isDir(const char* path, Level& level) {
-  struct stat st;
-  if (::stat(path, &st) != 0) {
-    const int error = errno;
-    if (metadataLog.enabled(plat::LogDebug))
-      logFailure(path, plat::SystemExceptionFmt("fileGetSize(%s)", error, path));
-    return false;
-  }
-  if (S_ISDIR(st.st_mode))
+bool TreeWalk::isDir(const char* path, const StatResult& found, Level& level) {
+  if (found.isDir())
     return true;
-  level.sum += static_cast<std::uint64_t>(st.st_size);
+  if (found.error == 0)
+    level.sum += static_cast<std::uint64_t>(found.st.st_size);
+  else if (metadataLog.enabled(plat::LogDebug))
+    logFailure(path, plat::SystemExceptionFmt("fileGetSize(%s)", found.error, path));
   return false;
 }
 
@@ -99,7 +92,7 @@ void TreeWalk::takeNext() {
   path_.resize(level.prefixLength);
   path_ += name;
   level.next += std::strlen(name) + 1;
-  if (!isDir(path_.c_str(), level))
+  if (!isDir(path_.c_str(), StatResult(path_.c_str()), level))
     return;
   try {
     enter();

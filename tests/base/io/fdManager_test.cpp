@@ -97,7 +97,7 @@ private:
 };
 
 class FdManagerTest : public testing::Test {
-protected:
+public:
   TestHandler& add(std::optional<TestHandler>& handler, const char* name, bool read = false, bool write = false,
                    int fd = -1) {
     handler.emplace(name, events, fd);

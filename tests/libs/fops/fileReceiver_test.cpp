@@ -144,6 +144,13 @@ TEST_F(FileReceiverTest, renamesThenTellsThenLogsThenForgets) {
   EXPECT_EQ(lines.all(), (Events{"FileReceiver 30 New id=1.0 f 3 bytes", "FileReceiver 30 Complete id=1.0 f"}));
 }
 
+TEST_F(FileReceiverTest, tellsRequestsAtTheFinestLevel) {
+  const LogLines lines;
+  plat::logOverride("FileReceiver:fopstest:110");
+  add(1, 3 * 1048576);
+  EXPECT_TRUE(lines.has("FileReceiver 110 DataReq id=1.0 1048576 (33%)"));
+}
+
 TEST_F(FileReceiverTest, refusesChunksOutOfPlaceOrOverTheEnd) {
   struct Case {
     std::uint64_t position;

@@ -212,6 +212,17 @@ TEST_F(FileSenderTest, logsTheLifeOfAFile) {
                 "FileSender 30 Cancel by sender id=1.2 dir/file: cancelled"}));
 }
 
+TEST_F(FileSenderTest, tellsRequestsAtTheFinestLevel) {
+  const LogLines lines;
+  plat::logOverride("FileSender:fopstest:110");
+  addMemory(1, 300);
+  sender.dataReq(1, 200);
+  addMemory(2, 0);
+  sender.dataReq(2, 1);
+  EXPECT_TRUE(lines.has("FileSender 110 DataReq id=1.0 200 (66%)"));
+  EXPECT_TRUE(lines.has("FileSender 110 DataReq id=2.0 1 (0%)"));
+}
+
 TEST_F(FileSenderTest, diesOfAnIdThatIsInUse) {
   addMemory(1, 100);
   EXPECT_DEATH(addMemory(1, 100), "Assertion 'i == files.end\\(\\)' failed at libs/fops/FileSender:");

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "base/plat/Exception.h"
 #include "base/plat/SystemException.h"
@@ -224,7 +225,7 @@ TEST_F(TreeSizeTest, failsOnlyForTheTop) {
 }
 
 TEST_F(TreeSizeTest, goesAsDeepAsPathsWithFewDescriptors) {
-  // Nearly as deep as a path can be long, with a file at the bottom.
+  // Nearly as deep as a path can be long, with a file at the bottom, and one that no path can name.
   std::string path = dir.path();
   int depth = 0;
   for (; path.size() + 12 < 4096; ++depth) {
@@ -233,6 +234,10 @@ TEST_F(TreeSizeTest, goesAsDeepAsPathsWithFewDescriptors) {
   }
   dir.write(path.substr(dir.path().size() + 1) + "/f", "bottom");
   ASSERT_GT(depth, 500);
+  const int bottom = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(::mkdirat(bottom, std::string(100, 'n').c_str(), 0700), 0);
+  ::close(bottom);
+  const LogLines lines;
   struct rlimit before {};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   struct rlimit few = before;
@@ -241,6 +246,9 @@ TEST_F(TreeSizeTest, goesAsDeepAsPathsWithFewDescriptors) {
   const std::int64_t bytes = size();
   ::setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(bytes, 6);
+  ASSERT_EQ(lines.all().size(), 1U);  // cut to what a message holds
+  EXPECT_NE(lines.all()[0].find("Error getting size of " + dir / "deeper/"), std::string::npos);
+  EXPECT_EQ(sortedNames(scanDir(path.c_str(), true, true)), Names{"f"});
 }
 
 TEST_F(TreeSizeTest, endsInALoopOfLinks) {

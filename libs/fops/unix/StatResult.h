@@ -1,0 +1,25 @@
+#pragma once
+
+#include <sys/stat.h>
+
+namespace os {
+class DirEnum;
+}
+
+namespace fops {
+
+/// What one `stat` said of a path, links followed, to be looked at more than once. A value.
+struct StatResult {
+  explicit StatResult(const char* path) noexcept;
+
+  /// Of the path that `elements` stepped to; looked up from the open folder where that makes no difference, which
+  /// spares the way down the path.
+  explicit StatResult(const os::DirEnum& elements) noexcept;
+
+  bool isDir() const noexcept { return error == 0 && S_ISDIR(st.st_mode); }
+
+  struct stat st;  // only set if error is 0
+  int error;       // errno, or 0
+};
+
+}  // namespace fops
