@@ -1,7 +1,9 @@
 // How the helper starts, finds its parent and ends: exit codes, links, the proof of the secret, signals.
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -90,6 +92,27 @@ TEST(Launch, saysWhyAnOptionIsRefused) {
   EXPECT_EQ(noName.errors(), "Error contacting server: Bad command-line: got -fork2 instead of pipe name\n");
 }
 
+TEST(Launch, makesTheUsersDirectoriesPrivate) {
+  const test::TempDir home;
+  home.makeDir("home/.kel");
+  std::filesystem::permissions(home / "home/.kel", std::filesystem::perms(0755));
+  const auto profile = [&] {
+    setenv("HOME", (home / "home").c_str(), 1);
+    setenv("KEL_PROFILE", "a/b", 1);
+  };
+  Child child({environment::helper()}, -1, -1, profile);
+  EXPECT_EQ(child.wait(), 1);
+  for (const char* folder : {"home/.kel", "home/.kel/profiles/a-b", "home/.kel/profiles/a-b/config.d"}) {
+    SCOPED_TRACE(folder);
+    EXPECT_EQ(std::filesystem::status(home / folder).permissions(), std::filesystem::perms(0700));
+  }
+  home.write("file", "");
+  Child broken({environment::helper()}, -1, -1, [&] { setenv("HOME", (home / "file").c_str(), 1); });
+  EXPECT_EQ(broken.wait(), 1);
+  EXPECT_NE(broken.errors().find("mkDir(" + home / "file/.kel" + "): Not a directory (20)\n"), std::string::npos)
+      << broken.errors();
+}
+
 TEST(Launch, refusesABadArgumentBehindTheLink) {
   const test::TempDir dir;
   RawPeer peer(dir.path(), {"NoSuchParameter=1"});
@@ -157,7 +180,7 @@ TEST(Launch, adoptsStandardInput) {
   close(fds[0]);
 }
 
-TEST(Launch, endsWithZeroAfterASignalAndSaysSo) {
+TEST(Launch, endsWithZeroAfterASignal) {
   const test::TempDir dir;
   for (const auto& [number, name] : {std::pair(SIGTERM, "SIGTERM"), std::pair(SIGINT, "SIGINT")}) {
     RawPeer peer(dir.path());
