@@ -1,9 +1,12 @@
 #include "apps/kelfops/GetCommand.h"
 
+#include <utility>
+
 #include <fcntl.h>
 
 #include "apps/kelfops/PeerSession.h"
 #include "apps/kelfops/localPath.h"
+#include "base/plat/ProtocolError.h"
 #include "base/plat/file.h"
 #include "base/plat/filePaths.h"
 #include "base/plat/fileTree.h"
@@ -22,9 +25,9 @@ GetCommand::GetCommand(std::string remote, std::string local, bool recursive)
 
 GetCommand::Item GetCommand::topItem() const {
   if (plat::fileIsDir(local_.c_str())) {
-    return {remote_, local_, "", 0};
+    return {remote_, local_, "", 0, false};
   }
-  return {remote_, plat::fileDirName(local_.c_str()).get(), plat::fileBaseName(local_.c_str()).get(), 0};
+  return {remote_, plat::fileDirName(local_.c_str()).get(), plat::fileBaseName(local_.c_str()).get(), 0, false};
 }
 
 void GetCommand::begin(PeerSession& session) {
@@ -63,7 +66,7 @@ void GetCommand::queueFolder(const std::string& remote, const std::string& paren
     const plat::String local = plat::fileMakeUnique(parent.c_str(), entry.name.get(), "(", ")", 99);
     plat::mkDirs(local.get(), fops::isPrivateMode(entry), false);
     ++tally_.folders;
-    folders_.push_back({remote, local.get(), "", 0});
+    folders_.push_back({remote, local.get(), "", 0, false});
   } catch (const plat::Exception& error) {
     session_->report(remote.c_str(), error);
   }
@@ -79,11 +82,7 @@ void GetCommand::downloadFolderResult(fops::TransferId id, const fops::DirEntry&
     session_->report(item.remote.c_str(), error);
     return;
   }
-  fops::DirEntry named = folder;
-  if (!item.name.empty()) {
-    named.name = item.name.c_str();
-  }
-  queueFolder(item.remote, item.folder, named);
+  queueFolder(item.remote, item.folder, localEntry(folder, item.name));
 }
 
 void GetCommand::entriesResult(fops::TransferId id, std::vector<fops::DirEntry>& list, const plat::Exception& error) {
@@ -104,7 +103,7 @@ void GetCommand::takeEntry(const Item& parent, const fops::DirEntry& entry) {
   if (entry.flags & fops::Directory) {
     queueFolder(remote, parent.folder, entry);
   } else {
-    files_.push_back({remote, parent.folder, "", 0});
+    files_.push_back({remote, parent.folder, "", 0, false});
   }
 }
 
@@ -118,18 +117,33 @@ void GetCommand::downloadFileResult(fops::TransferId id, const fops::DirEntry& f
     return;
   }
   Item& item = found->second;
+  if (std::exchange(item.isStarted, true)) {
+    throw plat::ProtocolError("DownloadFileResult without a request");
+  }
   item.size = static_cast<std::uint64_t>(file.size);
   try {
-    fops::DirEntry named = file;
-    if (!item.name.empty()) {
-      named.name = item.name.c_str();
-    }
     const os::OpenArgs create = {O_WRONLY | O_CREAT | O_TRUNC, 0644};
-    session_->receiver().add(id, std::make_unique<fops::LocalFileWriter>(named, item.folder.c_str(), create));
+    session_->receiver().add(
+        id, std::make_unique<fops::LocalFileWriter>(localEntry(file, item.name), item.folder.c_str(), create));
   } catch (const plat::Exception& failure) {
     session_->report(takeFlight(id).remote.c_str(), failure);
     session_->receiver().cancel(id, false, failure);
   }
+}
+
+/// What is offered as it may stand on this side: under the name asked for, and without the bits that would let it run
+/// with somebody's rights.
+fops::DirEntry GetCommand::localEntry(const fops::DirEntry& offered, const std::string& name) {
+  if (offered.name.empty()) {
+    throw plat::ProtocolError("an entry without a name");
+  }
+  fops::DirEntry entry = offered;
+  if (!name.empty()) {
+    entry.name = name.c_str();
+  }
+  entry.osAttrs.clear();
+  fops::setUnixMode(entry, fops::unixMode(offered) & 0777);
+  return entry;
 }
 
 GetCommand::Item GetCommand::takeFlight(fops::TransferId id) {

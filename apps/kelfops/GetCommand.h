@@ -10,7 +10,7 @@
 /// `get`: downloads a file, or walks a remote folder and downloads all that is in it.
 ///
 /// The walk is this side's: the helper keeps no folder state. Many files are in flight at once, few listings, and
-/// listing waits while enough files are queued, so memory does not grow with the tree. Nothing on this side is ever
+/// listing waits while enough files are queued; folders found are queued without a bound. Nothing on this side is ever
 /// overwritten: a name in use gets a number, and a folder with a number takes its contents with it.
 /// A file or folder that fails is reported, and the rest goes on.
 class GetCommand final : public Command {
@@ -33,11 +33,13 @@ private:
     std::string folder;
     std::string name;
     std::uint64_t size = 0;
+    bool isStarted = false;  ///< the helper has offered it, and a writer stands
   };
 
   Item topItem() const;
   void takeEntry(const Item& parent, const fops::DirEntry& entry);
   void queueFolder(const std::string& remote, const std::string& parent, const fops::DirEntry& entry);
+  static fops::DirEntry localEntry(const fops::DirEntry& offered, const std::string& name);
   Item takeFlight(fops::TransferId id);
 
   PeerSession* session_ = nullptr;

@@ -1,19 +1,17 @@
 #include "apps/kelfops/HelperProcess.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
+#include <utility>
 
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/random.h>
 #include <sys/resource.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,6 +31,7 @@
 namespace {
 
 constexpr int LinkBufferSize = 65536;  // one read empties much of a socket
+constexpr int ConnectMs = 10000;       // how long a helper may take to connect
 constexpr int FarewellMs = 5000;       // how long a helper may take to notice that its link has closed
 constexpr int ChildLinkFd = 3;         // the number under which an inherited link reaches the helper
 
@@ -69,6 +68,47 @@ std::string describeEnd(int status) {
   return "exit status " + std::to_string(WEXITSTATUS(status));
 }
 
+/// Keeps the signals that end a program from ending this one while there is something to clean up behind it, and makes
+/// them visible to poll(2).
+class HeldSignals {
+public:
+  HeldSignals() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
+      sigaddset(&ending, sig);
+    }
+    sigprocmask(SIG_BLOCK, &ending, &before_);
+    fd_ = signalfd(-1, &ending, SFD_CLOEXEC | SFD_NONBLOCK);
+  }
+  HeldSignals(const HeldSignals&) = delete;
+  HeldSignals& operator=(const HeldSignals&) = delete;
+  ~HeldSignals() {
+    if (fd_ >= 0) {
+      close(fd_);
+    }
+    sigprocmask(SIG_SETMASK, &before_, nullptr);
+  }
+  int fd() const noexcept { return fd_; }
+
+private:
+  sigset_t before_ = {};
+  int fd_ = -1;
+};
+
+/// A descriptor that is closed at the end.
+struct ScopedFd {
+  explicit ScopedFd(int number) noexcept : fd(number) {}
+  ScopedFd(const ScopedFd&) = delete;
+  ScopedFd& operator=(const ScopedFd&) = delete;
+  ~ScopedFd() {
+    if (fd >= 0) {
+      close(fd);
+    }
+  }
+  const int fd;
+};
+
 /// Two connected sockets; what has not been given away is closed at the end.
 struct SocketPair {
   SocketPair() { os::socketPairCloseOnExec(fds); }
@@ -88,15 +128,10 @@ struct SocketPair {
 
 HelperProcess::HelperProcess(const std::string& program, LinkKind kind, const std::vector<std::string>& arguments) {
   try {
-    if (kind == LinkKind::Socket) {
-      launchOnSocket(program, arguments);
-    } else {
-      launchOnPair(program, kind == LinkKind::Stdin, arguments);
-    }
+    launch(program, kind, arguments);
   } catch (const plat::Exception&) {
     if (pid_ > 0) {
-      kill(pid_, SIGTERM);
-      waitForEnd(FarewellMs);
+      endAtOnce();
     }
     throw;
   }
@@ -104,10 +139,27 @@ HelperProcess::HelperProcess(const std::string& program, LinkKind kind, const st
 
 HelperProcess::~HelperProcess() {
   link_.reset();
-  if (waitForEnd(FarewellMs).empty()) {
-    kill(pid_, SIGKILL);
-    waitForEnd(-1);
+  bringToEnd();
+}
+
+void HelperProcess::launch(const std::string& program, LinkKind kind, const std::vector<std::string>& arguments) {
+  if (kind == LinkKind::Socket) {
+    launchOnSocket(program, arguments);
+  } else {
+    launchOnPair(program, kind == LinkKind::Stdin, arguments);
   }
+}
+
+std::string HelperProcess::bringToEnd() {
+  if (waitForEnd(FarewellMs).empty()) {
+    endAtOnce();
+  }
+  return waitForEnd(0);
+}
+
+void HelperProcess::endAtOnce() {
+  kill(pid_, SIGKILL);
+  waitForEnd(-1);
 }
 
 std::unique_ptr<io::Io> HelperProcess::takeLink() {
@@ -115,12 +167,13 @@ std::unique_ptr<io::Io> HelperProcess::takeLink() {
 }
 
 void HelperProcess::launchOnSocket(const std::string& program, const std::vector<std::string>& arguments) {
+  const HeldSignals held;  // longer than the socket's folder is there
   const PrivateSocket socket;
   const Secret secret = makeSecret();
   std::vector<std::string> words = {program, "-hash", hexDigest(secret), socket.path()};
   words.insert(words.end(), arguments.begin(), arguments.end());
   spawn(program, words, -1, -1);
-  auto link = std::make_unique<os::UnixIo>(nullptr, acceptFrom(socket.fd()), false, LinkBufferSize);
+  auto link = std::make_unique<os::UnixIo>(nullptr, acceptFrom(socket.fd(), held.fd()), false, LinkBufferSize);
   link->namedPipeCredCheck(static_cast<int>(geteuid()));
   link->out()->writeBytes(secret.data(), static_cast<int>(secret.size()));
   link->out()->flush();
@@ -153,7 +206,10 @@ void HelperProcess::spawn(const std::string& program, const std::vector<std::str
   sigemptyset(&defaults);
   sigaddset(&defaults, SIGPIPE);  // ignored here, and an ignored signal survives exec
   posix_spawnattr_setsigdefault(&attributes, &defaults);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  sigset_t none;
+  sigemptyset(&none);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
   const int error = posix_spawn(&pid_, program.c_str(), &actions, &attributes, argv.data(), environ);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
@@ -163,38 +219,43 @@ void HelperProcess::spawn(const std::string& program, const std::vector<std::str
   }
 }
 
-int HelperProcess::acceptFrom(int listenFd) {
-  const int pidFd = openPidFd(pid_);
-  pollfd watched[2] = {{listenFd, POLLIN, 0}, {pidFd, POLLIN, 0}};
-  while (poll(watched, 2, -1) < 0 && errno == EINTR) {
+int HelperProcess::acceptFrom(int listenFd, int signalFd) {
+  const ScopedFd pidFd(openPidFd(pid_));
+  pollfd watched[3] = {{listenFd, POLLIN, 0}, {pidFd.fd, POLLIN, 0}, {signalFd, POLLIN, 0}};
+  int ready = 0;
+  while ((ready = poll(watched, 3, ConnectMs)) < 0 && errno == EINTR) {
   }
-  if (pidFd >= 0) {
-    close(pidFd);
+  if (watched[2].revents & POLLIN) {
+    signalfd_siginfo taken;  // or it would end this program as soon as it is let through again
+    static_cast<void>(!read(signalFd, &taken, sizeof taken));
+    throw plat::Exception("interrupted");
   }
-  if (!(watched[0].revents & POLLIN)) {
-    throw plat::Exception(plat::Formatted, "the helper ended before it connected: %s", waitForEnd(FarewellMs).c_str());
+  if (watched[0].revents & POLLIN) {
+    const int fd = accept4(listenFd, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd < 0) {
+      throw plat::StdlibException("accept");
+    }
+    return fd;
   }
-  const int fd = accept4(listenFd, nullptr, nullptr, SOCK_CLOEXEC);
-  if (fd < 0) {
-    throw plat::StdlibException("accept");
+  if (ready == 0) {
+    throw plat::Exception("the helper did not connect");
   }
-  return fd;
+  throw plat::Exception(plat::Formatted, "the helper ended before it connected: %s (--link fd shows its complaint)",
+                        waitForEnd(FarewellMs).c_str());
 }
 
 std::string HelperProcess::waitForEnd(int timeoutMs) {
   if (pid_ < 0 || !end_.empty()) {
     return pid_ < 0 ? "not running" : end_;
   }
-  const int pidFd = openPidFd(pid_);
-  if (pidFd >= 0) {
-    pollfd watched = {pidFd, POLLIN, 0};
-    while (poll(&watched, 1, timeoutMs) < 0 && errno == EINTR) {
-    }
-    close(pidFd);
+  const ScopedFd pidFd(openPidFd(pid_));
+  pollfd watched = {pidFd.fd, POLLIN, 0};
+  while (pidFd.fd >= 0 && timeoutMs != 0 && poll(&watched, 1, timeoutMs) < 0 && errno == EINTR) {
   }
   int status = 0;
   rusage usage = {};
-  const bool mayWait = pidFd < 0 || timeoutMs < 0;
+  // Without such a descriptor there is no waiting with a limit: the helper is taken to end when its link has closed.
+  const bool mayWait = timeoutMs < 0 || (pidFd.fd < 0 && timeoutMs > 0);
   if (wait4(pid_, &status, mayWait ? 0 : WNOHANG, &usage) == pid_) {
     end_ = describeEnd(status);
     processorTimeUs_ = microseconds(usage.ru_utime) + microseconds(usage.ru_stime);

@@ -26,7 +26,8 @@ public:
   /// Launches the helper and waits for its link.
   /// @param program path of the helper's executable.
   /// @param arguments what follows the link on its command line.
-  /// @throws plat::Exception if it cannot be launched, or ends before it has connected.
+  /// @throws plat::Exception if it cannot be launched, ends before it has connected, does not connect for ten seconds,
+  ///   or SIGINT, SIGTERM or SIGHUP arrives meanwhile.
   HelperProcess(const std::string& program, LinkKind kind, const std::vector<std::string>& arguments);
   ~HelperProcess();
 
@@ -39,14 +40,20 @@ public:
   /// @return "exit status N" or "signal NAME", or empty if it is still running.
   std::string waitForEnd(int timeoutMs);
 
+  /// Waits a while for the helper's end and ends it if it does not come.
+  /// @return as waitForEnd(), never empty.
+  std::string bringToEnd();
+
   /// Processor time that the helper has used, in microseconds; 0 until it has ended and was waited for.
   std::int64_t processorTimeUs() const noexcept { return processorTimeUs_; }
 
 private:
+  void launch(const std::string& program, LinkKind kind, const std::vector<std::string>& arguments);
+  void endAtOnce();
   void launchOnSocket(const std::string& program, const std::vector<std::string>& arguments);
   void launchOnPair(const std::string& program, bool asStdin, const std::vector<std::string>& arguments);
   void spawn(const std::string& program, const std::vector<std::string>& words, int linkFd, int childFd);
-  int acceptFrom(int listenFd);
+  int acceptFrom(int listenFd, int signalFd);
 
   pid_t pid_ = -1;
   std::unique_ptr<io::Io> link_;

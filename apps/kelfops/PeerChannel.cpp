@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "apps/kelfops/terminalText.h"
 #include "base/io/Io.h"
 #include "base/plat/Exception.h"
 #include "base/rdr/InStream.h"
@@ -21,6 +22,9 @@ PeerChannel::PeerChannel(std::unique_ptr<io::Io> link, Callback& callback)
 }
 
 PeerChannel::~PeerChannel() {
+  if (link_) {
+    link_->setTimeout(0);  // a helper that takes nothing any more is not waited for
+  }
   ipc_.removeReader(this);
 }
 
@@ -89,5 +93,6 @@ void PeerChannel::showLogLine(rdr::InStream& in) {
   const std::int32_t level = in.readS32();
   const plat::String source = in.readShortString(true);
   const plat::String text = in.readString(MaxLogText, true);
-  std::fprintf(stderr, "helper %s (%d): %s\n", source.orEmpty(), level, text.orEmpty());
+  std::fprintf(stderr, "helper %s (%d): %s\n", terminalText(source.orEmpty(), stderr).c_str(), level,
+               terminalText(text.orEmpty(), stderr).c_str());
 }

@@ -1,18 +1,26 @@
 #include "apps/kelfops/PeerSession.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "apps/kelfops/Command.h"
+#include "apps/kelfops/terminalText.h"
 #include "base/io/Io.h"
 #include "base/os/AppLoop.h"
 #include "base/plat/Exception.h"
+#include "base/plat/ProtocolError.h"
+
+namespace {
+constexpr int FarewellMs = 5000;
+}
 
 PeerSession::PeerSession(std::unique_ptr<io::Io> link, Command& command, int clientVersion, int logLevel)
     : command_(command),
       channel_(std::move(link), *this),
       proto_(channel_, *this),
       sender_(proto_, &command),
-      receiver_(proto_, &command) {
+      receiver_(proto_, &command),
+      farewellTimer_(this) {
   channel_.sendLogLevel(logLevel);
   proto_.clientInit(clientVersion);
   channel_.flush();
@@ -21,7 +29,8 @@ PeerSession::PeerSession(std::unique_ptr<io::Io> link, Command& command, int cli
 PeerSession::~PeerSession() = default;
 
 void PeerSession::report(const char* what, const plat::Exception& error) {
-  std::fprintf(stderr, "kelfops: %s: %s\n", what, plat::ExceptionText(error, "failed").get());
+  std::fprintf(stderr, "kelfops: %s: %s\n", terminalText(what, stderr).c_str(),
+               terminalText(plat::ExceptionText(error, "failed").get(), stderr).c_str());
   exitStatus_ = Refused;
 }
 
@@ -33,11 +42,25 @@ void PeerSession::finish() {
   if (finished_) {
     finished_();
   }
-  proto_.clientClose();
-  channel_.closeWrite();
+  try {
+    proto_.clientClose();
+    channel_.closeWrite();
+    farewellTimer_.start(FarewellMs);
+  } catch (const plat::Exception&) {
+    exitStatus_ = HelperFailed;  // what failed before may all have been the link
+    os::AppLoop::quit(exitStatus_);
+  }
+}
+
+bool PeerSession::timerFired(plat::Timer&) {
+  os::AppLoop::quit(exitStatus_);
+  return false;
 }
 
 bool PeerSession::sessionMessage(rdr::InStream& in) {
+  if (isFinished_) {
+    return true;  // whatever it is, nobody waits for it any more
+  }
   if (!proto_.run(in)) {
     return false;
   }
@@ -49,14 +72,18 @@ bool PeerSession::sessionMessage(rdr::InStream& in) {
 
 void PeerSession::channelClosed(const char* reason) {
   if (!isFinished_) {
-    isFinished_ = true;
     exitStatus_ = HelperFailed;
-    std::fprintf(stderr, "kelfops: the link to the helper closed%s%s\n", *reason ? ": " : "", reason);
+    std::fprintf(stderr, "kelfops: the link to the helper closed%s%s\n", *reason ? ": " : "",
+                 terminalText(reason, stderr).c_str());
   }
+  isFinished_ = true;
   os::AppLoop::quit(exitStatus_);
 }
 
 void PeerSession::serverInit(const fops::ServerInit& init) {
+  if (std::exchange(hasBegun_, true)) {
+    throw plat::ProtocolError("ServerInit without a request");
+  }
   server_ = init;
   if (started_) {
     started_();

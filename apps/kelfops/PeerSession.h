@@ -3,22 +3,24 @@
 #include <functional>
 #include <memory>
 
+#include "apps/kelfops/ExitStatus.h"
 #include "apps/kelfops/PeerChannel.h"
 #include "base/plat/NonCopyable.h"
+#include "base/plat/Timer.h"
 #include "libs/fops/CFopsProto.h"
 #include "libs/fops/FileReceiver.h"
 #include "libs/fops/FileSender.h"
 
 class Command;
 
-/// The exit statuses that scripts rely on.
-enum ExitStatus : int { Done = 0, Refused = 1, WrongUsage = 2, HelperFailed = 3 };
-
 /// The remote peer: one session on the channel, with the local ends of its transfers.
 ///
 /// It is the mirror of the helper's file server: the same sender and receiver, on the client's side of the protocol.
 /// Ownership: a local variable of the program, inside the life of the loop and of the command. Thread: the loop's.
-class PeerSession final : private PeerChannel::Callback, private fops::CFopsProto::Callback, private plat::NonCopyable {
+class PeerSession final : private PeerChannel::Callback,
+                          private fops::CFopsProto::Callback,
+                          private plat::Timer::Callback,
+                          private plat::NonCopyable {
 public:
   /// @param clientVersion highest protocol version to offer, 3 or 4.
   /// @param logLevel the helper's log comes back up to this level.
@@ -46,6 +48,7 @@ public:
   void finish();
 
 private:
+  bool timerFired(plat::Timer& timer) override;
   bool sessionMessage(rdr::InStream& in) override;
   void channelClosed(const char* reason) override;
 
@@ -73,6 +76,8 @@ private:
   std::function<void()> started_;
   std::function<void()> finished_;
   fops::TransferId lastId_ = 0;
+  plat::Timer farewellTimer_;  ///< a helper that does not close the link must not keep this side
   int exitStatus_ = Done;
+  bool hasBegun_ = false;
   bool isFinished_ = false;
 };

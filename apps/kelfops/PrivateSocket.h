@@ -7,7 +7,7 @@
 /// A listening Unix-domain socket in a folder that only its owner can enter. Both are gone with the object.
 class PrivateSocket final : private plat::NonCopyable {
 public:
-  /// @throws plat::SystemException if the folder or the socket cannot be made.
+  /// @throws plat::Exception if the folder or the socket cannot be made, or its path is too long for one.
   PrivateSocket();
   ~PrivateSocket();
 

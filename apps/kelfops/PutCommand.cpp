@@ -1,7 +1,12 @@
 #include "apps/kelfops/PutCommand.h"
 
+#include <sys/stat.h>
+
 #include "apps/kelfops/PeerSession.h"
 #include "apps/kelfops/localPath.h"
+#include "base/os/unix/DirEnum.h"
+#include "base/plat/ProtocolError.h"
+#include "base/plat/filePaths.h"
 #include "base/rdr/FileInStream.h"
 #include "libs/fops/unix/metadata.h"
 
@@ -13,20 +18,50 @@ constexpr std::size_t EnoughQueuedFiles = 4096;  // no further folder while so m
 
 }  // namespace
 
-PutCommand::PutCommand(std::string local, std::string destination, bool recursive)
-    : local_(absoluteLocalPath(local)), destination_(std::move(destination)), recursive_(recursive) {}
+PutCommand::PutCommand(const std::string& root, const std::string& local, std::string destination, bool recursive)
+    : root_(absoluteLocalPath(root)),
+      local_(absoluteLocalPath(local)),
+      destination_(std::move(destination)),
+      recursive_(recursive) {}
 
 void PutCommand::begin(PeerSession& session) {
   session_ = &session;
   try {
-    Item top = {local_, destination_, fops::getDirEntry(local_.c_str(), nullptr)};
-    const bool isFolder = top.entry.flags & fops::Directory;
-    if (isFolder && !recursive_) {
-      throw plat::Exception("Path is a directory");
-    }
-    (isFolder ? folders_ : files_).push_back(std::move(top));
+    queueTop();
   } catch (const plat::Exception& error) {
     session.report(local_.c_str(), error);
+  }
+}
+
+void PutCommand::queueTop() {
+  Item top = {local_, destination_, fops::getDirEntry(local_.c_str(), nullptr), 0};
+  if (!(top.entry.flags & fops::Directory)) {
+    files_.push_back(std::move(top));
+    return;
+  }
+  if (!recursive_) {
+    throw plat::Exception("Path is a directory");
+  }
+  checkNotInto(local_);
+  folders_.push_back(std::move(top));
+}
+
+/// A folder that holds its own destination would find its copy in itself, and so on to the longest path.
+void PutCommand::checkNotInto(const std::string& folder) const {
+  struct stat source = {};
+  if (stat(folder.c_str(), &source) != 0) {
+    return;  // whoever reads it says so
+  }
+  std::string place = plat::fileNormalise(joinLocalPath(root_, destination_).c_str()).get();
+  for (;;) {
+    struct stat found = {};
+    if (stat(place.c_str(), &found) == 0 && found.st_dev == source.st_dev && found.st_ino == source.st_ino) {
+      throw plat::Exception("cannot upload a folder into itself");
+    }
+    if (place == "/") {
+      return;
+    }
+    place = plat::fileDirName(place.c_str()).get();
   }
 }
 
@@ -80,13 +115,29 @@ void PutCommand::uploadFolderResult(fops::TransferId id, const char* path, const
 
 void PutCommand::scanFolder(const std::string& local, const char* destination) {
   try {
-    for (fops::DirEntry& entry : fops::scanDir(local.c_str(), true, true)) {
-      std::string path = joinLocalPath(local, entry.name.get());
-      const bool isFolder = entry.flags & fops::Directory;
-      (isFolder ? folders_ : files_).push_back({std::move(path), destination, std::move(entry)});
+    os::DirEnum elements(local.c_str());
+    while (const char* name = elements.next()) {
+      takeElement(elements.path(), name, destination);
     }
   } catch (const plat::Exception& error) {
     session_->report(local.c_str(), error);
+  }
+}
+
+void PutCommand::takeElement(const char* path, const char* name, const char* destination) {
+  try {
+    fops::DirEntry entry = fops::getDirEntry(path, name);
+    const bool isFolder = entry.flags & fops::Directory;
+    (isFolder ? folders_ : files_).push_back({path, destination, std::move(entry), 0});
+  } catch (const plat::Exception& error) {
+    session_->report(path, error);  // a special file, a link to nowhere, a name that cannot travel
+  }
+}
+
+void PutCommand::transferProgress(fops::TransferId id, std::uint64_t position, std::uint64_t) {
+  const auto found = flying_.find(id);
+  if (found != flying_.end()) {
+    found->second.sent = position;
   }
 }
 
@@ -95,10 +146,14 @@ void PutCommand::transferDone(fops::TransferId id, int status, const plat::Excep
   if (flown.empty()) {
     return;
   }
+  const Item& item = flown.mapped();
+  const auto size = static_cast<std::uint64_t>(item.entry.size);
   if (status != 0) {
-    session_->report(flown.mapped().local.c_str(), error);
-    return;
+    session_->report(item.local.c_str(), error);
+  } else if (item.sent != size) {
+    session_->report(item.local.c_str(), plat::ProtocolError("Complete ahead of the file's end"));
+  } else {
+    ++tally_.files;
+    tally_.bytes += size;
   }
-  ++tally_.files;
-  tally_.bytes += static_cast<std::uint64_t>(flown.mapped().entry.size);
 }

@@ -1,29 +1,45 @@
 #include "apps/kelfops/commandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <climits>
 #include <map>
 
-namespace {
+#include "apps/kelfops/ExitStatus.h"
 
-constexpr int WrongUsage = 2;
+namespace {
 
 const std::map<std::string, LinkKind> LinkNames = {
     {"socket", LinkKind::Socket}, {"fd", LinkKind::Fd}, {"stdin", LinkKind::Stdin}};
 
+/// "NAME=VALUE": anything else would reach the helper as another kind of argument.
+std::string checkSetting(const std::string& text) {
+  const std::size_t equals = text.find('=');
+  return equals == std::string::npos || equals == 0 || text[0] == '-' ? "NAME=VALUE expected: " + text : "";
+}
+
+std::string checkNotEmpty(const std::string& text) {
+  return text.empty() ? "a path expected" : "";
+}
+
 void addGlobalOptions(CLI::App& app, Options& options) {
-  app.add_option("--root", options.root, "Folder to export; its top is the top of every PATH")->capture_default_str();
+  app.add_option("--root", options.root, "Folder to export; its top is the top of every PATH")
+      ->check(checkNotEmpty)
+      ->capture_default_str();
   app.add_option("--helper", options.helper, "The helper's program; by default the one beside this program");
-  app.add_option("--link", options.link, "How the helper is reached: socket, fd or stdin")
-      ->transform(CLI::CheckedTransformer(LinkNames))
-      ->option_text("KIND");
+  app.add_option_function<std::string>(
+         "--link", [&options](const std::string& name) { options.link = LinkNames.at(name); },
+         "How the helper is reached")
+      ->check(CLI::IsMember({"socket", "fd", "stdin"}));
   app.add_option("--client-version", options.clientVersion, "Highest protocol version to offer")
       ->check(CLI::IsMember({3, 4}))
       ->capture_default_str();
   app.add_option("--log-level", options.logLevel,
                  "Show the helper's log up to this level: 0 errors, 30 status, 100 debug, 110 chatter")
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Range(0, INT_MAX))
       ->capture_default_str();
-  app.add_option("--set", options.settings, "Set a parameter of the helper: NAME=VALUE")->allow_extra_args(false);
+  app.add_option("--set", options.settings, "Set a parameter of the helper: NAME=VALUE")
+      ->check(checkSetting)
+      ->allow_extra_args(false);
   app.add_flag("--stats", options.stats, "Report times and memory on standard error at the end");
 }
 
@@ -50,7 +66,7 @@ void addCommands(CLI::App& app, Options& options) {
 
   CLI::App* put = app.add_subcommand("put", "Upload a file, or with -r a folder");
   put->add_flag("-r", options.recursive, "Upload a folder with all that is in it");
-  put->add_option("LOCAL", options.from, "What to upload")->required();
+  put->add_option("LOCAL", options.from, "What to upload")->required()->check(checkNotEmpty);
   put->add_option("DIR", options.to, "Folder to put it in; the top by default");
   choose(put, options, CommandKind::Put);
 

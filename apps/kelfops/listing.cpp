@@ -8,8 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "apps/kelfops/terminalText.h"
 #include "base/plat/Time.h"
-#include "base/plat/utf8.h"
 #include "libs/fops/DirEntry.h"
 
 namespace {
@@ -70,7 +70,7 @@ std::string longListingLine(const fops::DirEntry& entry) {
 }
 
 void printListing(const std::vector<fops::DirEntry>& list, bool longFormat) {
-  const bool escape = isatty(STDOUT_FILENO);
+  const bool isTerminal = isatty(STDOUT_FILENO);
   MinuteText times;
   std::string output;
   output.reserve(FlushBytes + 4096);
@@ -78,7 +78,7 @@ void printListing(const std::vector<fops::DirEntry>& list, bool longFormat) {
     if (longFormat) {
       appendLongLine(output, entry, times);
     }
-    output += escape ? plat::utf8Escape(entry.name.orEmpty(), '~').get() : entry.name.orEmpty();
+    output += isTerminal ? terminalText(entry.name.orEmpty(), stdout) : entry.name.orEmpty();
     output += '\n';
     if (output.size() >= FlushBytes) {
       std::fwrite(output.data(), 1, output.size(), stdout);

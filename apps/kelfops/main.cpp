@@ -24,10 +24,22 @@
 
 namespace {
 
-/// A signal ends the session: temporary files go with their writers.
-class Interrupter final : public os::SignalHandler::Callback {
+/// While it lives, a signal that would end the program ends the loop instead: temporary files go with their writers.
+class Interrupter final : private os::SignalHandler::Callback {
 public:
+  Interrupter() { setAll(true); }
+  ~Interrupter() override { setAll(false); }
+  Interrupter(const Interrupter&) = delete;
+  Interrupter& operator=(const Interrupter&) = delete;
+
+private:
   void signalled(int) override { os::AppLoop::quit(HelperFailed); }
+
+  void setAll(bool enable) {
+    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
+      os::SignalHandler::instance().setHandler(sig, this, enable);
+    }
+  }
 };
 
 std::unique_ptr<Command> makeCommand(const Options& options) {
@@ -39,7 +51,7 @@ std::unique_ptr<Command> makeCommand(const Options& options) {
     case CommandKind::Get:
       return std::make_unique<GetCommand>(options.from, options.to, options.recursive);
     case CommandKind::Put:
-      return std::make_unique<PutCommand>(options.from, options.to, options.recursive);
+      return std::make_unique<PutCommand>(options.root, options.from, options.to, options.recursive);
     case CommandKind::MakeFolder:
     case CommandKind::Remove:
     case CommandKind::Move:
@@ -61,40 +73,42 @@ std::vector<std::string> helperArguments(const Options& options) {
 /// Runs one session over the helper's link; returns the exit status.
 int serve(const Options& options, HelperProcess& helper, HelperStats& stats) {
   os::AppLoop loop;
-  Interrupter interrupter;
-  for (const int sig : {SIGINT, SIGTERM}) {
-    os::SignalHandler::instance().setHandler(sig, &interrupter, true);
-  }
+  const Interrupter interrupter;
   const std::unique_ptr<Command> command = makeCommand(options);
-  int status = HelperFailed;
-  {
-    PeerSession session(helper.takeLink(), *command, options.clientVersion, options.logLevel);
-    if (options.stats) {
-      session.onProgress([&] { stats.sessionStarted(helper.pid()); }, [&] { stats.workDone(helper.pid()); });
-    }
-    status = loop.run();
+  PeerSession session(helper.takeLink(), *command, options.clientVersion, options.logLevel);
+  if (options.stats) {
+    session.onProgress([&] { stats.sessionStarted(helper.pid()); }, [&] { stats.workDone(helper.pid()); });
   }
-  for (const int sig : {SIGINT, SIGTERM}) {
-    os::SignalHandler::instance().setHandler(sig, &interrupter, false);
-  }
-  return status;
+  return loop.run();
 }
 
 int run(const Options& options) {
+  signal(SIGXFSZ, SIG_IGN);  // a file that grows too large is an error of that file
   os::AppInfo::setApp("kelfops");
   loc::Localize::instance().setSearchDirs({});
   plat::logInit("*:stderr:0", nullptr, nullptr, false);
   HelperStats stats;
   HelperProcess helper(helperProgram(options), options.link, helperArguments(options));
-  const int status = serve(options, helper, stats);
-  const std::string end = helper.waitForEnd(5000);
-  if (status == HelperFailed) {
-    std::fprintf(stderr, "kelfops: the helper ended with %s\n", end.empty() ? "no answer" : end.c_str());
+  int status = HelperFailed;
+  try {
+    status = serve(options, helper, stats);
+  } catch (const plat::Exception& failure) {
+    std::fprintf(stderr, "kelfops: %s\n", plat::ExceptionText(failure).get());
+  }
+  const std::string end = helper.bringToEnd();
+  if (status == HelperFailed || end.rfind("signal", 0) == 0) {
+    status = HelperFailed;
+    std::fprintf(stderr, "kelfops: the helper ended with %s\n", end.c_str());
   }
   if (options.stats) {
     std::fprintf(stderr, "%s\n", stats.text(helper.processorTimeUs()).c_str());
   }
   return status;
+}
+
+/// Whether all that was printed has been taken.
+bool outputIsWhole() {
+  return std::fflush(stdout) == 0 && !std::ferror(stdout);
 }
 
 }  // namespace
@@ -106,9 +120,14 @@ int main(int argc, char** argv) {
     return status;
   }
   try {
-    return run(*options);
+    status = run(*options);
   } catch (const plat::Exception& failure) {
     std::fprintf(stderr, "kelfops: %s\n", plat::ExceptionText(failure).get());
     return HelperFailed;
   }
+  if (!outputIsWhole()) {
+    std::perror("kelfops: standard output");
+    return HelperFailed;
+  }
+  return status;
 }

@@ -79,11 +79,12 @@ void setLogPrefix() {
 }  // namespace
 
 int helperMain(char** args) {
+  signal(SIGXFSZ, SIG_IGN);      // a file that grows too large is an error of that request
   plat::LogDestIpc::instance();  // the destination must exist before a log setting names it
   plat::logInit("*:ipc:200", nullptr, nullptr, false);
+  os::LaunchedProcessPipe pipe;
   std::unique_ptr<io::Io> link;
   try {
-    os::LaunchedProcessPipe pipe;
     link = pipe.connect(args, 0);
   } catch (const plat::Exception& failure) {
     std::fprintf(stderr, "Error contacting server: %s\n", failure.message);

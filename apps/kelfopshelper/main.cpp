@@ -16,7 +16,7 @@ plat::LogSrc mainLog("kelfopshelper");
 int run(int argc, char** argv) {
   os::setuidHelperCheck(argv);
   qzutil::setProductVersion(KelVersion, KelBuild);
-  plat::productInit(argv[0], "kelfopshelper", nullptr, nullptr, true);
+  plat::productInit(argv[0], "kelfopshelper", nullptr, nullptr, true, false);
   if (argc < 2) {
     throw plat::Exception(LOC_TR("plat_this_program_not_directly"));
   }

@@ -40,16 +40,17 @@ void TransMap::update(const std::vector<std::string>& locales) {
   }
   locales_ = std::move(expanded);
   translations_.clear();
-  std::string names;
+  localeLog().verbose("Updating %s TransMap with locales:", isThreads_ ? "thread" : "process");
   for (const std::string& locale : locales_) {
-    names += " " + locale;
+    localeLog().verbose(" %s", locale.c_str());
+  }
+  for (const std::string& locale : locales_) {
     if (const auto* table = Localize::instance().table(locale)) {
       for (const auto& [key, text] : *table) {
         translations_.try_emplace(key, text.get());
       }
     }
   }
-  localeLog().verbose("Updating %s TransMap with locales:%s", isThreads_ ? "thread" : "process", names.c_str());
 }
 
 Translation* TransMap::find(const char* key) {

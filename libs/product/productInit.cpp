@@ -11,6 +11,7 @@
 #include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
 #include "base/plat/LogDestFileMgr.h"
+#include "base/plat/assert.h"
 #include "base/plat/filePaths.h"
 #include "base/plat/logging.h"
 #include "libs/product/VersionInfoUpdater.h"
@@ -56,7 +57,8 @@ void setLocaleDirs() {
 }  // namespace
 
 void productInit(const char* argv0, const char* appName, const char* displayKey, const char* defaultLog,
-                 bool enableFileLog) {
+                 bool enableFileLog, bool loadConfig) {
+  PLAT_REQUIRE(!loadConfig);
   setAppInfo(argv0, appName, displayKey);
   loc::Localize::instance().setSearchDirs({});
   const String programPath = findProgramPath();

@@ -153,6 +153,34 @@ TEST(Kelfops, reportsAFileThatFailsAndGoesOnWithTheRest) {
   const auto put = run(remote.path(), {"put", "-r", local / "up"});
   EXPECT_EQ(put.status, 1);
   EXPECT_EQ(remote.list("up"), std::vector<std::string>{"good"});
+
+  local.write("links/plain", "x");
+  local.link("nowhere", "links/dangling");
+  const auto links = run(remote.path(), {"put", "-r", local / "links"});
+  EXPECT_EQ(links.status, 1);
+  EXPECT_NE(links.errors.find("/links/dangling: [System-2] stat("), std::string::npos) << links.errors;
+  EXPECT_EQ(remote.list("links"), std::vector<std::string>{"plain"});
+}
+
+TEST(Kelfops, uploadsNoFolderIntoItself) {
+  const test::TempDir dir;
+  dir.makeDir("a/b");
+  for (const char* destination : {"a", "a/b"}) {
+    const auto put = run(dir.path(), {"put", "-r", dir / "a", destination});
+    EXPECT_EQ(put.status, 1);
+    EXPECT_NE(put.errors.find("cannot upload a folder into itself"), std::string::npos) << put.errors;
+  }
+  EXPECT_EQ(dir.list("a/b"), std::vector<std::string>{});
+}
+
+TEST(Kelfops, tellsAHelperThatDiesFromAFileThatFails) {
+  const test::TempDir remote;
+  const test::TempDir local;
+  local.write("helper", "#!/bin/sh\n(sleep 0.3; kill -9 $$) &\nexec " + environment::helper() + " \"$@\"\n");
+  chmod((local / "helper").c_str(), 0755);
+  const auto dead = run(remote.path(), {"--helper", local / "helper", "ls", "--repeat", "100000000"});
+  EXPECT_EQ(dead.status, 3);
+  EXPECT_NE(dead.errors.find("kelfops: the helper ended with signal SIGKILL"), std::string::npos) << dead.errors;
 }
 
 TEST(Kelfops, showsTheHelpersLogAndPassesSettings) {
