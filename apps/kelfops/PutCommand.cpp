@@ -3,11 +3,11 @@
 #include <sys/stat.h>
 
 #include "apps/kelfops/PeerSession.h"
+#include "apps/kelfops/UploadStream.h"
 #include "apps/kelfops/localPath.h"
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/ProtocolError.h"
 #include "base/plat/filePaths.h"
-#include "base/rdr/FileInStream.h"
 #include "libs/fops/unix/metadata.h"
 
 namespace {
@@ -87,7 +87,7 @@ void PutCommand::pump() {
 void PutCommand::sendFile(Item item) {
   std::unique_ptr<rdr::InStream> stream;
   try {
-    stream = std::make_unique<rdr::FileInStream>(item.local.c_str());
+    stream = std::make_unique<UploadStream>(item.local.c_str(), item.entry.size);
   } catch (const plat::Exception& error) {
     session_->report(item.local.c_str(), error);
     return;
