@@ -56,7 +56,9 @@ void GetCommand::pump() {
     session_->proto().reqEntries(id, item.remote.c_str(), "");
   }
   if (files_.empty() && folders_.empty() && flying_.empty() && listing_.empty()) {
-    tally_.print();
+    if (recursive_ || tally_.files > 0) {
+      tally_.print();
+    }
     session_->finish();
   }
 }

@@ -79,7 +79,9 @@ void PutCommand::pump() {
     session_->proto().uploadFolder(id, "", item.entry, item.destination.c_str());
   }
   if (files_.empty() && folders_.empty() && flying_.empty() && creating_.empty()) {
-    tally_.print();
+    if (recursive_ || tally_.files > 0) {
+      tally_.print();
+    }
     session_->finish();
   }
 }
