@@ -40,8 +40,12 @@ std::string number(std::uint64_t value, int bytes) {
   return text;
 }
 
-std::string shortText(const std::string& text) { return number(text.size(), 1) + text; }
-std::string longText(const std::string& text) { return number(text.size(), 4) + text; }
+std::string shortText(const std::string& text) {
+  return number(text.size(), 1) + text;
+}
+std::string longText(const std::string& text) {
+  return number(text.size(), 4) + text;
+}
 
 /// How one kind of server is started and spoken to.
 struct Dialect {
@@ -51,7 +55,9 @@ struct Dialect {
   bool framed;  ///< helper frames; otherwise SFTP packets
 };
 
-std::string frame(const std::string& body) { return number(0x8000 | body.size(), 2) + body; }
+std::string frame(const std::string& body) {
+  return number(0x8000 | body.size(), 2) + body;
+}
 
 Dialect helperDialect(const std::string& program, const std::string& folder) {
   const std::string hello = shortText("fops") + shortText("ClientInit") + number(4, 1);
@@ -122,14 +128,15 @@ public:
 private:
   /// Bytes of the answer at the front of the input; 0 while it is not whole.
   std::size_t answerLength() const {
-    const auto byte = [this](std::size_t at) { return static_cast<std::size_t>(static_cast<unsigned char>(input_[at])); };
+    const auto byte = [this](std::size_t at) {
+      return static_cast<std::size_t>(static_cast<unsigned char>(input_[at]));
+    };
     const std::size_t header = dialect_.framed ? 2 : 4;
     if (input_.size() < header) {
       return 0;
     }
-    const std::size_t length = dialect_.framed
-                                   ? (byte(0) & 0x7F) << 8 | byte(1)
-                                   : byte(0) << 24 | byte(1) << 16 | byte(2) << 8 | byte(3);
+    const std::size_t length =
+        dialect_.framed ? (byte(0) & 0x7F) << 8 | byte(1) : byte(0) << 24 | byte(1) << 16 | byte(2) << 8 | byte(3);
     return input_.size() >= header + length ? header + length : 0;
   }
 
@@ -148,7 +155,9 @@ private:
   std::string input_;
 };
 
-double microseconds(Clock::duration time) { return std::chrono::duration<double, std::micro>(time).count(); }
+double microseconds(Clock::duration time) {
+  return std::chrono::duration<double, std::micro>(time).count();
+}
 
 double medianStart(const Dialect& dialect) {
   std::vector<double> times;

@@ -30,7 +30,7 @@ public:
   /// @param ownFd close it at the end, also if this constructor throws.
   /// @param connecting a connect is under way: the first readiness to write tells that it has ended.
   /// @param inBufSize bytes; -1 for the stream's default. @param maxOutBufSize bytes; -1 for `MaxOutBufferSize` now.
-  /// @param setNonBlocking switch the descriptor to non-blocking mode, which all other flags of it are lost by.
+  /// @param setNonBlocking switch the descriptor to non-blocking mode, by which it loses its other status flags.
   /// @throws plat::SystemException "setBlocking"
   FdIo(int fd, bool ownFd, bool connecting, int inBufSize = -1, int maxOutBufSize = -1, bool setNonBlocking = true);
   /// Takes the handler away first, and with it what is buffered goes out, waiting.

@@ -14,7 +14,10 @@
 namespace io {
 
 FdKicker::FdKicker(FdKickerCallback* kicked) : callback(kicked) {
-  openPipe();
+  int fds[2];
+  os::pipeCloseOnExec(fds);
+  fd_ = fds[0];
+  writeFd = fds[1];
   try {
     os::setBlocking(fd_, false);
     os::setBlocking(writeFd, false);
@@ -38,16 +41,6 @@ FdKicker::~FdKicker() {
   if (writeFd >= 0 && ownWriteFd) {
     ::close(writeFd);
   }
-}
-
-void FdKicker::openPipe() {
-  int fds[2];
-  os::pipeCloseOnExec(fds);
-  if (fd_ >= 0) {
-    ::close(fd_);
-  }
-  fd_ = fds[0];
-  writeFd = fds[1];
 }
 
 void FdKicker::kick(std::uint8_t byte) noexcept {

@@ -37,7 +37,6 @@ public:
 private:
   void readable() override;
   void managerGone() override;
-  void openPipe();
 
   FdKickerCallback* callback;
   FdManager* fdMgr = nullptr;

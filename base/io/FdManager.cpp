@@ -77,9 +77,10 @@ void FdManager::clearPendingWrite(FdHandler& handler) noexcept {
   activeWrite.remove(handler);
 }
 
+// Started afresh: a wake timer that is due in the turn under way would fire too early to end the next wait.
 void FdManager::wake() {
   wakeAsked = true;
-  wakeForPending();
+  wakeTimer.start(0);
 }
 
 void FdManager::wakeForPending() {

@@ -26,18 +26,8 @@ timeval waitTime(int limitMs) noexcept {
 }  // namespace
 
 struct FdSelectManager::ReadySets {
-  ReadySets() noexcept { clear(); }
-  void clear() noexcept {
-    FD_ZERO(&read);
-    FD_ZERO(&write);
-    FD_ZERO(&except);
-  }
-  fd_set read, write, except;
+  fd_set read = {}, write = {}, except = {};
 };
-
-FdSelectManager::FdSelectManager() = default;
-
-FdSelectManager::~FdSelectManager() = default;
 
 void FdSelectManager::setFdInterest(FdHandler& handler, bool read, bool write) {
   if (read) {
@@ -70,7 +60,7 @@ bool FdSelectManager::processEvents(int timeoutMs) {
   return count != 0 || limitedByTimer;
 }
 
-/// @param limitMs negative for none. @return how many bits are set, -1 if a signal came.
+/// @param limitMs negative for none. @return how many bits are set; -1 if a signal came, and the sets tell nothing.
 int FdSelectManager::waitForEvents(ReadySets& ready, int limitMs) {
   int nfds = 0;
   const auto fill = [&nfds](const HandlerList& list, fd_set& set) {
@@ -96,7 +86,6 @@ int FdSelectManager::waitForEvents(ReadySets& ready, int limitMs) {
     throw plat::SystemException("select", errno);
   }
   // The signal's own byte is in a pipe that the next turn reads; this one still serves timers and pending calls.
-  ready.clear();
   return -1;
 }
 

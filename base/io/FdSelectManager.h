@@ -11,9 +11,6 @@ namespace io {
 /// Ownership, thread and order of calls are those of FdManager.
 class FdSelectManager final : public FdManager {
 public:
-  FdSelectManager();
-  ~FdSelectManager() override;
-
   void setFdInterest(FdHandler& handler, bool read, bool write) override;
   void handlerRemoved(FdHandler& handler) override;
 

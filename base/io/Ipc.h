@@ -61,8 +61,8 @@ public:
   /// Gives the connection away as it is: without a handler, its streams blocking. Null if there is none.
   [[nodiscard]] std::unique_ptr<Io> detach() noexcept;
 
-  /// Ends the connection without any callback. With setFlushOnClose, pending output is sent first, at most for the
-  /// output stream's time-out; a failure of that is logged.
+  /// Ends the connection without any callback. With setFlushOnClose, pending output is sent first, whatever the
+  /// connection itself has done about it in losing its handler; a failure of that is logged.
   void close();
 
   void setFlushOnClose(bool flushOnClose) noexcept { flushOnClose_ = flushOnClose; }

@@ -51,8 +51,7 @@ public:
     virtual void msgIpcGone(MsgIpc& ipc);
 
   protected:
-    MsgIpc* msgIpc =
-        nullptr;  ///< The channel that the reader is registered on, as the reader itself keeps it; or null.
+    MsgIpc* msgIpc = nullptr;  ///< the channel that the reader is registered on, kept by the reader itself; or null
   };
 
   /// @param callback may be null; must outlive the channel. @param name for log lines.
@@ -71,7 +70,7 @@ public:
 
   /// Answers a message without a reader with "badMsg", and stays up. At first off.
   void setReplyBadMsg(bool on) noexcept { replyBadMsg_ = on; }
-  /// Tells the readers of the end before they are let go, when the channel is destroyed. At first off.
+  /// Has the destructor close in good order, once the readers have been let go. At first off.
   void setCloseOnDestroy(bool on) noexcept { closeOnDestroy_ = on; }
   /// Takes a name without a reader that sorts below 'A' as a corrupt stream, and closes. At first on.
   void setCloseOnBadName(bool on) noexcept { closeOnBadName_ = on; }

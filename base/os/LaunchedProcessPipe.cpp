@@ -87,7 +87,7 @@ void LaunchedProcessPipe::parseArgs(char**& argv) {
   for (;; ++argv) {
     const char* const arg = *argv;
     if (arg && std::strcmp(arg, "-lppDebug") == 0) {
-      logPath_ = "/tmp/lppDebug.log";
+      logPath_ = debugLogPath_;
     } else if (arg && std::strcmp(arg, "-hash") == 0) {
       parseHash(argv[1]);
       ++argv;
@@ -147,7 +147,6 @@ void LaunchedProcessPipe::checkHash(io::Io& io) const {
   }
   std::uint8_t scratch[SecretSize];
   std::uint8_t expected[SecretSize];
-  static_assert(sizeof expected * 8 == 256);
   const std::uint8_t* const secret = io.in()->readOrCopy(scratch, SecretSize);
   crypto::digest(crypto::DigestType::Sha256, secret, SecretSize, expected, sizeof expected);
   io.in()->checkpoint();

@@ -15,14 +15,16 @@ namespace os {
 ///
 /// Ownership: a local of the start-up code; needed only through connect().
 /// Thread:    before any thread or event loop exists. Reads block.
-/// The proof: with "-hash" the launcher shows on the new connection that it knows the 32 bytes whose SHA-256 digest is
-/// on
-///            the command line. They come ahead of everything else; without the option nothing is read.
+/// The proof: with "-hash" the launcher shows on the new connection that it knows the 32 bytes whose SHA-256 digest the
+///            command line gives. They come ahead of everything else; without the option nothing is read.
 class LaunchedProcessPipe final {
 public:
   /// Bytes of input buffer of the link: two paths at their limits fit in one message, and one read empties much of a
   /// socket.
   static constexpr int InBufSize = 65536;
+
+  /// @param debugLogPath where standard error goes with "-lppDebug"; not copied.
+  explicit LaunchedProcessPipe(const char* debugLogPath = "/tmp/lppDebug.log") noexcept : debugLogPath_(debugLogPath) {}
 
   /// Takes the launcher's arguments off `argv`, which ends in a null, and connects.
   ///
@@ -45,7 +47,8 @@ private:
   void checkHash(io::Io& io) const;
 
   plat::String pipeName_;
-  const char* logPath_ = "/dev/null";
+  const char* logPath_ = "/dev/null";  // where standard error goes
+  const char* debugLogPath_;
   plat::MBuf<unsigned char> hash_;  // empty: no proof is asked for
 };
 

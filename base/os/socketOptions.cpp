@@ -98,7 +98,7 @@ void setIpv6Only(int fd) {
 }
 
 bool setPathMtuDiscovery(int fd, int family, bool on) {
-  // IPv6's option goes to the IP level as well, where the system refuses it: callers take it as a mere wish.
+  // IPv6's option goes to the IP level as well, where its number means another option: callers take it as a mere wish.
   constexpr int IpLevel = 0;
   constexpr int Ipv6MtuDiscover = 23;
   constexpr int Probe = 3;

@@ -24,7 +24,7 @@ void applyDscpIfValid(int fd);
 void setIpv6Only(int fd);
 
 /// Whether a socket probes the path for its largest packet instead of letting packets be split.
-/// @return false if the system would not; true for IPv6 whatever it said.
+/// @return false if the system would not; true for IPv6, where nothing is promised.
 bool setPathMtuDiscovery(int fd, int family, bool on);
 
 }  // namespace os

@@ -9,7 +9,7 @@ namespace os {
 /// What raises, raises plat::SystemException with the words given and the call's errno.
 
 /// What every process that uses sockets needs once: SIGPIPE ignored, unless somebody handles it, and no more than 1024
-/// descriptors. Failures are logged. Every function here that makes a socket calls it.
+/// descriptors. Failures are logged. openSocket() and what builds on it call it; so does every connection.
 void socketInit();
 
 /// Undoes socketInit() for a program about to be executed: SIGPIPE to its default and, with `restoreLimit`, the soft

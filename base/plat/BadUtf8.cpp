@@ -8,9 +8,11 @@ namespace plat {
 namespace {
 
 /// Made at the first use, since a string parameter in another source may meet bad text before this source has been
-/// initialised; and by the reference below in any case, so that it is registered before main.
+/// initialised; and by the reference below in any case, so that it is registered before main. Never destroyed: static
+/// objects may meet bad text in their destructors.
 BoolParameter& badUtf8Assert() {
-  static BoolParameter parameter("_BadUtf8Assert", "Make bad UTF-8 cause an assertion failure for debugging", false);
+  static BoolParameter& parameter =
+      *new BoolParameter("_BadUtf8Assert", "Make bad UTF-8 cause an assertion failure for debugging", false, true);
   return parameter;
 }
 

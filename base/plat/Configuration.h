@@ -105,7 +105,7 @@ public:
   /// Logs all values, the highest priority first.
   void logValues() const;
 
-  /// Adds a child at the end, or takes it away.
+  /// Adds a child at the end, or takes it away, which has to be done before it dies.
   void setChild(Configuration& child, bool add);
 
   // Make a parameter that belongs to this configuration. `locDesc` is the key of its description; all texts observed.

@@ -97,36 +97,24 @@ DString& DString::appendFormat(const char* fmt, ...) noexcept {
 }
 
 DString& DString::appendFormatV(const char* fmt, std::va_list args) noexcept {
-  // Formatted behind the text, so that an argument may be this very text, unless the buffer has to move: then the
-  // arguments would point into freed memory. The growing is therefore done in a buffer of its own.
   const std::size_t oldLength = length();
   std::size_t room = std::strlen(fmt) + 1;
-  char* grown = nullptr;
   for (;;) {
-    const bool inPlace = oldLength + room <= static_cast<std::size_t>(capacity_);
-    if (!inPlace) {
-      grown = static_cast<char*>(reallocOrDie(grown, room));
-    }
-    char* const target = inPlace ? data_ + oldLength : grown;
+    reserve(checkedSize(oldLength + room));
+    room = static_cast<std::size_t>(capacity_) - oldLength;
     std::va_list copy;
     va_copy(copy, args);
-    const int needed = std::vsnprintf(target, room, fmt, copy);
+    const int needed = std::vsnprintf(data_ + oldLength, room, fmt, copy);
     va_end(copy);
-    if (inPlace && (needed < 0 || static_cast<std::size_t>(needed) >= room)) {
-      *target = '\0';
-    } else if (needed >= 0 && static_cast<std::size_t>(needed) < room) {
-      if (!inPlace) {
-        append(grown);
-      }
-      break;
+    if (needed >= 0 && static_cast<std::size_t>(needed) < room) {
+      return *this;
     }
     if (needed < 0 && room > maxBlindRoom) {
-      break;
+      data_[oldLength] = '\0';
+      return *this;
     }
     room = needed < 0 ? room * 2 : static_cast<std::size_t>(needed) + 1;
   }
-  std::free(grown);
-  return *this;
 }
 
 DString& DString::appendChar(char c) noexcept {

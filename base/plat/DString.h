@@ -39,8 +39,10 @@ public:
   [[nodiscard]] std::size_t length() const noexcept;
   [[nodiscard]] bool empty() const noexcept { return data_ == nullptr || *data_ == '\0'; }
 
-  /// Appends at most `length` bytes of `text`, all of it for -1; null appends nothing.
+  /// Appends at most `length` bytes of `text`, all of it for -1; null appends nothing. `text` may be this very text.
   DString& append(const char* text, int length = -1) noexcept;
+  /// Appends a printf-formatted text, none of whose arguments may lie in this text. A format that cannot be carried out
+  /// appends nothing.
   DString& appendFormat(const char* fmt, ...) noexcept __attribute__((format(printf, 2, 3)));
   DString& appendFormatV(const char* fmt, std::va_list args) noexcept __attribute__((format(printf, 2, 0)));
   DString& appendChar(char c) noexcept;

@@ -32,6 +32,13 @@ bool LogDest::isEnabled() const {
   return true;
 }
 
+void LogDest::tryLog(int level, const char* source, const char* text) noexcept {
+  try {
+    log(level, source, text);
+  } catch (...) {  // there is nowhere left to tell
+  }
+}
+
 LogDest* LogDest::find(const char* name) noexcept {
   LogDest* dest = firstDest;
   while (dest != nullptr && strCompareNoCase(dest->name_, name) != 0) {

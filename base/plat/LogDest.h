@@ -18,11 +18,13 @@ public:
   explicit LogDest(const char* name) noexcept;
   virtual ~LogDest();
 
-  /// Takes one line, which holds no control characters. Has to deal with its own failures: an exception is swallowed,
-  /// and the line counts as delivered.
+  /// Takes one line, which holds no control characters. Has to deal with its own failures: see tryLog().
   virtual void log(int level, const char* source, const char* text) = 0;
   /// Whether lines should be given to it now; without any taker they are kept.
   [[nodiscard]] virtual bool isEnabled() const;
+
+  /// log() for whoever must not fail for it: an exception is swallowed, and the line counts as delivered.
+  void tryLog(int level, const char* source, const char* text) noexcept;
 
   [[nodiscard]] const char* name() const noexcept { return name_; }
   /// A route to this destination is effective only up to this level.

@@ -104,7 +104,6 @@ void LogDestFile::setPath(const char* path) {
     return;
   }
   path_ = path;
-  headerWritten_ = false;
   closeFile();
 }
 
@@ -121,7 +120,6 @@ void LogDestFile::reopenIfReplaced() {
     return;  // whether it was replaced is unknown; the open file is as good as any
   }
   closeFile();
-  headerWritten_ = false;
   ensureOpen();
 }
 
@@ -192,6 +190,7 @@ bool LogDestFile::ensureOpen() noexcept {
 
 void LogDestFile::openPath(const char* path) {
   openLogFile(file_, path);
+  headerWritten_ = false;
   if (redirectStderr) {
     dup2(fileno(file_.get()), STDERR_FILENO);
   }

@@ -57,8 +57,8 @@ private:
   FilePtr file_;
   bool full_ = false;  ///< the limit was reached and the file stays closed
   std::int64_t maxFileSize_ = 0;
-  bool headerWritten_ = false;
-  bool colour_ = false;  ///< decided once, for a given stream only
+  bool headerWritten_ = false;  ///< in the file that is open
+  bool colour_ = false;         ///< decided once, for a given stream only
 };
 
 }  // namespace plat

@@ -46,13 +46,13 @@ void LogDestMem::replay(LogDest& dest, int level) {
       continue;
     }
     if (!any) {
-      dest.log(level, OwnSource, "Start replaying stored messages");
+      dest.tryLog(level, OwnSource, "Start replaying stored messages");
       any = true;
     }
-    dest.log(message.level, message.source.orEmpty(), message.text.orEmpty());
+    dest.tryLog(message.level, message.source.orEmpty(), message.text.orEmpty());
   }
   if (any) {
-    dest.log(level, OwnSource, "Finished replaying stored messages");
+    dest.tryLog(level, OwnSource, "Finished replaying stored messages");
   }
 }
 

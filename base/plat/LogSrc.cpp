@@ -165,7 +165,7 @@ __attribute__((no_sanitize("vptr"))) void LogSrc::write(int level, const char* t
     text = escaped.get();
   }
   if (!(routed && deliver(level, text))) {
-    LogDestMem::instance().log(level, name_, text);
+    LogDestMem::instance().tryLog(level, name_, text);
   }
 }
 
@@ -176,10 +176,7 @@ __attribute__((no_sanitize("vptr"))) bool LogSrc::deliver(int level, const char*
       continue;
     }
     delivered = true;
-    try {
-      dest->log(level, name_, text);
-    } catch (...) {  // whoever logs must not fail for it, and there is nowhere left to tell
-    }
+    dest->tryLog(level, name_, text);
   }
   return delivered;
 }

@@ -9,7 +9,7 @@ namespace plat {
 /// Owner of one zero-terminated UTF-8 text, or of none: null and empty are different values.
 ///
 /// Purpose:   the text type of all interfaces; one pointer wide, so moving costs one word and members stay small.
-/// Ownership: owns a malloc'd buffer of exactly the text and its terminator. Copying duplicates the text.
+/// Ownership: owns a malloc'd buffer. Copying duplicates the text.
 /// Failure:   running out of memory ends the process; nothing here throws.
 /// Does not:  grow in place (DString does), hold zero bytes inside a text, or check that the text is UTF-8.
 class String {

@@ -147,6 +147,7 @@ void Thread::body() noexcept {
   } catch (const Exception& e) {
     logThreadEvent("failed", name.orEmpty(), self, e.message);
   }
+  currentThread = nullptr;  // other thread-local objects may still ask
 }
 
 void Thread::logEvent(const char* event, const char* detail) const {

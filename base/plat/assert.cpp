@@ -11,9 +11,9 @@ namespace plat {
 namespace {
 
 /// Made at the first use, since an assertion may fail while other sources are still being initialised; and by the
-/// reference below in any case, so that it can be addressed from the start.
+/// reference below in any case, so that it can be addressed from the start. Never destroyed: destructors fail too.
 LogSrc& assertionLog() {
-  static LogSrc log("Assertion");
+  static LogSrc& log = *new LogSrc("Assertion");
   return log;
 }
 

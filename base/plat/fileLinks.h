@@ -9,8 +9,8 @@ namespace plat {
 /// Resolves every link on an absolute path (fatal assertion). Up to 20 links may follow from each other; a target's
 /// ".." are worked out by its letters.
 /// @param reported the path that failure texts name. @param depth links followed so far.
-/// @throws SystemException "realpath(%s)": ELOOP beyond 20 links, ENOTDIR, EIO for a target above 4095 bytes, ENOENT
-/// ...
+/// @throws SystemException "realpath(%s)": ELOOP beyond 20 links, EIO for a target above 4095 bytes, ENOTDIR and
+///         whatever else the system says
 String fileRealPath(const char* reported, const char* path, int depth = 0);
 
 /// The real path of `path`; a relative one counts from the working folder.

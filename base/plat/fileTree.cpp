@@ -41,19 +41,19 @@ MkDirOutcome tryMkDir(const char* path, bool isPrivate, bool fixExisting) {
   return MkDirOutcome::Failed;
 }
 
-bool isFolderItself(const os::DirEnum& at) noexcept {
-  if (at.entryType() != DT_UNKNOWN) {
-    return at.entryType() == DT_DIR;
-  }
-  struct stat info;
-  return ::lstat(at.path(), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
 // Removes all that it can and remembers only what became of the folder that it left last, which is the top.
 class TreeRemover : public os::TreeVisitor {
 public:
   bool element(const os::DirEnum& at) override {
-    if (isFolderItself(at)) {
+    unsigned char type = at.entryType();
+    if (type == DT_UNKNOWN) {
+      struct stat info;
+      if (::lstat(at.path(), &info) != 0) {
+        return false;
+      }
+      type = IFTODT(info.st_mode);
+    }
+    if (type == DT_DIR) {
       return true;
     }
     fileRemoveNoThrow(at.path());

@@ -28,7 +28,7 @@ namespace {
 
 constinit std::atomic<bool> started{false};
 
-/// The setting in force: the override, or else the parameter's value.
+/// What counts in place of the parameter's value; null to let that count.
 String& overrideText() {
   static String& text = *new String;
   return text;

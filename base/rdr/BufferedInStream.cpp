@@ -5,10 +5,8 @@
 #include <cstring>
 #include <utility>
 
-#include "base/plat/Exception.h"
 #include "base/plat/MBuf.h"
 #include "base/plat/hex.h"
-#include "base/rdr/OutStream.h"
 
 namespace rdr {
 
@@ -77,24 +75,6 @@ bool BufferedInStream::overrun(int itemSize) {
     end += got;
   }
   return true;
-}
-
-void BufferedInStream::saveUnread(OutStream& out) const {
-  out.writeU32(static_cast<std::uint32_t>(nUnread()));
-  out.writeBytes(ptr, nUnread());
-}
-
-void BufferedInStream::restoreUnread(InStream& in) {
-  const std::int32_t length = in.readS32();
-  if (length < 1) {
-    return;
-  }
-  if (!start || length > start.get() + bufSize - end) {
-    throw plat::Exception("Too much data for InStream buffer");
-  }
-  // The window grows only once all bytes are there, in case they do not come.
-  in.readFixed(start.get() + (end - start.get()), static_cast<std::uint32_t>(length));
-  end += length;
 }
 
 }  // namespace rdr

@@ -6,8 +6,6 @@
 
 namespace rdr {
 
-class OutStream;
-
 /// An input stream with a buffer of fixed size between the reader and a transport.
 ///
 /// Purpose:   a derived class supplies readBlock() and nothing else. The buffer keeps what lies behind the checkpoint;
@@ -32,12 +30,6 @@ public:
   /// Dumps every block that is read to standard error, for debugging.
   void setTrace(bool on) noexcept { trace = on; }
 
-  /// Writes the unread bytes of the window, behind their count, for a stream elsewhere to restoreUnread(). Consumes
-  /// nothing.
-  void saveUnread(OutStream& out) const;
-  /// Adds bytes that saveUnread() wrote behind those in the window; a count below 1 adds nothing.
-  /// @throws plat::Exception "Too much data for InStream buffer", before reading them
-  void restoreUnread(InStream& in);
   /// Throws away all that is in the buffer.
   void discard() noexcept;
 

@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "base/plat/Exception.h"
 #include "base/plat/IntParameter.h"
 #include "base/plat/hex.h"
@@ -16,6 +19,9 @@ namespace {
 
 /// How far the window reaches past `ptr` at most.
 constexpr int maxWindow = 16384;
+
+/// From how many bytes on, once sent, the memory that held them is given back.
+constexpr std::ptrdiff_t releaseSize = 1 << 20;
 
 plat::IntParameter maxOutBufferSize(
     "MaxOutBufferSize",
@@ -74,7 +80,19 @@ bool BufferedOutStream::writeAll(bool needWrite) {
       return false;
     }
   }
+  if (sentUpTo - start.get() >= releaseSize) {
+    releaseSentMemory();
+  }
   return true;
+}
+
+/// The pages that a long listing has filled stay addressable and cost nothing until they are written to again.
+void BufferedOutStream::releaseSentMemory() noexcept {
+  const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto first = (reinterpret_cast<std::uintptr_t>(start.get()) + pageSize - 1) / pageSize * pageSize;
+  const auto last = reinterpret_cast<std::uintptr_t>(sentUpTo) / pageSize * pageSize;
+  // A failure leaves the pages where they are, which does no harm.
+  madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED);
 }
 
 bool BufferedOutStream::tryFlush(bool needWrite) {

@@ -10,8 +10,9 @@ namespace rdr {
 /// Purpose:   a derived class supplies writeFromBuffer() and nothing else. When the window is full the stream first
 ///            sends what the transport takes without waiting, then doubles the buffer up to its ceiling, and only at
 ///            the ceiling waits. So writers hardly ever wait: a slow peer costs memory before it costs time.
-/// Ownership: owns the buffer, which never shrinks. The destructor sends nothing; a derived class that owes its
-///            transport the pending bytes sends them in its own.
+/// Ownership: owns the buffer. It never shrinks, but once all of a large one has been sent, the memory behind it goes
+///            back to the system. The destructor sends nothing; a derived class that owes its transport the pending
+///            bytes sends them in its own.
 /// The window never reaches more than 16384 bytes past getPtr() (or one item, if that is larger), however large the
 /// buffer has become: data keeps moving while a large buffer is being filled.
 class BufferedOutStream : public OutStream {
@@ -72,6 +73,7 @@ protected:
 
 private:
   void resetBuffer() noexcept;
+  void releaseSentMemory() noexcept;
   void grow() noexcept;
   void moveToFront() noexcept;
 };

@@ -21,8 +21,9 @@ void appendNumber(std::string& bytes, std::uint32_t number) {
 
 std::uint64_t headOf(const char* key, std::uint32_t length) noexcept {
   std::uint64_t head = 0;
-  for (std::uint32_t i = 0; i < HeadSize; ++i)
+  for (std::uint32_t i = 0; i < HeadSize; ++i) {
     head = head << 8 | (i < length ? static_cast<unsigned char>(key[i]) : 0U);
+  }
   return head;
 }
 
@@ -31,16 +32,18 @@ std::uint64_t headOf(const char* key, std::uint32_t length) noexcept {
 bool ByteOrderKeys::build(const std::vector<std::uint32_t>& indices, bool utf8) {
   items_.reserve(indices.size());
   for (const std::uint32_t index : indices) {
-    if (!append(index, utf8))
+    if (!append(index, utf8)) {
       return false;
+    }
   }
   // The names of a large folder often begin alike ("IMG_00"); their keys tell them apart behind that.
   const std::uint32_t common = commonStart();
   for (Item& item : items_) {
     item.start += common;
     item.length -= common;
-    if (item.overflowAt != NoOverflow)
+    if (item.overflowAt != NoOverflow) {
       item.overflowAt -= std::min(common, item.overflowAt);
+    }
     item.head = headOf(bytes_.data() + item.start, item.length);
   }
   return true;
@@ -48,10 +51,12 @@ bool ByteOrderKeys::build(const std::vector<std::uint32_t>& indices, bool utf8) 
 
 bool ByteOrderKeys::append(std::uint32_t index, bool utf8) {
   const char* name = list_[index].name.get();
-  if (!name)
+  if (!name) {
     return false;
-  if (!utf8 && !std::all_of(name, name + std::strlen(name), [](char c) { return (c & 0x80) == 0; }))
+  }
+  if (!utf8 && !std::all_of(name, name + std::strlen(name), [](char c) { return (c & 0x80) == 0; })) {
     return false;
+  }
   const std::size_t start = bytes_.size();
   std::uint32_t overflowAt = NoOverflow;
   const char* digitsEnd = nullptr;
@@ -74,14 +79,16 @@ bool ByteOrderKeys::append(std::uint32_t index, bool utf8) {
 
 /// How many bytes all keys begin with, but for different kinds of number among them.
 std::uint32_t ByteOrderKeys::commonStart() const noexcept {
-  if (items_.empty())
+  if (items_.empty()) {
     return 0;
+  }
   const char* first = bytes_.data() + items_[0].start;
   std::uint32_t common = items_[0].length;
   for (const Item& item : items_) {
     std::uint32_t limit = std::min(common, item.length);
-    if (item.overflowAt != items_[0].overflowAt)
+    if (item.overflowAt != items_[0].overflowAt) {
       limit = std::min({limit, item.overflowAt, items_[0].overflowAt});
+    }
     const char* key = bytes_.data() + item.start;
     common = static_cast<std::uint32_t>(std::mismatch(key, key + limit, first).first - key);
   }
@@ -100,11 +107,13 @@ int ByteOrderKeys::compareBytes(const Item& a, const Item& b, std::uint32_t limi
 /// up to that number, and behind it only if the other has no number in its place.
 int ByteOrderKeys::compareMixed(const Item& a, const Item& b) const {
   const std::uint32_t same = std::min(a.overflowAt, b.overflowAt);
-  if (const int order = compareBytes(a, b, same))
+  if (const int order = compareBytes(a, b, same)) {
     return order;
+  }
   const Item& other = a.overflowAt == same ? b : a;
-  if (other.length > same && bytes_[other.start + same] == NumberMark)
+  if (other.length > same && bytes_[other.start + same] == NumberMark) {
     return naturalCompare(list_[a.index].name.get(), list_[b.index].name.get());
+  }
   return compareBytes(a, b, UINT32_MAX);
 }
 

@@ -36,8 +36,9 @@ public:
   std::vector<Item>& items() noexcept { return items_; }
 
   int compare(const Item& a, const Item& b) const {
-    if (a.overflowAt != b.overflowAt)
+    if (a.overflowAt != b.overflowAt) {
       return compareMixed(a, b);
+    }
     return a.head != b.head ? (a.head < b.head ? -1 : 1) : compareBytes(a, b, UINT32_MAX);
   }
 

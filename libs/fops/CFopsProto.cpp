@@ -13,8 +13,9 @@ namespace fops {
 
 namespace {
 
-constexpr int MinVersion = 3;
-constexpr int MaxVersion = 4;
+// Longest text of a reply, in bytes: a path that was sent with a name added to it. As the server repairs what it reads,
+// each byte of either may have become the three of U+FFFD.
+constexpr std::uint32_t MaxReplyText = 3 * (FopsProto::MaxPathLength + 1 + MaxEntryNameLength);
 
 }  // namespace
 
@@ -54,21 +55,29 @@ bool CFopsProto::run(rdr::InStream& input) {
 bool CFopsProto::readMsgType() {
   readType();
   const std::string_view type = msgType.orEmpty();
-  if (type == "ServerInit")
+  if (type == "ServerInit") {
     return setHandler(&CFopsProto::handleServerInit);
-  if (version() < MinVersion)
+  }
+  if (version() < MinVersion) {
     throw plat::ProtocolError("The fops client is not initialised");
-  if (dispatch())
+  }
+  if (dispatch()) {
     return true;
+  }
   for (const Reply& reply : replies) {
-    if (type == reply.type)
+    if (type == reply.type) {
       return setHandler(reply.handler);
+    }
   }
   return ignoreMsg(protoLog());
 }
 
+plat::String CFopsProto::readText() {
+  return in->readString(MaxReplyText, true);
+}
+
 plat::String CFopsProto::readVersion3Text() {
-  return version() == 3 ? readPath() : plat::String();
+  return version() == 3 ? readText() : plat::String();
 }
 
 // Replies
@@ -78,12 +87,13 @@ bool CFopsProto::handleServerInit() {
   init.version = in->readU8();
   init.separator = static_cast<char>(in->readU8());
   init.isFsRoot = in->readU8() != 0;
-  init.hostName = readPath();
-  init.home = readPath();
-  init.desktop = readPath();
+  init.hostName = readText();
+  init.home = readText();
+  init.desktop = readText();
   // What follows is read by this number, so one that was not offered cannot be lived with.
-  if (init.version < MinVersion || init.version > offeredVersion)
+  if (init.version < MinVersion || init.version > offeredVersion) {
     throw plat::ProtocolError(plat::Formatted, "Invalid fops server version: %d", init.version);
+  }
   FopsProto::version = init.version;
   client().serverInit(init);
   return setState(nullptr);
@@ -133,7 +143,7 @@ bool CFopsProto::handleUploadFolderResult() {
     DirEntry folder;  // as it was sent
     readDirEntry(folder, *in, true);
   }
-  const plat::String path = readPath();
+  const plat::String path = readText();
   const plat::Exception error = readResult();
   client().uploadFolderResult(id, clientData.get(), path.get(), error);
   return setState(nullptr);
@@ -152,8 +162,9 @@ bool CFopsProto::handleDownloadFileResult() {
 
 bool CFopsProto::handleDownloadFolderResult() {
   const TransferId id = readId();
-  if (version() == 3)
+  if (version() == 3) {
     in->readU64();  // the entry has it too
+  }
   DirEntry folder;
   readDirEntry(folder, *in, true);
   readVersion3Text();
@@ -212,8 +223,9 @@ void CFopsProto::writeIdRequest(const char* type, TransferId id, const char* pat
   rdr::OutStream& out = startMsg(type);
   writeId(out, id);
   out.writeString(path);
-  if (version() == 3)
+  if (version() == 3) {
     out.writeString(clientData);
+  }
   endMsg();
 }
 
@@ -233,8 +245,9 @@ void CFopsProto::uploadFile(TransferId id, const DirEntry& file, const char* des
   rdr::OutStream& out = startMsg("UploadFile");
   writeId(out, id);
   writeDirEntry(file, out);
-  if (version() == 3)
+  if (version() == 3) {
     out.writeString(nullptr);  // read by nobody
+  }
   out.writeString(destination);
   endMsg();
 }
@@ -242,8 +255,9 @@ void CFopsProto::uploadFile(TransferId id, const DirEntry& file, const char* des
 void CFopsProto::uploadFolder(TransferId id, const char* clientData, const DirEntry& folder, const char* destination) {
   rdr::OutStream& out = startMsg("UploadFolder");
   writeId(out, id);
-  if (version() == 3)
+  if (version() == 3) {
     out.writeString(clientData);
+  }
   writeDirEntry(folder, out);
   out.writeString(destination);
   endMsg();

@@ -37,10 +37,10 @@ public:
     virtual void uploadFolderResult(TransferId id, const char* clientData, const char* path,
                                     const plat::Exception& error) = 0;
 
-    /// @param file has a null name if the request failed.
+    /// @param file if the request failed, what was known of the file; with a null name if that is nothing.
     virtual void downloadFileResult(TransferId id, const DirEntry& file, const plat::Exception& error) = 0;
 
-    /// @param folder its size is that of the whole tree; has a null name if the request failed.
+    /// @param folder its size is that of the whole tree; if the request failed, as above.
     virtual void downloadFolderResult(TransferId id, const DirEntry& folder, const plat::Exception& error) = 0;
   };
 
@@ -82,6 +82,7 @@ private:
   bool setState(StateFn state) override;
   bool setHandler(Handler handler);
   Callback& client();
+  plat::String readText();
   plat::String readVersion3Text();
   void writeEmptyMsg(const char* type);
   void writeIdRequest(const char* type, TransferId id, const char* path, const char* clientData);

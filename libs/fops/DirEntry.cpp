@@ -44,8 +44,9 @@ const DirEntry* findDirEntry(const std::vector<DirEntry>& list, const char* name
 std::uint16_t unixMode(const DirEntry& entry) noexcept {
   for (const OsAttr& attr : entry.osAttrs) {
     const auto value = attr.value();
-    if (value.size() == 2 && attr.nameView() == UnixAttr)
+    if (value.size() == 2 && attr.nameView() == UnixAttr) {
       return static_cast<std::uint16_t>(value[0] << 8 | value[1]);
+    }
   }
   const unsigned readable = entry.flags & Directory ? 0555 : 0444;
   const unsigned writable = entry.flags & ReadOnly ? 0 : 0200;

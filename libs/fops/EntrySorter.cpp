@@ -10,6 +10,7 @@
 #include "libs/fops/CollationOrder.h"
 #include "libs/fops/DirEntry.h"
 #include "libs/fops/mergeSort.h"
+#include "libs/fops/naturalCompare.h"
 
 namespace fops {
 
@@ -26,8 +27,9 @@ bool collatesByByte(std::string_view localeName) {
 /// Moves each entry to its place: the one at order[i] goes to i. In place, since a listing can be large.
 void permute(std::vector<DirEntry>& list, Indices& order) {
   for (std::uint32_t start = 0; start < order.size(); ++start) {
-    if (order[start] == start)
+    if (order[start] == start) {
       continue;
+    }
     DirEntry held = std::move(list[start]);
     std::uint32_t hole = start;
     while (order[hole] != start) {
@@ -44,11 +46,13 @@ void permute(std::vector<DirEntry>& list, Indices& order) {
 /// Sorts indices by keys of bytes. @return false if a name has none; `group` is then as it was.
 bool sortByKeys(const std::vector<DirEntry>& list, Indices& group, bool utf8) {
   ByteOrderKeys keys(list);
-  if (!keys.build(group, utf8))
+  if (!keys.build(group, utf8)) {
     return false;
+  }
   mergeSort(keys.items(), [&](const auto& a, const auto& b) { return keys.compare(a, b); });
-  for (std::size_t i = 0; i < group.size(); ++i)
+  for (std::size_t i = 0; i < group.size(); ++i) {
     group[i] = keys.items()[i].index;
+  }
   return true;
 }
 
@@ -56,7 +60,7 @@ bool sortByKeys(const std::vector<DirEntry>& list, Indices& group, bool utf8) {
 
 EntrySorter::EntrySorter() {
   const loc::LocaleSetter* setter = loc::LocaleSetter::current();
-  utf8_ = (setter ? setter->codeset() : loc::processOsLocale().codeset) == loc::Codeset::Utf8;
+  utf8_ = collatesUtf8();
   // Without a setter nothing is known of the locale that strcoll will follow.
   byteOrder_ = setter && collatesByByte(setter->name());
 }
@@ -64,14 +68,17 @@ EntrySorter::EntrySorter() {
 void EntrySorter::sort(std::vector<DirEntry>& list) const {
   Indices order;
   Indices files;
-  for (std::uint32_t i = 0; i < list.size(); ++i)
+  for (std::uint32_t i = 0; i < list.size(); ++i) {
     ((list[i].flags & Directory) != 0 ? order : files).push_back(i);
+  }
   std::optional<CollationOrder> collation;  // serves both groups, should they need it
   for (Indices* group : {&order, &files}) {
-    if (group->size() < 2 || (byteOrder_ && sortByKeys(list, *group, utf8_)))
+    if (group->size() < 2 || (byteOrder_ && sortByKeys(list, *group, utf8_))) {
       continue;
-    if (!collation)
+    }
+    if (!collation) {
       collation.emplace(list, utf8_, byteOrder_);
+    }
     mergeSort(*group, [&](std::uint32_t a, std::uint32_t b) { return collation->compare(a, b); });
   }
   order.insert(order.end(), files.begin(), files.end());

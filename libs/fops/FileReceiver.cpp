@@ -35,8 +35,9 @@ const char* FileReceiver::nameOf(TransferId id) noexcept {
 
 bool FileReceiver::remove(TransferId id) {
   const auto i = find(id);
-  if (i == files_.end())
+  if (i == files_.end()) {
     return false;
+  }
   // Abandoning the file logs a line and that may lead anywhere: let it happen once the list is whole again.
   const std::unique_ptr<FileWriter> last = std::move(i->writer);
   files_.erase(i);
@@ -44,8 +45,9 @@ bool FileReceiver::remove(TransferId id) {
 }
 
 void FileReceiver::done(TransferId id, int status, const plat::Exception& error) {
-  if (remove(id) && observer_)
+  if (remove(id) && observer_) {
     observer_->transferDone(id, status, error);
+  }
 }
 
 void FileReceiver::add(TransferId id, std::unique_ptr<FileWriter> writer) {
@@ -71,9 +73,10 @@ void FileReceiver::request(ReceiveFile& file) {
   // Set before the call: a sender may answer from inside it.
   file.windowEnd = wanted == size ? wanted : file.position + RequestWindow / 2;
   file.peer->dataReq(id, wanted);
-  if (vlog.enabled(plat::LogVerbose))
+  if (vlog.enabled(plat::LogVerbose)) {
     vlog.verbose("DataReq id=%s %lld (%lld%%)", TransferIdText(id).get(), static_cast<long long>(wanted),
                  static_cast<long long>(size ? wanted * 100 / size : 0));
+  }
 }
 
 /// The file gets its final name before the sender hears of it. `file` may be gone afterwards.
@@ -86,14 +89,17 @@ void FileReceiver::endFile(ReceiveFile& file) {
 
 void FileReceiver::dataChunk(TransferId id, std::uint64_t chunkPosition, std::int32_t length,
                              const std::uint8_t* data) {
-  if (find(id) == files_.end())
+  const auto found = find(id);
+  if (found == files_.end()) {
     return;
+  }
   try {
-    takeChunk(id, chunkPosition, length, data);
+    takeChunk(*found, chunkPosition, length, data);
   } catch (const plat::Exception& error) {
     const auto i = find(id);
-    if (i == files_.end())
+    if (i == files_.end()) {
       return;  // ended from inside a call to the peer, who knows
+    }
     vlog.info("Error id=%s %s: %s", TransferIdText(id).get(), i->writer->displayPath(),
               plat::ExceptionText(error).get());
     i->peer->cancelByReceiver(id, error);
@@ -101,22 +107,27 @@ void FileReceiver::dataChunk(TransferId id, std::uint64_t chunkPosition, std::in
   }
 }
 
-void FileReceiver::takeChunk(TransferId id, std::uint64_t chunkPosition, std::int32_t length,
+/// `file` may be gone afterwards.
+void FileReceiver::takeChunk(ReceiveFile& file, std::uint64_t chunkPosition, std::int32_t length,
                              const std::uint8_t* data) {
-  ReceiveFile& file = *find(id);
-  if (chunkPosition != file.position || length < 0 || static_cast<std::uint64_t>(length) > file.size - file.position)
+  const TransferId id = file.id;
+  if (chunkPosition != file.position || length < 0 || static_cast<std::uint64_t>(length) > file.size - file.position) {
     throw plat::ProtocolError("Fops write bad position/size");
+  }
   file.writer->getOutStream().writeBytes(data, length);
   const std::uint64_t position = file.position += static_cast<std::uint64_t>(length);
   const bool ended = position == file.size;
-  if (ended)
+  if (ended) {
     endFile(file);
-  else if (position >= file.windowEnd)
+  } else if (position >= file.windowEnd) {
     request(file);
-  if (observer_)
+  }
+  if (observer_) {
     observer_->transferProgress(id, position, static_cast<std::uint64_t>(length));
-  if (ended)
+  }
+  if (ended) {
     done(id, 0, plat::Exception());
+  }
 }
 
 void FileReceiver::cancelBySender(TransferId id, const plat::Exception& error) {
@@ -125,8 +136,9 @@ void FileReceiver::cancelBySender(TransferId id, const plat::Exception& error) {
 }
 
 void FileReceiver::cancel(TransferId id, bool onlyIfKnown, const plat::Exception& error) {
-  if (onlyIfKnown && find(id) == files_.end())
+  if (onlyIfKnown && find(id) == files_.end()) {
     return;
+  }
   vlog.info("Cancel by receiver id=%s %s: %s", TransferIdText(id).get(), nameOf(id),
             plat::ExceptionText(error, "cancelled").get());
   peer_.cancelByReceiver(id, error);

@@ -17,7 +17,8 @@ class TransferObserver;
 /// in order and within bounds, and hands them to the file's writer.
 ///
 /// Ownership: a member of LocalFileServer (or of a client); owns the writers, observes the peer and the observer, which
-///            must outlive it. Thread: the loop's, which it blocks while it writes.
+///            must outlive it.
+/// Thread:    the loop's, which it blocks while it writes.
 /// Lifecycle: a file lives from add() until its last byte, a cancel or an error. A file that goes early is abandoned by
 ///            its writer and leaves nothing on disk; so do all live files at destruction, which tells the peer nothing.
 ///            The peer's operations may call back into any operation here.
@@ -56,7 +57,7 @@ private:
 
   Files::iterator find(TransferId id) noexcept;
   const char* nameOf(TransferId id) noexcept;
-  void takeChunk(TransferId id, std::uint64_t chunkPosition, std::int32_t length, const std::uint8_t* data);
+  void takeChunk(ReceiveFile& file, std::uint64_t chunkPosition, std::int32_t length, const std::uint8_t* data);
   void request(ReceiveFile& file);
   void endFile(ReceiveFile& file);
   bool remove(TransferId id);

@@ -32,8 +32,9 @@ FileSender::Files::iterator FileSender::find(TransferId id) noexcept {
 
 /// The file again, after a call to the peer that may have added or removed files. @return null if it is gone.
 FileSender::SendFile* FileSender::findAgain(std::size_t index, TransferId id) noexcept {
-  if (index < files_.size() && files_[index].id == id)
+  if (index < files_.size() && files_[index].id == id) {
     return &files_[index];
+  }
   const auto i = find(id);
   return i == files_.end() ? nullptr : &*i;
 }
@@ -45,8 +46,9 @@ const char* FileSender::nameOf(TransferId id) noexcept {
 
 bool FileSender::remove(TransferId id) {
   const auto i = find(id);
-  if (i == files_.end())
+  if (i == files_.end()) {
     return false;
+  }
   files_.erase(i);
   return true;
 }
@@ -61,36 +63,43 @@ void FileSender::add(TransferId id, const char* clientPath, std::uint64_t size, 
 
 void FileSender::dataReq(TransferId id, std::uint64_t request) {
   auto i = find(id);
-  if (i == files_.end())
+  if (i == files_.end()) {
     return;
+  }
   const std::uint64_t before = i->position;
   try {
-    send(id, request);
-    if (observer_ && (i = find(id)) != files_.end())
+    send(static_cast<std::size_t>(i - files_.begin()), request);
+    if (observer_ && (i = find(id)) != files_.end()) {
       observer_->transferProgress(id, i->position, i->position - before);
+    }
   } catch (const plat::Exception& error) {
     i = find(id);
-    if (i == files_.end())
+    if (i == files_.end()) {
       return;  // ended from inside a call to the peer, who knows
+    }
     vlog.info("Error id=%s %s: %s", TransferIdText(id).get(), i->name.orEmpty(), plat::ExceptionText(error).get());
     i->peer->cancelBySender(id, error);
-    if (remove(id) && observer_)
+    if (remove(id) && observer_) {
       observer_->transferDone(id, 2, error);
+    }
   }
 }
 
-void FileSender::send(TransferId id, std::uint64_t request) {
-  const auto i = find(id);
-  const auto index = static_cast<std::size_t>(i - files_.begin());
-  if (vlog.enabled(plat::LogVerbose))
+void FileSender::send(std::size_t index, std::uint64_t request) {
+  SendFile* file = &files_[index];
+  const TransferId id = file->id;
+  if (vlog.enabled(plat::LogVerbose)) {
     vlog.verbose("DataReq id=%s %lld (%lld%%)", TransferIdText(id).get(), static_cast<long long>(request),
-                 static_cast<long long>(i->size ? request * 100 / i->size : 0));
-  if (i->position >= request || request > i->size)
+                 static_cast<long long>(file->size ? request * 100 / file->size : 0));
+  }
+  if (file->position >= request || request > file->size) {
     throw plat::ProtocolError("Fops request bad position");
-  for (SendFile* file = &*i; file && file->position < request; file = findAgain(index, id)) {
+  }
+  for (; file && file->position < request; file = findAgain(index, id)) {
     rdr::InStream& stream = *file->stream;
-    if (stream.nUnread() == 0)
+    if (stream.nUnread() == 0) {
       stream.check(true);
+    }
     const std::uint8_t* data = stream.getPtr();
     const std::uint64_t length =
         std::min({static_cast<std::uint64_t>(stream.nUnread()), request - file->position, MaxChunk});
@@ -104,20 +113,23 @@ void FileSender::send(TransferId id, std::uint64_t request) {
 
 void FileSender::complete(TransferId id) {
   vlog.info("Complete id=%s %s", TransferIdText(id).get(), nameOf(id));
-  if (remove(id) && observer_)
+  if (remove(id) && observer_) {
     observer_->transferDone(id, 0, plat::Exception());
+  }
 }
 
 void FileSender::cancelByReceiver(TransferId id, const plat::Exception& error) {
   vlog.info("Cancel by receiver id=%s %s: %s", TransferIdText(id).get(), nameOf(id), plat::ExceptionText(error).get());
-  if (remove(id) && observer_)
+  if (remove(id) && observer_) {
     observer_->transferDone(id, 2, error);
+  }
 }
 
 void FileSender::cancel(TransferId id, const plat::Exception& error) {
   const auto i = find(id);
-  if (i == files_.end())
+  if (i == files_.end()) {
     return;
+  }
   vlog.info("Cancel by sender id=%s %s: %s", TransferIdText(id).get(), i->name.orEmpty(),
             plat::ExceptionText(error, "cancelled").get());
   i->peer->cancelBySender(id, error);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -21,7 +22,8 @@ class TransferObserver;
 /// has asked for them. Knows single files only.
 ///
 /// Ownership: a member of LocalFileServer (or of a client); owns the streams, observes the peer and the observer, which
-///            must outlive it. Thread: the loop's, which it blocks while it reads.
+///            must outlive it.
+/// Thread:    the loop's, which it blocks while it reads.
 /// Lifecycle: a file lives from add() until complete(), a cancel or an error. Having sent the last byte ends nothing.
 ///            Destruction closes what is open and tells the peer nothing. The peer's operations may call back into any
 ///            operation here.
@@ -60,7 +62,7 @@ private:
   Files::iterator find(TransferId id) noexcept;
   SendFile* findAgain(std::size_t index, TransferId id) noexcept;
   const char* nameOf(TransferId id) noexcept;
-  void send(TransferId id, std::uint64_t request);
+  void send(std::size_t index, std::uint64_t request);
   bool remove(TransferId id);
 
   DataReceiver& peer_;

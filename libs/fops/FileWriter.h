@@ -12,9 +12,8 @@ namespace fops {
 /// Where the bytes of one incoming file go. Implemented by LocalFileWriter.
 ///
 /// Ownership: whoever made it, until FileReceiver::add takes it. Thread: the loop's.
-/// Lifecycle: construct, write to getOutStream(), then either finish() or, to abandon the file, destroy it. Destroying
-/// a
-///            writer that has not finished leaves nothing of the file behind.
+/// Lifecycle: construct, write to getOutStream(), then either finish() or, to abandon the file, destroy it. A writer
+///            that is destroyed before it has finished leaves nothing of the file behind.
 class FileWriter : private plat::NonCopyable {
 public:
   explicit FileWriter(const DirEntry& announced) : entry_(announced) {}

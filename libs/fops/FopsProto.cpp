@@ -21,8 +21,9 @@ FopsProto::~FopsProto() = default;
 
 bool FopsProto::runStates(rdr::StateMachine<FopsProto>& machine, StateFn first, rdr::InStream& input) {
   in = &input;
-  if (!machine.get())
+  if (!machine.get()) {
     machine.set(first);
+  }
   machine.run(*this, [&] {
     input.checkpoint();
     return machine.get() != nullptr;
@@ -133,8 +134,9 @@ bool FopsProto::dispatch() {
   };
   const std::string_view type = msgType.orEmpty();
   for (const auto& message : dataMessages) {
-    if (type == message.type)
+    if (type == message.type) {
       return setState(message.state);
+    }
   }
   return false;
 }
@@ -176,14 +178,16 @@ bool FopsProto::handleDataChunk() {
     chunkId = readId();
     chunkOffset = static_cast<std::int64_t>(in->readU64());
     const auto length = static_cast<std::int32_t>(in->readU32());
-    if (length < 0 || length >= maxChunkSize.getValueInt())
+    if (length < 0 || length >= maxChunkSize.getValueInt()) {
       throw plat::ProtocolError("Fops chunk too large");
+    }
     // Takes a checkpoint: the header is not read again, however often the data makes this state wait.
     chunkReader.init(in, static_cast<std::uint32_t>(length), nullptr, false);
   }
   const auto [length, data] = chunkReader.read(false);
-  if (!data)
+  if (!data) {
     return false;
+  }
   try {
     callback->getDataReceiver().dataChunk(chunkId, static_cast<std::uint64_t>(chunkOffset), length, data);
   } catch (...) {

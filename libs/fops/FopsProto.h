@@ -30,9 +30,8 @@ namespace fops {
 /// local FileSender the remote receiver; each DataSender or DataReceiver operation writes one message. Which messages
 /// there are besides, and when a session exists, is up to SFopsProto (the server's end) and CFopsProto (the client's).
 ///
-/// Ownership: the base of an object that belongs to the session; observes the writer and the callback, which must
-/// outlive
-///            it.
+/// Ownership: the base of an object that belongs to the session; the writer and the callback, which it observes, must
+///            outlive it.
 /// Thread:    the loop's thread only. No operation waits for the peer.
 class FopsProto : public DataSender, public DataReceiver, private plat::NonCopyable {
 public:
@@ -55,6 +54,13 @@ public:
     virtual DataReceiver& getDataReceiver() = 0;
   };
 
+  /// Longest path or client data that a request may hold, in bytes.
+  static constexpr std::uint32_t MaxPathLength = 10240;
+
+  /// The protocol versions that both ends speak.
+  static constexpr int MinVersion = 3;
+  static constexpr int MaxVersion = 4;
+
   FopsProto(Writer& messageWriter, Callback& owner);
   ~FopsProto() override;
 
@@ -66,9 +72,6 @@ public:
 
 protected:
   using StateFn = rdr::StateMachine<FopsProto>::StateFn;
-
-  /// Longest path or client data taken from the peer, in bytes.
-  static constexpr std::uint32_t MaxPathLength = 10240;
 
   /// Stores the state that reads the rest of the message; null ends the message.
   /// @return true

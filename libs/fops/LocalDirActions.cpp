@@ -55,8 +55,9 @@ void LocalDirActions::dirScan(const char* path, bool includeDirs, bool includeFi
   } catch (const plat::SystemException& e) {
     vlog.info("Error reading directory '%s': %s", path ? path : "", plat::ExceptionText(e).get());
     error = e;
-    if (const char* type = listingErrorType(e.err))
+    if (const char* type = listingErrorType(e.err)) {
       error.setType(type);
+    }
   }
   if (sort_ && list.size() > 1) {
     const loc::LocaleSetter defaultLocale;
@@ -86,10 +87,11 @@ void LocalDirActions::deleteFileOrFolder(const char* path) {
   vlog.info("Delete path %s", path);
   plat::Exception error;
   try {
-    if (plat::fileIsDir(local.get()))
+    if (plat::fileIsDir(local.get())) {
       plat::rmDir(local.get(), true);
-    else
+    } else {
       plat::fileRemove(local.get());
+    }
   } catch (const plat::Exception& e) {
     vlog.info("Failed to delete %s - %s", path, e.message);
     error = e;

@@ -73,8 +73,9 @@ void LocalFileServer::downloadFile(TransferId id, const char* path, const char* 
   try {
     const plat::String local = root_.toLocalPath(path);
     file = getDirEntry(local.get(), nullptr);
-    if ((file.flags & Directory) != 0)
+    if ((file.flags & Directory) != 0) {
       throw plat::Exception("Path is a directory");
+    }
     auto stream = std::make_unique<rdr::FileInStream>(local.get());
     sender_.add(id, path, static_cast<std::uint64_t>(file.size), std::move(stream));
   } catch (const plat::Exception& e) {

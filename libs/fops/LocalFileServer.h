@@ -18,9 +18,8 @@ namespace fops {
 /// request's failure is part of its reply and never ends the session.
 ///
 /// Ownership: a member of the bridge to the channel; observes the callback and the writer, which must outlive it.
-/// Thread: the loop's; every operation runs inline. Lifecycle: destruction closes downloads, removes the temporary
-/// files
-///            of uploads, and sends nothing.
+/// Thread:    the loop's; every operation runs inline.
+/// Lifecycle: destruction closes downloads, removes the temporary files of uploads, and sends nothing.
 class LocalFileServer final : private SFopsProto::Callback, private plat::NonCopyable {
 public:
   /// Learns of the session. Implemented by SFopsMgrViaIpc.

@@ -34,8 +34,9 @@ LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir,
 
 LocalFileWriter::~LocalFileWriter() {
   out_.reset();
-  if (tempPath_.isNull())
+  if (tempPath_.isNull()) {
     return;
+  }
   try {
     vlog.debug("Removing %s", tempPath_.get());
   } catch (...) {

@@ -26,9 +26,8 @@ public:
   /// @param destDir local path of the directory.
   /// @param openArgs of which only the flags count: the file gets the permission bits of the entry's unixMode, as the
   ///        umask leaves them, from its first byte on.
-  /// @throws plat::SystemException "fileOpenFd(%s)" or "fileExists(%s)"; plat::Exception "Too many files with same
-  /// name".
-  ///         Nothing has been created then.
+  /// @throws plat::SystemException "fileOpenFd(%s)" or "fileExists(%s)", plat::Exception "Too many files with same
+  ///         name"; nothing has been created then.
   LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs);
   ~LocalFileWriter() override;
 

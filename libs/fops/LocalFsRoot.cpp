@@ -22,8 +22,9 @@ bool isAbsolute(const char* path) {
 
 // Byte by byte: this folds ASCII and leaves other characters as they are.
 void toUpper(plat::String& text) {
-  for (char* p = text.data(); p && *p; ++p)
+  for (char* p = text.data(); p && *p; ++p) {
     *p = static_cast<char>(std::toupper(static_cast<unsigned char>(*p)));
+  }
 }
 
 bool endsInSlash(const plat::String& text) {
@@ -41,29 +42,34 @@ LocalFsRoot::LocalFsRoot(const char* rootDir)
       rootDirSlash_(endsInSlash(rootDir_) ? rootDir_ : plat::String::format("%s/", rootDir_.orEmpty())),
       rootDirMatch_(rootDirSlash_) {
   PLAT_REQUIRE_AS(isAbsolute(rootDir), "isAbsolutePath(rootDir)", "libs/fops/LocalFsRoot", 30);
-  if (!fopsCaseSensitive.getValue())
+  if (!fopsCaseSensitive.getValue()) {
     toUpper(rootDirMatch_);
+  }
 }
 
 plat::String LocalFsRoot::toLocalPath(const char* client) const {
-  if (!client || !*client)
+  if (!client || !*client) {
     return rootDir_;
+  }
   return plat::String::format(endsInSlash(rootDir_) ? "%s%s" : "%s/%s", rootDir_.get(), client);
 }
 
 bool LocalFsRoot::isInside(const char* local) const {
-  if (!isAbsolute(local))
+  if (!isAbsolute(local)) {
     return false;
+  }
   plat::String folded(local);
-  if (!fopsCaseSensitive.getValue())
+  if (!fopsCaseSensitive.getValue()) {
     toUpper(folded);
+  }
   return folded.view().starts_with(rootDirMatch_.view());
 }
 
 plat::String LocalFsRoot::toClientPath(const char* local, bool strict) const {
   if (!isInside(local)) {
-    if (strict)
+    if (strict) {
       throw BadPath("Path is not absolute or not within root dir");
+    }
     return plat::String("");
   }
   const char* tail = local + rootDirSlash_.length();

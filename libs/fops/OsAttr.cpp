@@ -32,8 +32,9 @@ OsAttr::OsAttr(OsAttr&& other) noexcept
 }
 
 OsAttr& OsAttr::operator=(const OsAttr& other) {
-  if (this != &other)
+  if (this != &other) {
     *this = OsAttr(other);
+  }
   return *this;
 }
 

@@ -13,8 +13,9 @@ SFopsMgrViaIpc::Registration::Registration(SFopsMgrViaIpc& owner, io::MsgIpc& ip
 
 SFopsMgrViaIpc::Registration::~Registration() {
   // Null if the channel has gone first.
-  if (owner_.msgIpc)
+  if (owner_.msgIpc) {
     owner_.msgIpc->removeReader(&owner_);
+  }
 }
 
 SFopsMgrViaIpc::SFopsMgrViaIpc(io::MsgIpc& ipc) : registration(*this, ipc), server(*this, *this) {}

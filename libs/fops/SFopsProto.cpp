@@ -17,9 +17,6 @@ namespace {
 
 plat::LogSrc log("SFopsProto");
 
-constexpr int MinVersion = 3;
-constexpr int MaxVersion = 4;
-
 // Runs the checks of a request's paths and nothing else: what the file service raises later is not caught.
 // @return the refusal, empty if the paths may be used
 template <class Check>
@@ -91,15 +88,19 @@ bool SFopsProto::run(rdr::InStream& input) {
 bool SFopsProto::readMsgType() {
   readType();
   const std::string_view type = msgType.orEmpty();
-  if (type == "ClientInit")
+  if (type == "ClientInit") {
     return setHandler(&SFopsProto::handleClientInit);
-  if (version < MinVersion)
+  }
+  if (version < MinVersion) {
     throw plat::ProtocolError("The fops server is not initialised");
-  if (dispatch())
+  }
+  if (dispatch()) {
     return true;
+  }
   for (const Request& request : requests) {
-    if (type == request.type)
+    if (type == request.type) {
       return setHandler(request.handler);
+    }
   }
   return ignoreMsg(log);
 }
@@ -112,8 +113,9 @@ plat::String SFopsProto::readClientData() {
 
 bool SFopsProto::handleClientInit() {
   const int clientVersion = in->readU8();
-  if (clientVersion < MinVersion)
+  if (clientVersion < MinVersion) {
     throw plat::ProtocolError(plat::Formatted, "Invalid fops client version: %d", clientVersion);
+  }
   version = std::min(clientVersion, MaxVersion);
   log.info("Session started, fops version %d client version %d", version, clientVersion);
   server().sessionChanged(true);
@@ -172,20 +174,22 @@ bool SFopsProto::handleCreateFolder() {
     checkDirPath(directory.get());
     checkPathElement(name.get(), 0);
   });
-  if (refused.isEmpty())
+  if (refused.isEmpty()) {
     server().getDirActions().createFolder(directory.get(), name.get());
-  else
+  } else {
     createFolderResult(joinPath(directory.get(), name.get()).get(), refused);
+  }
   return setState(nullptr);
 }
 
 bool SFopsProto::handleDeleteFileOrFolder() {
   const plat::String path = readPath();
   const plat::Exception refused = refusal([&] { checkPath(path.get()); });
-  if (refused.isEmpty())
+  if (refused.isEmpty()) {
     server().getDirActions().deleteFileOrFolder(path.get());
-  else
+  } else {
     deleteFileOrFolderResult(path.get(), refused);
+  }
   return setState(nullptr);
 }
 
@@ -196,10 +200,11 @@ bool SFopsProto::handleRenameFileOrFolder() {
     checkPath(from.get());
     checkPath(to.get());
   });
-  if (refused.isEmpty())
+  if (refused.isEmpty()) {
     server().getDirActions().renameFileOrFolder(from.get(), to.get());
-  else
+  } else {
     renameFileOrFolderResult(from.get(), to.get(), refused);
+  }
   return setState(nullptr);
 }
 
@@ -209,8 +214,9 @@ bool SFopsProto::handleUploadFile() {
   const TransferId id = readId();
   DirEntry file;
   readDirEntry(file, *in, false);
-  if (version == 3)
+  if (version == 3) {
     readPath();  // of no use to anybody
+  }
   const plat::String destination = readPath();
   log.info("Upload file id=%s %s to %s", TransferIdText(id).get(), file.name.get(), destination.get());
   const plat::Exception refused = refusal([&] { checkDirPath(destination.get()); });
@@ -246,10 +252,11 @@ bool SFopsProto::handleDownloadFile() {
   const plat::String clientData = readClientData();
   log.info("Download file id=%s %s", TransferIdText(id).get(), path.get());
   const plat::Exception refused = refusal([&] { checkPath(path.get()); });
-  if (refused.isEmpty())
+  if (refused.isEmpty()) {
     server().downloadFile(id, path.get(), clientData.get());
-  else
+  } else {
     downloadFileResult(id, DirEntry(), path.get(), clientData.get(), refused);
+  }
   return setState(nullptr);
 }
 
@@ -259,10 +266,11 @@ bool SFopsProto::handleDownloadFolder() {
   const plat::String clientData = readClientData();
   log.info("Download dir id=%s %s", TransferIdText(id).get(), path.get());
   const plat::Exception refused = refusal([&] { checkPath(path.get()); });
-  if (refused.isEmpty())
+  if (refused.isEmpty()) {
     server().downloadFolder(id, path.get(), clientData.get());
-  else
+  } else {
     downloadFolderResult(id, DirEntry(), clientData.get(), refused);
+  }
   return setState(nullptr);
 }
 
@@ -272,10 +280,11 @@ bool SFopsProto::handleReqEntries() {
   const plat::String clientData = readClientData();
   log.debug("Request directory entries id=%s: %s", TransferIdText(id).get(), path.get());
   const plat::Exception refused = refusal([&] { checkPath(path.get()); });
-  if (refused.isEmpty())
+  if (refused.isEmpty()) {
     server().reqEntries(id, path.get(), clientData.get());
-  else
+  } else {
     reqEntriesResult(id, {}, path.get(), clientData.get(), refused);
+  }
   return setState(nullptr);
 }
 
@@ -283,8 +292,9 @@ bool SFopsProto::handleReqEntries() {
 
 void SFopsProto::uploadFolderResult(TransferId id, const char* path, const char* clientData, const DirEntry& folder,
                                     const plat::Exception& error) {
-  if (log.enabled(plat::LogDebug))
+  if (log.enabled(plat::LogDebug)) {
     log.debug("Upload dir result id=%s %s: %s", TransferIdText(id).get(), path, StatusText(error).get());
+  }
   rdr::OutStream& out = startMsg("UploadFolderResult");
   writeId(out, id);
   if (version == 3) {
@@ -320,11 +330,13 @@ void SFopsProto::downloadFolderResult(TransferId id, const DirEntry& folder, con
   }
   rdr::OutStream& out = startMsg("DownloadFolderResult");
   writeId(out, id);
-  if (version == 3)
+  if (version == 3) {
     out.writeU64(static_cast<std::uint64_t>(folder.size));
+  }
   writeDirEntry(folder, out);
-  if (version == 3)
+  if (version == 3) {
     out.writeString(clientData);
+  }
   writeResult(out, error);
   endMsg();
 }

@@ -12,7 +12,7 @@ namespace fops {
 
 /// Learns how transfers get on. Implemented by programs that show progress or count results; the helper itself passes
 /// none. FileSender and FileReceiver observe it and call it on the loop's thread, from inside the transfer operation
-/// that it reports.
+/// that it reports. It may begin and end other transfers from there, but not destroy its caller.
 class TransferObserver {
 public:
   /// @param position bytes of the file passed on so far.

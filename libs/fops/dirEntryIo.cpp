@@ -34,23 +34,27 @@ bool isPlainText(const std::uint8_t* text, std::size_t length) {
 bool readOsAttrInPlace(OsAttrs& attrs, rdr::InStream& in) {
   const std::uint8_t* const record = in.getPtr();
   const auto available = static_cast<std::size_t>(in.nUnread());
-  if (available < 1)
+  if (available < 1) {
     return false;
+  }
   const std::size_t nameEnd = 1 + record[0];
-  if (available < nameEnd + 2 || !isPlainText(record + 1, record[0]))
+  if (available < nameEnd + 2 || !isPlainText(record + 1, record[0])) {
     return false;
+  }
   const std::size_t valueLength = static_cast<std::size_t>(record[nameEnd]) << 8 | record[nameEnd + 1];
   const std::uint8_t* const value = record + nameEnd + 2;
-  if (available < nameEnd + 2 + valueLength)
+  if (available < nameEnd + 2 + valueLength) {
     return false;
+  }
   attrs.push_back(OsAttr({reinterpret_cast<const char*>(record + 1), record[0]}, {value, valueLength}));
   in.setPtr(value + valueLength);
   return true;
 }
 
 void readOsAttr(OsAttrs& attrs, rdr::InStream& in) {
-  if (readOsAttrInPlace(attrs, in))
+  if (readOsAttrInPlace(attrs, in)) {
     return;
+  }
   const plat::String name = in.readShortString(true);
   const std::uint16_t valueLength = in.readU16();
   std::vector<std::uint8_t> scratch(valueLength);
@@ -70,14 +74,16 @@ void writeDirEntry(const DirEntry& entry, rdr::OutStream& out) {
   const OsAttrs& osAttrs = entry.osAttrs;
   PLAT_REQUIRE_AS(osAttrs.size() < 256, "osAttrs.size() < 256", RecordSource, __LINE__);
   out.writeU8(static_cast<std::uint8_t>(osAttrs.size()));
-  for (const OsAttr& attr : osAttrs)
+  for (const OsAttr& attr : osAttrs) {
     writeOsAttr(attr, out);
+  }
 }
 
 void writeDirEntries(const std::vector<DirEntry>& list, rdr::OutStream& out) {
   out.writeU32(static_cast<std::uint32_t>(list.size()));
-  for (const DirEntry& entry : list)
+  for (const DirEntry& entry : list) {
     writeDirEntry(entry, out);
+  }
 }
 
 void readDirEntry(DirEntry& entry, rdr::InStream& in, bool allowEmptyName) {
@@ -88,12 +94,14 @@ void readDirEntry(DirEntry& entry, rdr::InStream& in, bool allowEmptyName) {
   entry.accessTime = static_cast<plat::FileTime>(in.readU64());
   entry.modifyTime = static_cast<plat::FileTime>(in.readU64());
   entry.flags = in.readU32();
-  for (int left = in.readU8(); left > 0; --left)
+  for (int left = in.readU8(); left > 0; --left) {
     readOsAttr(entry.osAttrs, in);
-  if (allowEmptyName && entry.name.empty())
+  }
+  if (allowEmptyName && entry.name.empty()) {
     entry.name = nullptr;
-  else
+  } else {
     checkPathElement(entry.name.get(), 0);
+  }
 }
 
 void readDirEntries(std::vector<DirEntry>& list, rdr::InStream& in, std::int32_t& cursor) {

@@ -22,8 +22,9 @@ void mergeSort(std::vector<Item>& items, Compare&& compare) {
       std::size_t right = middle;
       std::size_t out = low;
       if (right < high && compare(items[middle - 1], items[middle]) > 0) {
-        while (left < middle && right < high)
+        while (left < middle && right < high) {
           other[out++] = compare(items[left], items[right]) <= 0 ? items[left++] : items[right++];
+        }
       }
       std::copy(items.begin() + static_cast<std::ptrdiff_t>(left), items.begin() + static_cast<std::ptrdiff_t>(middle),
                 other.begin() + static_cast<std::ptrdiff_t>(out));

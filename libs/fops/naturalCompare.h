@@ -16,6 +16,9 @@ int naturalCompare(const char* a, const char* b);
 /// the locale's codeset is not UTF-8, the texts are reduced to one byte per character first.
 int collate(const char* x, const char* y);
 
+/// Whether the codeset of the thread's locale is UTF-8, so that collate() takes texts as they are.
+bool collatesUtf8();
+
 /// Finds the first run of decimal digits in `text`, up to its terminator.
 /// @return the run's first digit, or null if there is none; `digitsEnd` is then untouched.
 const char* findNumber(const char* text, const char*& digitsEnd) noexcept;

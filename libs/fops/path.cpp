@@ -12,29 +12,36 @@ namespace {
 
 // The tests that every name has to pass, in the order in which their reasons are reported.
 void checkName(const char* name, bool refuseBackslash) {
-  if (!plat::isValidUtf8(name))
+  if (!plat::isValidUtf8(name)) {
     throw BadPath("Invalid path: bad UTF-8");
-  if (std::strchr(name, '/'))
+  }
+  if (std::strchr(name, '/')) {
     throw BadPath("Invalid path: element contains /");
-  if (refuseBackslash && std::strchr(name, '\\'))
+  }
+  if (refuseBackslash && std::strchr(name, '\\')) {
     throw BadPath("Invalid path: element contains \\");
-  if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
+  }
+  if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) {
     throw BadPath("Invalid path: . or ..");
+  }
 }
 
 void checkRelative(const char* path) {
-  if (!path)
+  if (!path) {
     throw BadPath("Invalid path: null");
-  if (path[0] == '/')
+  }
+  if (path[0] == '/') {
     throw BadPath("Invalid path: starts with /");
+  }
 }
 
 }  // namespace
 
 void checkPathElement(const char* element, unsigned flags) {
   if (!element || !*element) {
-    if (flags & AllowEmptyElement)
+    if (flags & AllowEmptyElement) {
       return;
+    }
     throw BadPath("Invalid path: empty");
   }
   checkName(element, flags & RefuseBackslash);
@@ -43,8 +50,9 @@ void checkPathElement(const char* element, unsigned flags) {
 void checkPath(const char* path) {
   checkRelative(path);
   plat::String scratch(path);
-  for (char* cursor = scratch.data(); cursor;)
+  for (char* cursor = scratch.data(); cursor;) {
     checkPathElement(plat::strToken(cursor, '/', false), 0);
+  }
 }
 
 void checkDirPath(const char* path) {
@@ -52,8 +60,9 @@ void checkDirPath(const char* path) {
   plat::String scratch(path);
   for (char* cursor = scratch.data(); cursor;) {
     const char* element = plat::strToken(cursor, '/', false);
-    if (*element)
+    if (*element) {
       checkName(element, false);
+    }
   }
 }
 

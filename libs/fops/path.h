@@ -15,8 +15,9 @@ enum PathElementFlags : unsigned { RefuseBackslash = 1, AllowEmptyElement = 2 };
 /// FATAL if `f` is null or either begins with a slash: check what comes from the peer first.
 inline plat::String joinPath(const char* d, const char* f) {
   PLAT_ASSERT_AS(f && f[0] != '/', "f && f[0] != '/'", "libs/fops/path", 34);
-  if (!d || !*d)
+  if (!d || !*d) {
     return plat::String(f);
+  }
   PLAT_ASSERT_AS(d[0] != '/', "d[0] != '/'", "libs/fops/path", 36);
   return plat::String::format("%s/%s", d, f);
 }

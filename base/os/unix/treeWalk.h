@@ -28,8 +28,8 @@ protected:
 /// Walks the tree from the folder `top` down. It keeps no descriptor open and no stack frame per level, only the names
 /// of the folders still to be entered, so that the depth is limited by the length of paths alone. Each folder found is
 /// entered once, so the walk ends whatever the visitor leaves undone. To sum up per folder, keep a stack in the
-/// visitor: push in enterFolder, add in element, pop in leaveFolder. What the visitor throws ends the walk. @throws
-/// plat::AssertionFail "dirLen > 0" for an empty path
+/// visitor: push in enterFolder, add in element, pop in leaveFolder. What the visitor throws ends the walk.
+/// @throws plat::AssertionFail "dirLen > 0" for an empty path
 void walkTree(const char* top, TreeVisitor& visitor);
 
 }  // namespace os

@@ -38,6 +38,7 @@ void LogDestIpc::setIpc(io::MsgIpc* ipc) {
   ipc_ = ipc;
   msgIpc = ipc;
   levelKnown_ = false;
+  kicked_ = false;
   if (ipc) {
     ipc->setReader(SetLogLevel, this);
   }
@@ -59,7 +60,8 @@ void LogDestIpc::log(int level, const char* source, const char* text) {
   } else {
     queue_.push_back({level, source, text});
   }
-  if (kicker_ && levelKnown_) {
+  if (kicker_ && levelKnown_ && !kicked_) {
+    kicked_ = true;
     kicker_->kick();
   }
 }
@@ -75,6 +77,7 @@ void LogDestIpc::flush() {
   int maxLevel = 0;
   {
     const Lock lock(mutex_);
+    kicked_ = false;
     target = channel();
     // Without a connection the lines wait for the next one. Writing them would only lose them, and each loss is a log
     // line of its own.

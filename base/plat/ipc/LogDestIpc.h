@@ -18,10 +18,9 @@ class Kicker;
 /// The log destination "ipc": carries log lines over the message channel to the parent, which says through
 /// "setLogLevel" how much it wants.
 ///
-/// Purpose:   lines queue under a mutex, from any thread, and go out on the event loop's thread after a kick. No caller
-/// of
-///            a log entry point ever touches the channel, so a line that is logged while lines are being sent waits for
-///            the next kick.
+/// Purpose:   lines queue under a mutex, from any thread, and go out on the event loop's thread after a kick. No log
+///            entry point ever touches the channel, so a line that is logged while lines are being sent waits for the
+///            next kick.
 /// Ownership: one instance for the process; observes the channel, which must be taken away before it dies.
 /// Thread:    log() from any thread; everything else on the event loop's thread.
 /// Lifecycle: made on first use, lives until exit. setIpc() starts the queueing, the parent's first "setLogLevel" the
@@ -63,6 +62,7 @@ private:
   std::vector<StoredMessage> queue_;
   io::MsgIpc* ipc_ = nullptr;
   bool levelKnown_ = false;  // the parent has set a level on this channel
+  bool kicked_ = false;      // a flush is on its way that will find all that is queued
   String prefix_;
   std::unique_ptr<Kicker> kicker_;
 };

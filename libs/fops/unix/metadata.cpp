@@ -25,8 +25,9 @@ std::uint32_t subdirFlags(const char* path) {
   try {
     os::DirEnum elements(path);
     while (elements.next()) {
-      if (StatResult(elements).isDir())
+      if (StatResult(elements).isDir()) {
         return HasSubdirs;
+      }
     }
     return 0;
   } catch (const plat::Exception&) {
@@ -35,24 +36,30 @@ std::uint32_t subdirFlags(const char* path) {
 }
 
 void fillEntry(DirEntry& entry, const char* path, const StatResult& found) {
-  if (found.error != 0)
+  if (found.error != 0) {
     throw plat::SystemExceptionFmt("stat(%s)", found.error, path);
+  }
   const struct stat& st = found.st;
-  if (!S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode))
+  if (!S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode)) {
     throw SpecialFileException("%s is a special file", path);
-  if (S_ISDIR(st.st_mode))
+  }
+  if (S_ISDIR(st.st_mode)) {
     entry.flags |= Directory;
-  if (std::strrchr(path, '/')[1] == '.')
+  }
+  if (std::strrchr(path, '/')[1] == '.') {
     entry.flags |= Hidden;
-  if ((st.st_mode & S_IWUSR) == 0)
+  }
+  if ((st.st_mode & S_IWUSR) == 0) {
     entry.flags |= ReadOnly;
+  }
   entry.size = st.st_size;
   entry.createTime = plat::fileTimeFromUnix(st.st_ctime);
   entry.accessTime = plat::fileTimeFromUnix(st.st_atime);
   entry.modifyTime = plat::fileTimeFromUnix(st.st_mtime);
   setUnixMode(entry, static_cast<std::uint16_t>(st.st_mode));
-  if (S_ISDIR(st.st_mode))
+  if (S_ISDIR(st.st_mode)) {
     entry.flags |= subdirFlags(path);
+  }
 }
 
 void requireAbsolute(const char* path) {
@@ -78,8 +85,9 @@ std::vector<DirEntry> scanDir(const char* local, bool includeDirs, bool includeF
   while (const char* name = elements.next()) {
     // One stat serves for the kind of the element and for its entry.
     const StatResult found(elements);
-    if (!(found.isDir() ? includeDirs : includeFiles))
+    if (!(found.isDir() ? includeDirs : includeFiles)) {
       continue;
+    }
     try {
       DirEntry entry(name, 0);
       requireAbsolute(elements.path());
@@ -88,8 +96,9 @@ std::vector<DirEntry> scanDir(const char* local, bool includeDirs, bool includeF
     } catch (const SpecialFileException&) {
       // Pipes, sockets and devices are simply absent.
     } catch (const plat::Exception& error) {
-      if (metadataLog.enabled(plat::LogDebug))
+      if (metadataLog.enabled(plat::LogDebug)) {
         metadataLog.debug("Error for '%s': %s", elements.path(), plat::ExceptionText(error).get());
+      }
     }
   }
   return list;
@@ -98,8 +107,9 @@ std::vector<DirEntry> scanDir(const char* local, bool includeDirs, bool includeF
 void releaseList(std::vector<DirEntry>& list) noexcept {
   const bool big = list.capacity() >= BigListEntries;
   std::vector<DirEntry>().swap(list);
-  if (big)
+  if (big) {
     ::malloc_trim(0);
+  }
 }
 
 }  // namespace fops

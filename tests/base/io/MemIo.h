@@ -77,19 +77,6 @@ private:
   io::IoHandler* handler_ = nullptr;
 };
 
-/// A message in frames of at most `maxPayload` bytes, as it stands on the link.
-inline std::string frames(std::string_view payload, std::size_t maxPayload = 32766) {
-  std::string bytes;
-  do {
-    const std::string_view piece = payload.substr(0, maxPayload);
-    payload.remove_prefix(piece.size());
-    bytes += static_cast<char>((payload.empty() ? 0x80 : 0) | piece.size() >> 8);
-    bytes += static_cast<char>(piece.size() & 0xff);
-    bytes += piece;
-  } while (!payload.empty());
-  return bytes;
-}
-
 /// A named message: its length byte, the name (255 bytes at most) and the body, in frames.
 inline std::string namedMsg(std::string_view name, std::string_view body, std::size_t maxPayload = 32766) {
   return frames(std::string(1, static_cast<char>(name.size())).append(name).append(body), maxPayload);

@@ -34,14 +34,10 @@ TEST(SplitHostPort, takesEndpointsApart) {
     const char* host;
     int port;
   } cases[] = {
-      {"host", "host", 1000},         {"host:", "host", 1000},
-      {"host::", "host", 1000},       {"host:0", "host", 1000},
-      {"host:1", "host", 1001},       {"host:99", "host", 1099},
-      {"host:100", "host", 100},      {"host::1", "host", 1},
-      {"host::65535", "host", 65535}, {":5", "localhost", 1005},
-      {"::5", "localhost", 5},        {"", "localhost", 1000},
-      {"[::1]", "[::1]", 1000},       {"[::1]::1000", "[::1]", 1000},
-      {"[::1]:5", "[::1]", 1005},     {"[fe80::1%eth0]:5", "[fe80::1%eth0]", 1005},
+      {"host", "host", 1000},   {"host:", "host", 1000},        {"host::", "host", 1000},
+      {"host:0", "host", 1000}, {"host:99", "host", 1099},      {"host:100", "host", 100},
+      {"host::1", "host", 1},   {"host::65535", "host", 65535}, {":5", "localhost", 1005},
+      {"", "localhost", 1000},  {"[::1]", "[::1]", 1000},       {"[fe80::1%eth0]::5", "[fe80::1%eth0]", 5},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
@@ -58,53 +54,45 @@ TEST(SplitHostPort, refusesWhatIsNone) {
     const char* text;
     int defaultPort;
     const char* refusal;
+    bool hasPort = true;
   } cases[] = {
       {"", -1, Empty},
-      {"[]", BasePort, Empty},
       {"[]:5", BasePort, Empty},
       {"[::1", BasePort, Bracket},
       {"[::1]x", BasePort, General},
       {"[a[b]", BasePort, General},
       {"a]b:5", BasePort, General},
-      {"a[b", BasePort, General},
       {"host", -1, BadPort},
       {"host:", -1, BadPort},
       {"host::0", BasePort, BadPort},
-      {"host::65536", BasePort, BadPort},
       {"host:65536", BasePort, BadPort},
-      {"host", 0, BadPort},
       {"host", 65536, BadPort},
-      {"host:x", BasePort, BadPort},
       {"host:5x", BasePort, BadPort},
       {"host:-5", BasePort, BadPort},
-      {"host::+5", BasePort, BadPort},
       {"host:::5", BasePort, BadPort},
-      {"host: 5", BasePort, BadPort},
       {"host::99999999999999999999", BasePort, BadPort},
+      {"host:5", BasePort, BadPort, false},
+      {"", -1, Empty, false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
     plat::String host;
     int port = 77;
-    EXPECT_EQ(refusal([&] { splitHostPort(c.text, host, &port, c.defaultPort, PortRange); }), c.refusal);
+    EXPECT_EQ(refusal([&] { splitHostPort(c.text, host, c.hasPort ? &port : nullptr, c.defaultPort, PortRange); }),
+              c.refusal);
     EXPECT_EQ(port, 77);
   }
-}
-
-TEST(SplitHostPort, withoutARoomForThePortTheTextMayNameNone) {
   plat::String host;
-  for (const char* text : {"host", "host:", "host::"}) {
-    EXPECT_NO_THROW(splitHostPort(text, host, nullptr, -1, 0));
-    EXPECT_STREQ(host.get(), "host");
-  }
-  for (const char* text : {"host:5", "host::5", "host:x"}) {
-    EXPECT_EQ(refusal([&] { splitHostPort(text, host, nullptr, BasePort, PortRange); }), BadPort);
-  }
-  EXPECT_EQ(refusal([&] { splitHostPort("", host, nullptr, -1, 0); }), Empty);
+  splitHostPort("host:", host, nullptr, -1, 0);
+  EXPECT_STREQ(host.get(), "host");
 }
 
-TEST(FormatEndpoint, isUndoneBySplitHostPort) {
-  for (const char* host : {"host", "[::1]", "127.0.0.1"}) {
+TEST(FormatEndpoint, isTheShortestFormAndUndoneBySplitHostPort) {
+  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 100).get(), "host:5");
+  EXPECT_STREQ(formatEndpoint("host", 999, 1000, 100).get(), "host::999");
+  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 0).get(), "host:1005");
+  EXPECT_STREQ(formatEndpoint("fe80::1", 80, -1, -1).get(), "[fe80::1]::80");
+  for (const char* host : {"host", "[::1]"}) {
     for (const int range : {0, 1, PortRange}) {
       for (const int port : {1, 99, 100, 999, 1000, 1001, 1099, 1100, 65535}) {
         const plat::String text = formatEndpoint(host, port, BasePort, range);
@@ -119,24 +107,10 @@ TEST(FormatEndpoint, isUndoneBySplitHostPort) {
   }
 }
 
-TEST(FormatEndpoint, choosesTheShortestForm) {
-  EXPECT_STREQ(formatEndpoint("host", 1000, 1000, 100).get(), "host");
-  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 100).get(), "host:5");
-  EXPECT_STREQ(formatEndpoint("host", 1100, 1000, 100).get(), "host::1100");
-  EXPECT_STREQ(formatEndpoint("host", 999, 1000, 100).get(), "host::999");
-  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 0).get(), "host:1005");
-  EXPECT_STREQ(formatEndpoint("fe80::1", 80, -1, -1).get(), "[fe80::1]::80");
-  EXPECT_STREQ(formatEndpoint("host", -1, -1, -1).get(), "host");
-}
-
-TEST(HostBrackets, comeAndGo) {
-  EXPECT_STREQ(bracketHost("::1").get(), "[::1]");
-  EXPECT_STREQ(bracketHost("[::1]").get(), "[::1]");
-  EXPECT_STREQ(bracketHost("host").get(), "host");
+TEST(HostBrackets, goAway) {
   EXPECT_STREQ(stripBrackets("[::1]").get(), "::1");
   EXPECT_STREQ(stripBrackets("host").get(), "host");
-  EXPECT_STREQ(stripBrackets("[]").get(), "");
-  for (const char* text : {"[", "[::1", "[::1]x"}) {
+  for (const char* text : {"[", "[::1]x"}) {
     EXPECT_EQ(refusal([&] { stripBrackets(text); }), Bracket);
   }
 }
@@ -145,12 +119,8 @@ TEST(EscapeEndpoint, escapesAllButAFewAndIsUndone) {
   const char* const kept = "azAZ09!$&'()*+,-.;=_~ \xC3\xA9";
   EXPECT_STREQ(escapeEndpoint(kept).get(), kept);
   EXPECT_STREQ(escapeEndpoint("%/:[]\"\x01\x7F@").get(), "%25%2F%3A%5B%5D%22%01%7F%40");
-  EXPECT_STREQ(unescapeEndpoint("%25%2f%3A%5B", false).get(), "%/:[");
-  EXPECT_STREQ(unescapeEndpoint("a+b", false).get(), "a+b");
-  EXPECT_STREQ(unescapeEndpoint("a+b%2B", true).get(), "a b+");
-  EXPECT_STREQ(unescapeEndpoint("a%C3%A9%FFb", false).get(),
-               "a\xC3\xA9\xEF\xBF\xBD"
-               "b");
+  EXPECT_STREQ(unescapeEndpoint("%25%2f+", false).get(), "%/+");
+  EXPECT_STREQ(unescapeEndpoint("a+%2B%FF", true).get(), "a +\xEF\xBF\xBD");
   for (const char* text : {"%", "a%4", "%4g", "%%20", "% 4"}) {
     EXPECT_EQ(refusal([&] { unescapeEndpoint(text, false); }), BadEscape);
   }

@@ -1,8 +1,5 @@
 #include <csignal>
-#include <cstdlib>
 #include <functional>
-#include <memory>
-#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,31 +11,11 @@
 
 #include "base/io/FdHandler.h"
 #include "base/io/FdSelectManager.h"
-#include "base/plat/SystemException.h"
 #include "base/plat/Timer.h"
 #include "tests/base/io/FdPair.h"
+#include "tests/base/io/allocationCount.h"
 #include "tests/support/ManualClock.h"
-
-namespace {
-
-thread_local std::size_t allocations = 0;
-
-}  // namespace
-
-// For the promise that a turn does not allocate.
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* const memory = std::malloc(size != 0 ? size : 1)) {
-    return memory;
-  }
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
+#include "tests/support/thrown.h"
 
 namespace {
 
@@ -62,8 +39,8 @@ public:
       manager->setRegistered(*this, false);
     }
   }
-  void readable() override { note("read", onReadable); }
-  void writable() override { note("write", onWritable); }
+  void readable() override { note(" read", onReadable); }
+  void writable() override { note(" write", onWritable); }
   void managerGone() override { events_.push_back(name_ + " gone"); }
 
   std::function<void()> onReadable;
@@ -71,7 +48,7 @@ public:
 
 private:
   void note(const char* what, const std::function<void()>& action) {
-    events_.push_back(name_ + " " + what);
+    events_.push_back(name_ + what);
     if (action) {
       const std::function<void()> copy = action;  // the action may destroy this handler
       copy();
@@ -98,12 +75,11 @@ private:
 
 class FdManagerTest : public testing::Test {
 public:
-  TestHandler& add(std::optional<TestHandler>& handler, const char* name, bool read = false, bool write = false,
-                   int fd = -1) {
-    handler.emplace(name, events, fd);
-    manager.setRegistered(*handler, true);
-    manager.setInterest(*handler, read, write);
-    return *handler;
+  TestHandler& add(int slot, bool read = false, bool write = false, int fd = -1) {
+    TestHandler& handler = slots[slot].emplace(std::string(1, static_cast<char>('a' + slot)), events, fd);
+    manager.setRegistered(handler, true);
+    manager.setInterest(handler, read, write);
+    return handler;
   }
   Events turn(int timeoutMs = 0) {
     events.clear();
@@ -114,88 +90,86 @@ public:
   FdSelectManager manager;
   Events events;
   FdPair pair;
-  // In one array, so that the order of addresses is known: `slots[2]` goes before `slots[0]`.
-  std::optional<TestHandler> slots[3];
+  std::optional<TestHandler> slots[2];  // "a" and "b", which is at the higher address and so goes first
 };
 
 TEST_F(FdManagerTest, timersThenReadsThenWritesEachFromTheHighestAddress) {
   FdPair other;
   pair.send("x");
   other.send("x");
-  add(slots[0], "a", true, true, pair.near());
-  add(slots[1], "b", true, true, other.near());
+  add(0, true, true, pair.near());
+  add(1, true, true, other.near());
   TestTimer timer([this] { events.push_back("timer"); });
   timer.start(0);
   EXPECT_THAT(turn(), ElementsAre("timer", "b read", "a read", "b write", "a write"));
   EXPECT_THAT(turn(), ElementsAre("b read", "a read", "b write", "a write")) << "readiness is told until it is gone";
+  slots[1].reset();
+  EXPECT_THAT(turn(), ElementsAre("a read", "a write"));
+  slots[0].reset();
+  EXPECT_FALSE(manager.processEvents(0)) << "unregistered, a handler is forgotten with its interests";
 }
 
 TEST_F(FdManagerTest, whatIsMarkedForALaterKindRunsInTheSameTurn) {
-  TestHandler& a = add(slots[0], "a");
-  TestHandler& b = add(slots[1], "b");
+  TestHandler& a = add(0);
+  TestHandler& b = add(1);
   TestTimer timer([&] { manager.setPendingRead(a); });
-  a.onReadable = [&] {
-    manager.setPendingWrite(b);
-    manager.setPendingRead(b);
-  };
+  a.onReadable = [&] { manager.setPendingWrite(b); };
   timer.start(0);
   EXPECT_THAT(turn(), ElementsAre("a read", "b write"));
+  EXPECT_FALSE(manager.processEvents(0)) << "nothing is left to wake up for";
+  a.onReadable = [&] { manager.setPendingRead(b); };
+  manager.setPendingRead(a);
+  EXPECT_THAT(turn(), ElementsAre("a read"));
   EXPECT_THAT(turn(60000), ElementsAre("b read")) << "the same kind waits for the next turn, which comes at once";
-  EXPECT_FALSE(manager.processEvents(0)) << "and nothing is left to wake up for";
+}
+
+TEST_F(FdManagerTest, anExceptionDropsTheRestOfItsRoundForGood) {
+  add(0);
+  add(1).onReadable = [] { throw plat::Exception("no"); };
+  manager.setPendingRead(*slots[0]);
+  manager.setPendingRead(*slots[1]);
+  EXPECT_EQ(test::messageFrom([this] { turn(); }), "no");
+  EXPECT_THAT(turn(), IsEmpty());
+  EXPECT_THAT(turn(), IsEmpty());
 }
 
 TEST_F(FdManagerTest, callsThatAreDueCanBeTakenBackByTheCallBeforeThem) {
   struct Case {
     const char* name;
-    std::function<void(FdManagerTest&)> action;  // done in b's read; a's read and write, and b's write, are due
-    Events expected;
+    std::function<void(FdManagerTest&)> action;
+    Events inRead, inWrite;  // what is called, if it is done in b's readable() or in b's writable()
   };
+  const Events all = {"b read", "a read", "b write", "a write"};
   const Case cases[] = {
-      {"nothing", [](FdManagerTest&) {}, {"b read", "a read", "b write", "a write"}},
-      {"a dies", [](FdManagerTest& t) { t.slots[0].reset(); }, {"b read", "b write"}},
-      {"b dies in its own call", [](FdManagerTest& t) { t.slots[1].reset(); }, {"b read", "a read", "a write"}},
+      {"nothing", [](FdManagerTest&) {}, all, all},
+      {"a dies", [](FdManagerTest& t) { t.slots[0].reset(); }, {"b read", "b write"}, {"b read", "a read", "b write"}},
+      {"b dies in its own call", [](FdManagerTest& t) { t.slots[1].reset(); }, {"b read", "a read", "a write"}, all},
       {"a wants no reads",
        [](FdManagerTest& t) { t.manager.setInterest(*t.slots[0], false, true); },
-       {"b read", "b write", "a write"}},
+       {"b read", "b write", "a write"},
+       all},
       {"a wants no writes",
        [](FdManagerTest& t) { t.manager.setInterest(*t.slots[0], true, false); },
+       {"b read", "a read", "b write"},
        {"b read", "a read", "b write"}},
       {"b's write is taken back",
        [](FdManagerTest& t) { t.manager.clearPendingWrite(*t.slots[1]); },
-       {"b read", "a read", "a write"}},
-      {"a is unregistered",
-       [](FdManagerTest& t) { t.manager.setRegistered(*t.slots[0], false); },
-       {"b read", "b write"}},
+       {"b read", "a read", "a write"},
+       all},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    add(slots[0], "a", true, true);
-    add(slots[1], "b", true, true);
-    for (int i : {0, 1}) {
-      manager.setPendingRead(*slots[i]);
-      manager.setPendingWrite(*slots[i]);
+    for (const bool inWrite : {false, true}) {
+      SCOPED_TRACE(testing::Message() << c.name << (inWrite ? " in write" : " in read"));
+      for (int i : {0, 1}) {
+        TestHandler& handler = add(i, true, true);
+        manager.setPendingRead(handler);
+        manager.setPendingWrite(handler);
+      }
+      (inWrite ? slots[1]->onWritable : slots[1]->onReadable) = [&] { c.action(*this); };
+      EXPECT_EQ(turn(), inWrite ? c.inWrite : c.inRead);
+      EXPECT_THAT(turn(), IsEmpty());
     }
-    slots[1]->onReadable = [&] { c.action(*this); };
-    EXPECT_EQ(turn(), c.expected);
-    EXPECT_THAT(turn(), IsEmpty());
   }
-}
-
-TEST_F(FdManagerTest, aHandlerThatIsUnregisteredWithItsInterestsIsForgotten) {
-  add(slots[0], "a", true, true, pair.near());
-  slots[0].reset();
-  pair.send("x");
-  EXPECT_THAT(turn(), IsEmpty());
-}
-
-TEST_F(FdManagerTest, handlersMayBeAddedFromACall) {
-  TestHandler& a = add(slots[0], "a", true, false, pair.near());
-  FdPair other;
-  other.send("x");
-  a.onReadable = [&] { add(slots[1], "b", true, false, other.near()); };
-  pair.send("x");
-  EXPECT_THAT(turn(), ElementsAre("a read"));
-  EXPECT_THAT(turn(), ElementsAre("b read", "a read"));
 }
 
 TEST_F(FdManagerTest, descriptorsFrom1024UpAreNotWatchedButTheirPendingCallsRun) {
@@ -206,7 +180,7 @@ TEST_F(FdManagerTest, descriptorsFrom1024UpAreNotWatchedButTheirPendingCallsRun)
   const int high = ::fcntl(pair.near(), F_DUPFD_CLOEXEC, 1024);
   ::setrlimit(RLIMIT_NOFILE, &limit);
   ASSERT_GE(high, 1024);
-  TestHandler& a = add(slots[0], "a", true, true, high);
+  TestHandler& a = add(0, true, true, high);
   pair.send("x");
   EXPECT_THAT(turn(), IsEmpty());
   manager.setPendingRead(a);
@@ -223,81 +197,76 @@ TEST_F(FdManagerTest, tellsAPlainTimeOutFromEverythingElse) {
   EXPECT_TRUE(manager.processEvents(1)) << "a tie goes to the timer";
   clock.advanceMs(1);
   EXPECT_TRUE(manager.processEvents(0)) << "a due timer";
-  add(slots[0], "a", true, false, pair.near());
+  add(0, true, false, pair.near());
   pair.send("x");
   EXPECT_TRUE(manager.processEvents(60000)) << "a descriptor";
 }
 
-TEST_F(FdManagerTest, severalWakesAreOneWakeUp) {
+TEST_F(FdManagerTest, severalWakesAreOneWakeUpOfTheNextWait) {
   manager.wake();
   manager.wake();
   EXPECT_TRUE(manager.processEvents(60000));
   EXPECT_FALSE(manager.processEvents(0));
-  TestHandler& a = add(slots[0], "a");
+
+  TestTimer timer([this] { manager.wake(); });
+  timer.start(0);
+  manager.wake();  // due in the same turn, behind the timer
+  manager.processEvents(60000);
+  EXPECT_TRUE(manager.processEvents(0)) << "asked for by a timer, it counts for the next wait";
+
+  TestHandler& a = add(0);
   a.onReadable = [this] { manager.wake(); };
   manager.setPendingRead(a);
   manager.processEvents(60000);
-  EXPECT_TRUE(manager.processEvents(60000)) << "asked for during a turn, it counts for the next wait";
+  EXPECT_TRUE(manager.processEvents(0)) << "and so it does if a handler asks";
 }
-
-volatile sig_atomic_t alarms = 0;
 
 TEST_F(FdManagerTest, aSignalEndsTheWaitAndTheTurnGoesOn) {
   static test::ManualClock* clock;
   test::ManualClock localClock;
   clock = &localClock;
   struct sigaction action = {}, before = {};
-  action.sa_handler = [](int) {
-    alarms = alarms + 1;
-    clock->advanceMs(3600000);
-  };
+  action.sa_handler = [](int) { clock->advanceMs(3600000); };
   ASSERT_EQ(::sigaction(SIGALRM, &action, &before), 0);
   TestTimer timer([this] { events.push_back("timer"); });
   timer.start(3600000);
+  add(0, true, false, pair.near());
   const itimerval soon = {{0, 10000}, {0, 10000}};  // again and again, lest the first comes before the wait
   ::setitimer(ITIMER_REAL, &soon, nullptr);
   EXPECT_TRUE(manager.processEvents(-1));
   const itimerval never = {};
   ::setitimer(ITIMER_REAL, &never, nullptr);
   ::sigaction(SIGALRM, &before, nullptr);
-  EXPECT_GE(alarms, 1);
-  EXPECT_THAT(events, ElementsAre("timer"));
+  EXPECT_THAT(events, ElementsAre("timer")) << "and not the descriptor, of which nothing is known";
 }
 
 TEST_F(FdManagerTest, aFailingSelectIsRaised) {
   const int fd = ::dup(pair.near());
-  add(slots[0], "a", true, false, fd);
+  add(0, true, false, fd);
   ::close(fd);
-  try {
-    manager.processEvents(0);
-    FAIL() << "waited on a closed descriptor";
-  } catch (const plat::SystemException& e) {
-    EXPECT_THAT(e.message, testing::StartsWith("select: "));
-    EXPECT_EQ(e.err, EBADF);
-  }
+  const plat::SystemException failure = test::failureFrom([this] { manager.processEvents(0); });
+  EXPECT_THAT(failure.message, testing::StartsWith("select: "));
+  EXPECT_EQ(failure.err, EBADF);
 }
 
 TEST_F(FdManagerTest, aTurnDoesNotAllocateOnceTheListsHaveTheirSize) {
-  add(slots[0], "a", true, true, pair.near());
-  add(slots[1], "b");
+  add(0, true, true, pair.near());
+  add(1);
   pair.send("x");
-  slots[0]->onReadable = [] {};
-  const auto mixedTurn = [&] {
+  events.reserve(100);
+  std::size_t before = 0;
+  for (int i = 0; i < 13; ++i) {
+    if (i == 3) {
+      before = test::allocationCount();
+      ASSERT_GT(before, 0u);
+    }
     manager.setPendingWrite(*slots[1]);
     manager.setInterest(*slots[0], true, false);
     manager.setInterest(*slots[0], true, true);
     manager.processEvents(0);
     events.clear();
-  };
-  events.reserve(100);
-  for (int i = 0; i < 3; ++i) {
-    mixedTurn();
   }
-  const std::size_t before = allocations;
-  for (int i = 0; i < 10; ++i) {
-    mixedTurn();
-  }
-  EXPECT_EQ(allocations, before);
+  EXPECT_EQ(test::allocationCount(), before);
 }
 
 TEST(FdManager, theLastOneMadeIsCurrentAndTellsItsHandlersOfItsEnd) {
@@ -319,13 +288,11 @@ TEST(FdManager, theLastOneMadeIsCurrentAndTellsItsHandlersOfItsEnd) {
 
 TEST_F(FdManagerTest, aChildCanCloseAllConnectionsButItsOwn) {
   FdPair other;
-  add(slots[0], "a", true, false, ::dup(pair.near()));
-  add(slots[1], "b", true, false, ::dup(other.near()));
-  add(slots[2], "c");
-  manager.closeAllExcept(slots[1]->fd());
-  EXPECT_EQ(::fcntl(slots[0]->fd(), F_GETFD), -1);
-  EXPECT_NE(::fcntl(slots[1]->fd(), F_GETFD), -1);
-  ::close(slots[1]->fd());
+  const TestHandler& closed = add(0, true, false, ::dup(pair.near()));
+  const TestHandler& kept = add(1, true, false, ::dup(other.near()));
+  manager.closeAllExcept(kept.fd());
+  EXPECT_EQ(::fcntl(closed.fd(), F_GETFD), -1);
+  EXPECT_EQ(::close(kept.fd()), 0);
 }
 
 }  // namespace

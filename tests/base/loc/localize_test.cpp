@@ -9,6 +9,7 @@
 #include "base/loc/LocaleSetter.h"
 #include "base/loc/OsLocale.h"
 #include "base/loc/translate.h"
+#include "base/plat/ConfigParameter.h"
 #include "base/plat/Configuration.h"
 
 namespace {

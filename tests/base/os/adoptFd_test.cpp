@@ -2,78 +2,49 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "base/io/FdIo.h"
+#include "base/io/IpInfo.h"
 #include "base/io/TcpIo.h"
-#include "base/os/unix/UnixIo.h"
 #include "base/plat/SystemException.h"
 
 namespace {
 
-TEST(AdoptFd, unixSocketWithoutAPath) {
-  int fds[2];
-  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  const std::unique_ptr<io::Io> io = os::adoptFd(fds[0]);
-  EXPECT_NE(dynamic_cast<os::UnixIo*>(io.get()), nullptr);
-  EXPECT_EQ(io->displayName(), "<unix-server-anon-uid-" + std::to_string(::geteuid()) + ">");
-  EXPECT_NE(::fcntl(fds[0], F_GETFD) & FD_CLOEXEC, 0);
-  EXPECT_NE(::fcntl(fds[0], F_GETFL) & O_NONBLOCK, 0);
-  ::close(fds[1]);
-}
-
-TEST(AdoptFd, tcpSocket) {
-  const int listener = ::socket(AF_INET6, SOCK_STREAM, 0);
-  if (listener < 0) {
-    GTEST_SKIP() << "no IPv6 here";
-  }
-  sockaddr_in6 address = {};
-  address.sin6_family = AF_INET6;
-  address.sin6_addr = in6addr_loopback;
-  socklen_t length = sizeof address;
-  if (::bind(listener, reinterpret_cast<sockaddr*>(&address), length) != 0) {
-    ::close(listener);
-    GTEST_SKIP() << "no IPv6 loopback here";
-  }
-  ASSERT_EQ(::listen(listener, 1), 0);
-  ASSERT_EQ(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
-  const int client = ::socket(AF_INET6, SOCK_STREAM, 0);
-  ASSERT_EQ(::connect(client, reinterpret_cast<sockaddr*>(&address), length), 0);
-  const std::unique_ptr<io::Io> io = os::adoptFd(client);
-  EXPECT_NE(dynamic_cast<io::TcpIo*>(io.get()), nullptr);
-  EXPECT_EQ(io->flags().count("secureTransport"), 1U);
-  ::close(listener);
-}
-
-TEST(AdoptFd, everythingElse) {
-  int fds[2];
-  ASSERT_EQ(::pipe(fds), 0);
+TEST(AdoptFd, makesAConnectionOfItsKind) {
+  int unixFds[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, unixFds), 0);
   int datagrams[2];
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_DGRAM, 0, datagrams), 0);
-  for (const int fd : {fds[0], fds[1], datagrams[0], datagrams[1]}) {
+  int pipe[2];
+  ASSERT_EQ(::pipe(pipe), 0);
+  for (const int fd : {unixFds[0], unixFds[1], pipe[0], pipe[1], datagrams[0], datagrams[1]}) {
     const std::unique_ptr<io::Io> io = os::adoptFd(fd);
-    EXPECT_EQ(io->displayName(), "<fd" + std::to_string(fd) + ">");
+    const bool isUnix = fd == unixFds[0] || fd == unixFds[1];
+    EXPECT_EQ(io->displayName(),
+              isUnix ? "<unix-server-anon-uid-" + std::to_string(::geteuid()) + ">" : "<fd" + std::to_string(fd) + ">");
+    EXPECT_EQ(io->flags().count("secureTransport"), isUnix ? 1U : 0U);
     EXPECT_NE(::fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
-    EXPECT_TRUE(io->flags().empty());
+    EXPECT_NE(::fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
   }
-  EXPECT_EQ(::fcntl(fds[0], F_GETFD), -1);  // the connection owned it
+  EXPECT_THROW(os::adoptFd(pipe[0]), plat::SystemException) << "the connection owned it";
 }
 
-TEST(AdoptFd, descriptorThatIsNotOpen) {
-  EXPECT_THROW(os::adoptFd(999), plat::SystemException);
-}
-
-TEST(AdoptFd, givesTheInputBufferTheWantedSize) {
-  int fds[2];
-  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  const std::unique_ptr<io::Io> io = os::adoptFd(fds[0], 65536);
+TEST(AdoptFd, tcpSocketGetsABufferOfTheWantedSize) {
+  const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+  ASSERT_EQ(::listen(listener, 1), 0);
+  const int client = ::socket(AF_INET, SOCK_STREAM, 0);
+  const io::IpInfo bound("127.0.0.1", io::IpInfo(listener, io::IpInfo::End::Local).port());
+  ASSERT_EQ(::connect(client, bound.address(), bound.addressLength()), 0);
+  const int peer = ::accept(listener, nullptr, nullptr);
+  const std::unique_ptr<io::Io> io = os::adoptFd(client, 65536);
+  EXPECT_NE(dynamic_cast<io::TcpIo*>(io.get()), nullptr);
   const std::string bytes(65536, 'x');
-  ASSERT_EQ(::write(fds[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  ASSERT_EQ(::write(peer, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
   EXPECT_TRUE(io->in()->check(true, 65536));
   EXPECT_EQ(io->in()->nUnread(), 65536);
-  ::close(fds[1]);
+  ::close(peer);
+  ::close(listener);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "base/os/unix/DirEnum.h"
 
+#include <cerrno>
 #include <set>
 #include <string>
 #include <vector>
@@ -11,9 +12,8 @@
 
 #include "base/os/unix/treeWalk.h"
 #include "base/plat/AssertionFail.h"
-#include "base/plat/StdlibException.h"
-#include "base/plat/file.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/thrown.h"
 
 namespace os {
 namespace {
@@ -41,12 +41,8 @@ TEST(DirEnum, givesEveryElementOnceWithItsFullPath) {
     EXPECT_EQ(found, expected);
     EXPECT_EQ(at.next(), nullptr) << "and stays at the end";
   }
-}
-
-TEST(DirEnum, isAtTheEndAtOnceInAnEmptyFolder) {
-  const test::TempDir dir;
-  DirEnum at(dir.path().c_str());
-  EXPECT_EQ(at.next(), nullptr);
+  dir.makeDir("empty");
+  EXPECT_EQ(DirEnum((dir / "empty").c_str()).next(), nullptr);
 }
 
 TEST(DirEnum, tellsTheTypeOfTheEntryItself) {
@@ -69,39 +65,22 @@ TEST(DirEnum, tellsTheTypeOfTheEntryItself) {
 TEST(DirEnum, refusesWhatItCannotOpen) {
   const test::TempDir dir;
   dir.write("file", "");
-  try {
-    DirEnum at((dir / "file").c_str());
-    FAIL();
-  } catch (const plat::StdlibException& e) {
-    EXPECT_THAT(e.message, StartsWith("opendir(" + (dir / "file") + "): "));
-    EXPECT_EQ(e.err, ENOTDIR);
-  }
+  const plat::SystemException failure = test::failureFrom([&] { DirEnum at((dir / "file").c_str()); });
+  EXPECT_THAT(failure.message, StartsWith("opendir(" + (dir / "file") + "): "));
+  EXPECT_EQ(failure.err, ENOTDIR);
   for (const char* empty : {"", static_cast<const char*>(nullptr)}) {
-    try {
-      DirEnum at(empty);
-      FAIL();
-    } catch (const plat::AssertionFail& e) {
-      EXPECT_THAT(e.message, StartsWith("Assertion 'dirLen > 0' failed at base/os/unix/DirEnum:"));
-    }
+    EXPECT_THAT(test::messageFrom<plat::AssertionFail>([&] { DirEnum at(empty); }),
+                StartsWith("Assertion 'dirLen > 0' failed at base/os/unix/DirEnum:"));
   }
 }
 
 TEST(DirEnum, aFailingReadIsAnException) {
   const test::TempDir dir;
-  dir.write("file", "");
   DirEnum at(dir.path().c_str());
   ::close(at.fd());
-  EXPECT_THROW(
-      {
-        try {
-          at.next();
-        } catch (const plat::SystemException& e) {
-          EXPECT_THAT(e.message, StartsWith("readdir: "));
-          EXPECT_EQ(e.err, EBADF);
-          throw;
-        }
-      },
-      plat::SystemException);
+  const plat::SystemException failure = test::failureFrom([&] { at.next(); });
+  EXPECT_THAT(failure.message, StartsWith("readdir: "));
+  EXPECT_EQ(failure.err, EBADF);
 }
 
 // Writes down what it is told; enters folders, and nothing through links.
@@ -131,12 +110,12 @@ TEST(TreeWalk, tellsAFolderWholeBeforeItEntersWhatIsInIt) {
   dir.link("a", "a/b/link");
   RecordingVisitor visitor(dir);
   walkTree((dir / "a").c_str(), visitor);
-  ASSERT_EQ(visitor.log.size(), 9u);
-  EXPECT_THAT(std::vector<std::string>(visitor.log.begin(), visitor.log.begin() + 3),
-              ElementsAre("enter /a", "element /a/b", "enter /a/b"));
-  EXPECT_THAT(std::vector<std::string>(visitor.log.begin() + 3, visitor.log.begin() + 5),
+  const auto& log = visitor.log;
+  ASSERT_EQ(log.size(), 9u);
+  EXPECT_THAT(std::vector(log.begin(), log.begin() + 3), ElementsAre("enter /a", "element /a/b", "enter /a/b"));
+  EXPECT_THAT(std::vector(log.begin() + 3, log.begin() + 5),
               testing::UnorderedElementsAre("element /a/b/c", "element /a/b/link"));
-  EXPECT_THAT(std::vector<std::string>(visitor.log.begin() + 5, visitor.log.end()),
+  EXPECT_THAT(std::vector(log.begin() + 5, log.end()),
               ElementsAre("enter /a/b/c", "leave /a/b/c", "leave /a/b", "leave /a"));
 }
 

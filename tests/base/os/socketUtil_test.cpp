@@ -2,7 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
-#include <functional>
+#include <cstdlib>
 #include <string>
 
 #include <fcntl.h>
@@ -11,16 +11,13 @@
 #include <netinet/in.h>
 #include <netinet/ip.h>
 #include <sys/resource.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "base/os/socketOptions.h"
-#include "base/plat/SystemException.h"
 #include "tests/base/plat/RecordingDest.h"
+#include "tests/support/thrown.h"
 
 namespace {
-
-using testing::StartsWith;
 
 /// Closes at the end; for the many descriptors of these tests.
 struct Fd {
@@ -32,15 +29,12 @@ struct Fd {
   int fd;
 };
 
-/// The message of what the call raises, up to the system's own words.
-std::string raisedBy(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const plat::SystemException& e) {
-    const std::string message = e.message;
-    return message.substr(0, message.find(':')) + " " + std::to_string(e.err);
-  }
-  return "";
+/// The operation that the call says has failed, and its errno.
+template <class Call>
+std::string raisedBy(const Call& call) {
+  const plat::SystemException failure = test::failureFrom(call);
+  const std::string message = failure.message;
+  return message.substr(0, message.find(':')) + " " + std::to_string(failure.err);
 }
 
 sockaddr_in loopback(in_port_t port = 0) {
@@ -69,64 +63,53 @@ int intOption(int fd, int level, int option) {
   return value;
 }
 
-/// In a process of its own, started afresh: the initialisation is done once.
-class SocketInitDeathTest : public testing::Test {
-protected:
-  void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-  void TearDown() override { GTEST_FLAG_SET(death_test_style, "fast"); }
-  static rlim_t softLimit() {
-    rlimit limit = {};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    return limit.rlim_cur;
-  }
-  static void setSoftLimit(rlim_t soft) {
-    rlimit limit = {};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = soft;
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
-  }
-  static void (*sigPipeAction())(int) {
-    struct sigaction action = {};
-    ::sigaction(SIGPIPE, nullptr, &action);
-    return action.sa_handler;
-  }
+rlim_t softLimit() {
+  rlimit limit = {};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  return limit.rlim_cur;
+}
+
+void setSoftLimit(rlim_t soft) {
+  rlimit limit = {};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = soft;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+sighandler_t sigPipeAction() {
+  struct sigaction action = {};
+  ::sigaction(SIGPIPE, nullptr, &action);
+  return action.sa_handler;
+}
+
+struct Surroundings {
+  rlim_t limit;
+  sighandler_t sigPipe;
 };
 
-void checkLimits(rlim_t found, rlim_t during, std::function<void(rlim_t)> set, std::function<rlim_t()> get) {
-  set(found);
+/// For a process of its own, started afresh: the initialisation is done once.
+[[noreturn]] void checkInit(const Surroundings& found, const Surroundings& during) {
+  setSoftLimit(found.limit);
+  ::signal(SIGPIPE, found.sigPipe);
   os::socketInit();
-  EXPECT_EQ(get(), during);
-  set(600);
+  EXPECT_EQ(softLimit(), during.limit);
+  EXPECT_EQ(sigPipeAction(), during.sigPipe);
+  setSoftLimit(600);
   os::socketInit();
-  EXPECT_EQ(get(), 600u) << "done once";
   os::socketRestoreForExec(false);
-  EXPECT_EQ(get(), 600u);
+  EXPECT_EQ(softLimit(), 600u) << "initialised once, and not asked to restore the limit";
+  EXPECT_EQ(sigPipeAction(), SIG_DFL);
   os::socketRestoreForExec(true);
-  EXPECT_EQ(get(), found);
+  EXPECT_EQ(softLimit(), found.limit);
   std::_Exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
-TEST_F(SocketInitDeathTest, aHigherDescriptorLimitComesDownTo1024AndBackForExec) {
-  EXPECT_EXIT(checkLimits(4096, 1024, setSoftLimit, softLimit), testing::ExitedWithCode(0), "");
-}
-
-TEST_F(SocketInitDeathTest, aLowerDescriptorLimitStays) {
-  EXPECT_EXIT(checkLimits(700, 700, setSoftLimit, softLimit), testing::ExitedWithCode(0), "");
-}
-
-void checkSigPipe(void (*found)(int), void (*during)(int), std::function<void (*())(int)> get) {
-  ::signal(SIGPIPE, found);
-  os::socketInit();
-  EXPECT_EQ(get(), during);
-  os::socketRestoreForExec(false);
-  EXPECT_EQ(get(), SIG_DFL);
-  std::_Exit(testing::Test::HasFailure() ? 1 : 0);
-}
-
-TEST_F(SocketInitDeathTest, sigPipeIsIgnoredUnlessSomebodyHandlesIt) {
-  EXPECT_EXIT(checkSigPipe(SIG_DFL, SIG_IGN, sigPipeAction), testing::ExitedWithCode(0), "");
+TEST(SocketInitDeathTest, limitsDescriptorsAndIgnoresSigPipeUntilTheNextProgram) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   void (*const own)(int) = [](int) {};
-  EXPECT_EXIT(checkSigPipe(own, own, sigPipeAction), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(checkInit({4096, SIG_DFL}, {1024, SIG_IGN}), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(checkInit({700, own}, {700, own}), testing::ExitedWithCode(0), "");
+  GTEST_FLAG_SET(death_test_style, "fast");
 }
 
 TEST(SocketUtil, whatIsMadeIsNotInherited) {
@@ -188,13 +171,25 @@ TEST(SocketUtil, connectsAndAccepts) {
   EXPECT_EQ(raisedBy([&] { os::bindSocket(generic(server), sizeof server, SOCK_STREAM, false); }), "bind 98");
 }
 
-TEST(SocketUtil, aPortIsSharedOnRequest) {
+TEST(SocketUtil, datagramsShareAPortOnRequestAndCarryTheTrafficClass) {
+  os::setDscp(10);
   const sockaddr_in anyPort = loopback();
   const Fd first(os::bindSocket(generic(anyPort), sizeof anyPort, SOCK_DGRAM, true));
+  EXPECT_EQ(intOption(first, IPPROTO_IP, IP_TOS), 40);
+  EXPECT_EQ(intOption(first, SOL_SOCKET, SO_REUSEADDR), 0);
+  os::setDscp(0);
   const sockaddr_in address = nameOf(first);
   const Fd second(os::bindSocket(generic(address), sizeof address, SOCK_DGRAM, true));
   EXPECT_EQ(nameOf(second).sin_port, address.sin_port);
-  EXPECT_EQ(intOption(first, SOL_SOCKET, SO_REUSEADDR), 0);
+  EXPECT_EQ(intOption(second, IPPROTO_IP, IP_TOS), 0);
+
+  test::RecordingDest log("SocketUtil:rec:100");
+  os::setDscp(10);
+  const Fd local(os::openSocket(AF_UNIX, SOCK_STREAM, 0));
+  os::applyDscp(local);
+  os::applyDscpIfValid(-1);
+  EXPECT_THAT(log.lines(), testing::IsEmpty()) << "not for other families";
+  os::setDscp(0);
 }
 
 TEST(SocketOptions, buffersGrowAndNeverShrink) {
@@ -209,22 +204,6 @@ TEST(SocketOptions, buffersGrowAndNeverShrink) {
   EXPECT_GT(grown, present);
   EXPECT_THAT(log.lines(), testing::ElementsAre("100 SocketUtil: Using send buffer size of " +
                                                 std::to_string(grown / 1024) + " KiB"));
-}
-
-TEST(SocketOptions, theTrafficClassMarksIpSocketsFromNowOn) {
-  const Fd before(os::openSocket(AF_INET, SOCK_DGRAM, 0));
-  os::applyDscp(before);
-  EXPECT_EQ(intOption(before, IPPROTO_IP, IP_TOS), 0);
-  os::setDscp(10);
-  const sockaddr_in anyPort = loopback();
-  const Fd udp(os::bindSocket(generic(anyPort), sizeof anyPort, SOCK_DGRAM, false));
-  EXPECT_EQ(intOption(udp, IPPROTO_IP, IP_TOS), 40);
-  test::RecordingDest log("SocketUtil:rec:100");
-  const Fd local(os::openSocket(AF_UNIX, SOCK_STREAM, 0));
-  os::applyDscp(local);
-  os::applyDscpIfValid(-1);
-  EXPECT_THAT(log.lines(), testing::IsEmpty());
-  os::setDscp(0);
 }
 
 TEST(SocketOptions, pathMtuDiscovery) {

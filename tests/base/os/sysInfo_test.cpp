@@ -13,14 +13,13 @@
 #include "base/os/environment.h"
 #include "base/os/programPath.h"
 #include "base/plat/DString.h"
-#include "base/plat/SystemException.h"
 #include "base/rdr/EndOfStream.h"
 #include "base/rdr/MemInStream.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/thrown.h"
 
 namespace {
 
-using testing::EndsWith;
 using testing::StartsWith;
 
 TEST(SysInfo, namesTheRunningSystem) {
@@ -44,10 +43,8 @@ TEST(SysInfo, assignmentsLoseTheirQuotes) {
       {"K", nullptr},
       {"K=a=b", "a=b"},
       {"K=\"two words\"", "two words"},
-      {"K='it'", "it"},
       {"K=\"\"", ""},
       {"K=\"", nullptr},
-      {"K=\"open", nullptr},
       {"K='mixed\"", nullptr},
       {"K=\"\\$\\`\\\"\\'\\\\ \\n\"", "$`\"'\\ \\n"},
       {"K='\\$'", "\\$"},
@@ -83,6 +80,7 @@ TEST(SysInfo, releaseFilesGiveNameAndVersion) {
       {"  Arch   Linux\n", "arch", "Arch Arch Linux"},
       {"(nothing)\n", nullptr, nullptr},
       {"", "debian", nullptr},
+      {"\n10.4\n", "debian", nullptr},
   };
   test::TempDir dir;
   for (const Case& c : cases) {
@@ -151,17 +149,18 @@ protected:
     dir.makeDir("folder/tool");
     for (const char* name : {"good/tool", "late/tool", "bad/tool"}) {
       dir.write(name, "#!/bin/sh\n");
+      ::chmod((dir / name).c_str(), *name == 'b' ? 0644 : 0755);
     }
-    ::chmod((dir / "good/tool").c_str(), 0755);
-    ::chmod((dir / "late/tool").c_str(), 0755);
-    ::chmod((dir / "bad/tool").c_str(), 0644);
   }
   void TearDown() override { os::setEnvironment("PATH", path_.c_str()); }
 
   plat::String withPath(std::initializer_list<const char*> elements) {
     std::string path;
     for (const char* element : elements) {
-      path += (path.empty() ? "" : ":") + (*element == '~' ? element : dir / element);
+      if (!path.empty()) {
+        path += ':';
+      }
+      path += *element == '~' ? element : dir / element;
     }
     os::setEnvironment("PATH", path.c_str());
     return os::findExecutable("tool", true);
@@ -175,14 +174,8 @@ TEST_F(FindProgramTest, theFirstThingOfThatNameInPathDecides) {
   EXPECT_EQ(withPath({"empty", "good", "late"}), (dir / "good/tool").c_str());
   EXPECT_TRUE(withPath({"bad", "good"}).isNull());
   EXPECT_TRUE(withPath({"folder", "good"}).isNull());
-  EXPECT_TRUE(withPath({"empty"}).isNull());
   EXPECT_EQ(withPath({"good", "~/bin"}), (dir / "good/tool").c_str());
-  try {
-    withPath({"empty", "~/bin", "good"});
-    FAIL() << "a home folder in PATH";
-  } catch (const plat::Exception& e) {
-    EXPECT_STREQ(e.message, "PATH contains invalid '~' character");
-  }
+  EXPECT_EQ(test::messageFrom([this] { withPath({"empty", "~/bin", "good"}); }), "PATH contains invalid '~' character");
   EXPECT_TRUE(os::findExecutable("tool", false).isNull());
   EXPECT_TRUE(os::findExecutable(nullptr, true).isNull());
 }
@@ -200,13 +193,9 @@ TEST_F(FindProgramTest, programsAreLookedForBesideThisOne) {
   EXPECT_EQ(os::findProgram(name.c_str(), true, false), self);
   EXPECT_EQ(os::programDir(), std::string(self.get()).substr(0, self.length() - name.size() - 1).c_str());
   EXPECT_TRUE(os::findProgram("no-such-program", false, true).isNull());
-  try {
-    os::findProgram("no-such-program", true, true);
-    FAIL() << "found it";
-  } catch (const plat::SystemException& e) {
-    EXPECT_THAT(e.message, StartsWith("no-such-program does not exist or is not executable"));
-    EXPECT_EQ(e.err, ENOENT);
-  }
+  const plat::SystemException failure = test::failureFrom([] { os::findProgram("no-such-program", true, true); });
+  EXPECT_THAT(failure.message, StartsWith("no-such-program does not exist or is not executable"));
+  EXPECT_EQ(failure.err, ENOENT);
 }
 
 }  // namespace

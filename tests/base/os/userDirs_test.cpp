@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "base/plat/Exception.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/thrown.h"
 
 namespace os {
 namespace {
@@ -38,18 +38,13 @@ private:
 
 TEST_F(UserDirsTest, homeMustBeAFolder) {
   EXPECT_EQ(getHomeDir().get(), dir.path());
-  EXPECT_THROW(getHomeSubDir("Desktop"), plat::Exception);
+  EXPECT_EQ(test::messageFrom([] { getHomeSubDir("Desktop"); }), "Subdir of HOME not found");
   dir.makeDir("Desktop");
   EXPECT_EQ(getHomeSubDir("Desktop").get(), dir / "Desktop");
 
   dir.write("file", "");
   ::setenv("HOME", (dir / "file").c_str(), 1);
-  try {
-    getHomeDir();
-    FAIL();
-  } catch (const plat::Exception& e) {
-    EXPECT_STREQ(e.message, "HOME dir not found");
-  }
+  EXPECT_EQ(test::messageFrom([] { getHomeDir(); }), "HOME dir not found");
   ::unsetenv("HOME");
   EXPECT_THROW(getHomeDir(), plat::Exception);
   EXPECT_THROW(getDesktopDir(), plat::Exception);
@@ -64,8 +59,6 @@ TEST_F(UserDirsTest, assignmentsAreReadWithTheirMarks) {
   const struct {
     const char *value, *expected;
   } cases[] = {
-      {"\"$HOME/plain\"", "plain"},
-      {"'$HOME/plain'", "plain"},
       {"$HOME/plain", "plain"},
       {"${KELTEST_DIR}/plain", "plain"},
       {"\"$HOME/with blank\"", "with blank"},

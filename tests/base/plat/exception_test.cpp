@@ -5,6 +5,7 @@
 #include <string>
 #include <type_traits>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "base/plat/BadNum.h"
@@ -12,12 +13,13 @@
 #include "base/plat/ConfigParameter.h"
 #include "base/plat/Configuration.h"
 #include "base/plat/LogDest.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/ProtocolError.h"
 #include "base/plat/StdlibException.h"
 #include "base/plat/SystemExceptionFmt.h"
 #include "base/plat/TimedOut.h"
 #include "base/plat/assert.h"
+#include "base/plat/logging.h"
+#include "tests/support/thrown.h"
 
 namespace plat {
 namespace {
@@ -91,20 +93,10 @@ TEST(Exception, isShownWithItsType) {
 TEST(Assertion, requireThrowsWithTheConditionsText) {
   const int value = 3;
   EXPECT_NO_THROW(PLAT_REQUIRE(value == 3));
-  try {
-    PLAT_REQUIRE(value == 4);
-    FAIL() << "not thrown";
-  } catch (const AssertionFail& failure) {
-    EXPECT_STREQ(failure.expression, "value == 4");
-    EXPECT_STREQ(failure.file, "base/plat/exception_test");
-    EXPECT_GT(failure.line, 0);
-  }
-  try {
-    PLAT_REQUIRE_AS(value == 4, "x", "base/rdr/StateMachine", 77);
-    FAIL() << "not thrown";
-  } catch (const AssertionFail& failure) {
-    EXPECT_STREQ(failure.message, "Assertion 'x' failed at base/rdr/StateMachine:77");
-  }
+  EXPECT_THAT(test::messageFrom<AssertionFail>([&] { PLAT_REQUIRE(value == 4); }),
+              testing::MatchesRegex("Assertion 'value == 4' failed at base/plat/exception_test:[0-9]+"));
+  EXPECT_EQ(test::messageFrom<AssertionFail>([&] { PLAT_REQUIRE_AS(value == 4, "x", "base/rdr/StateMachine", 77); }),
+            "Assertion 'x' failed at base/rdr/StateMachine:77");
 }
 
 /// Prints what reaches the log on stderr, where death tests look.
@@ -124,9 +116,9 @@ class AssertionDeath : public ::testing::Test {
 protected:
   AssertionDeath() {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    Configuration::global().set("Log", "Assertion:exceptionTest:100", 10);
+    logOverride("Assertion:exceptionTest:100");
   }
-  ~AssertionDeath() override { Configuration::global().getParam("Log").unsetParam(10, true); }
+  ~AssertionDeath() override { logOverride(nullptr); }
   StderrDest dest_;
 };
 
@@ -164,10 +156,12 @@ TEST_F(AssertionDeath, warningsAreLoggedOnly) {
 }
 
 TEST_F(AssertionDeath, badUtf8EndsTheProcessIfAsked) {
-  Configuration::global().set("_BadUtf8Assert", "1", 10);
+  ConfigParameter& asked = Configuration::global().getParam("_BadUtf8Assert");
+  EXPECT_TRUE(asked.isAdvanced());
+  asked.setParam("1", 10);
   EXPECT_EXIT(BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), ::testing::KilledBySignal(SIGABRT),
               "failed at base/plat/BadUtf8:[0-9]+: Bad UTF-8 string for x\n");
-  Configuration::global().set("_BadUtf8Assert", "0", 10);
+  asked.unsetParam(10, true);
 }
 
 }  // namespace

@@ -11,9 +11,9 @@
 #include <unistd.h>
 
 #include "base/plat/StdlibException.h"
-#include "base/plat/SystemException.h"
 #include "tests/base/plat/RecordingDest.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/thrown.h"
 
 namespace {
 
@@ -21,29 +21,31 @@ using plat::FilePtr;
 using testing::HasSubstr;
 
 TEST(FilePtr, opensEveryModeAsItsFlagsSay) {
-  struct Case {
+  const struct {
     int mode;
     int flags;
-    bool creates;
+    mode_t created;     ///< 0 if it does not create
     std::string after;  ///< contents "old" after writing "X", or what is there if not writable
-  };
-  const Case cases[] = {
-      {FilePtr::Read, 0, false, "old"},
-      {FilePtr::Write, 0, true, "X"},
-      {FilePtr::Write, FilePtr::Append, true, "oldX"},
-      {FilePtr::ReadWrite, 0, false, "Xld"},
-      {FilePtr::ReadWrite, FilePtr::Create, true, "Xld"},
-      {FilePtr::ReadWrite, FilePtr::Create | FilePtr::Truncate, true, "X"},
+  } cases[] = {
+      {FilePtr::Read, 0, 0, "old"},
+      {FilePtr::Write, 0, 0664, "X"},
+      {FilePtr::Write, FilePtr::Append | FilePtr::Private, 0600, "oldX"},
+      {FilePtr::ReadWrite, 0, 0, "Xld"},
+      {FilePtr::ReadWrite, FilePtr::Create, 0664, "Xld"},
+      {FilePtr::ReadWrite, FilePtr::Create | FilePtr::Truncate, 0664, "X"},
   };
   const test::TempDir dir;
-  for (const Case& c : cases) {
+  const mode_t umaskBefore = ::umask(0);
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "mode " << c.mode << " flags " << c.flags);
     dir.write("there", "old");
     ::unlink((dir / "missing").c_str());
     {
       FilePtr missing;
       missing.open((dir / "missing").c_str(), c.mode, c.flags | FilePtr::NoThrow);
-      EXPECT_EQ(missing.isOpen(), c.creates);
+      struct stat info {};
+      EXPECT_EQ(missing.isOpen() && ::fstat(fileno(missing.get()), &info) == 0, c.created != 0);
+      EXPECT_EQ(info.st_mode & 07777, c.created);
       FilePtr file;
       file.open((dir / "there").c_str(), c.mode, c.flags);
       EXPECT_TRUE(::fcntl(fileno(file.get()), F_GETFD) & FD_CLOEXEC);
@@ -51,33 +53,10 @@ TEST(FilePtr, opensEveryModeAsItsFlagsSay) {
     }
     EXPECT_EQ(dir.read("there"), c.after);
   }
-}
-
-TEST(FilePtr, createsWithTheChosenPermission) {
-  const test::TempDir dir;
-  const mode_t umaskBefore = ::umask(0);
-  FilePtr file;
-  struct stat info;
-  file.open((dir / "shared").c_str(), FilePtr::Write);
-  ASSERT_EQ(::fstat(fileno(file.get()), &info), 0);
-  EXPECT_EQ(info.st_mode & 07777, 0664u);
-  file.open((dir / "private").c_str(), FilePtr::Write, FilePtr::Private);
-  ASSERT_EQ(::fstat(fileno(file.get()), &info), 0);
-  EXPECT_EQ(info.st_mode & 07777, 0600u);
   ::umask(umaskBefore);
-}
-
-TEST(FilePtr, tellsWhatCouldNotBeOpenedUnlessToldNotTo) {
-  FilePtr file;
-  try {
-    file.open("/nonexistent/x", FilePtr::Read);
-    FAIL();
-  } catch (const plat::SystemException& e) {
-    EXPECT_EQ(e.err, ENOENT);
-    EXPECT_THAT(e.message, HasSubstr("Error opening \"/nonexistent/x\": "));
-  }
-  file.open("/nonexistent/x", FilePtr::Read, FilePtr::NoThrow);
-  EXPECT_FALSE(file.isOpen());
+  const plat::SystemException failure = test::failureFrom([] { FilePtr().open("/nonexistent/x", FilePtr::Read); });
+  EXPECT_EQ(failure.err, ENOENT);
+  EXPECT_THAT(failure.message, testing::StartsWith("Error opening \"/nonexistent/x\": "));
 }
 
 TEST(FilePtr, takesADashForTheStandardStreams) {
@@ -87,43 +66,29 @@ TEST(FilePtr, takesADashForTheStandardStreams) {
   file.open("-", FilePtr::Write);
   EXPECT_EQ(file.get(), stdout);
   EXPECT_FALSE(file.owned());
-  try {
-    file.open("-", FilePtr::ReadWrite);
-    FAIL();
-  } catch (const plat::Exception& e) {
-    EXPECT_STREQ(e.message, "Invalid mode for stdin/stdout");
-  }
+  EXPECT_EQ(test::messageFrom([&] { file.open("-", FilePtr::ReadWrite); }), "Invalid mode for stdin/stdout");
 }
 
 TEST(FilePtr, reportsFailuresOfFlushAndClose) {
-  FilePtr file;
-  const auto openFull = [&file] {
+  test::RecordingDest log("FilePtr:rec:0");
+  const auto openFull = [](FilePtr& file) {
     file.open("/dev/full", FilePtr::Write);
     std::fputs("lost", file.get());
   };
-  openFull();
+  FilePtr file;
+  openFull(file);
   EXPECT_THROW(file.flushFile(), plat::StdlibException);
-  openFull();
-  try {
-    file.attach(stdout, false);
-    FAIL();
-  } catch (const plat::StdlibException& e) {
-    EXPECT_THAT(e.message, HasSubstr("fclose: "));
-    EXPECT_EQ(e.err, ENOSPC);
-  }
+  openFull(file);
+  const plat::SystemException failure = test::failureFrom([&] { file.attach(stdout, false); });
+  EXPECT_THAT(failure.message, testing::StartsWith("fclose: "));
+  EXPECT_EQ(failure.err, ENOSPC);
   EXPECT_EQ(file.get(), stdout);  // the new stream stands all the same
-}
-
-TEST(FilePtr, logsAFailedCloseInItsDestructorIfAskedTo) {
-  test::RecordingDest log("FilePtr:rec:0");
   for (const bool report : {true, false}) {
-    FilePtr file;
-    file.setReportCloseErrors(report);
-    file.open("/dev/full", FilePtr::Write);
-    std::fputs("lost", file.get());
+    FilePtr closing;
+    closing.setReportCloseErrors(report);
+    openFull(closing);
   }
-  ASSERT_EQ(log.lines().size(), 1u);
-  EXPECT_THAT(log.lines()[0], HasSubstr("0 FilePtr: [System-28] fclose: "));
+  EXPECT_THAT(log.lines(), testing::ElementsAre(HasSubstr("0 FilePtr: [System-28] fclose: ")));
 }
 
 }  // namespace

@@ -18,15 +18,10 @@ TEST(FileTime, countsTicksFrom1601AndSaturates) {
     std::int64_t seconds, microseconds;
     FileTime expected;
   } cases[] = {
-      {0, 0, 116'444'736'000'000'000},
-      {0, 1, 116'444'736'000'000'010},
       {1, 999'999, 116'444'736'019'999'990},
-      {-1, 0, 116'444'735'990'000'000},
-      {-11'644'473'600, 0, 0},
       {-11'644'473'600, -1, -10},
       {910'692'730'085, 477'580, Largest - 7},  // the last microsecond that fits
       {910'692'730'085, 477'581, Largest},
-      {Largest, 0, Largest},
       {Largest, Largest, Largest},
       {-933'981'677'285, -477'580, Smallest + 8},
       {-933'981'677'286, 0, Smallest},
@@ -42,13 +37,8 @@ TEST(FileTime, turnsBackIntoUnixTimeRoundedDown) {
     FileTime time;
     std::int64_t seconds, microseconds;
   } cases[] = {
-      {UnixEpochTicks, 0, 0},
-      {UnixEpochTicks + 19, 0, 1},
-      {UnixEpochTicks - 1, -1, 999'999},
-      {0, -11'644'473'600, 0},
-      {-1, -11'644'473'601, 999'999},
-      {Largest, 910'692'730'085, 477'580},
-      {Smallest, -933'981'677'286, 522'419},
+      {UnixEpochTicks + 19, 0, 1},         {UnixEpochTicks - 1, -1, 999'999},     {-1, -11'644'473'601, 999'999},
+      {Largest, 910'692'730'085, 477'580}, {Smallest, -933'981'677'286, 522'419},
   };
   for (const auto& c : cases) {
     std::int64_t seconds = 0;
@@ -57,13 +47,6 @@ TEST(FileTime, turnsBackIntoUnixTimeRoundedDown) {
     EXPECT_EQ(seconds, c.seconds) << c.time;
     EXPECT_EQ(microseconds, c.microseconds) << c.time;
   }
-}
-
-TEST(Time, theWallClockAgreesWithTheSystems) {
-  const auto system =
-      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch());
-  const FileTime expected = fileTimeFromUnix(system.count());
-  EXPECT_NEAR(static_cast<double>(getTime() - expected), 0, 5 * TicksPerSecond);
 }
 
 TEST(Time, theMonotonicClockRunsEvenlyFromItsFirstReading) {
@@ -80,14 +63,6 @@ TEST(Time, theMonotonicClockRunsEvenlyFromItsFirstReading) {
   EXPECT_NEAR(static_cast<double>(span) / TicksPerMs, steadySpan.count(), 10);
 }
 
-TEST(SleepMs, returnsAtOnceForNothingToSleep) {
-  const auto begin = std::chrono::steady_clock::now();
-  for (const int ms : {0, -1, std::numeric_limits<int>::min()}) {
-    sleepMs(ms);
-  }
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(50));
-}
-
 volatile sig_atomic_t alarms = 0;
 
 TEST(SleepMs, sleepsTheWholeTimeThroughSignals) {
@@ -100,6 +75,7 @@ TEST(SleepMs, sleepsTheWholeTimeThroughSignals) {
   ASSERT_EQ(setitimer(ITIMER_REAL, &every7ms, nullptr), 0);
 
   const auto begin = std::chrono::steady_clock::now();
+  sleepMs(std::numeric_limits<int>::min());  // nothing to sleep
   sleepMs(80);
   const auto span = std::chrono::steady_clock::now() - begin;
 

@@ -11,10 +11,10 @@
 #include <gtest/gtest.h>
 
 #include "base/plat/AssertionFail.h"
-#include "base/plat/LogDest.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/TimerManager.h"
+#include "tests/base/plat/RecordingDest.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/thrown.h"
 
 namespace plat {
 namespace {
@@ -48,21 +48,6 @@ public:
   std::vector<int> told;
 };
 
-// Takes what the source of that name logs, as "level text".
-class CapturedLog : public LogDest {
-public:
-  explicit CapturedLog(const std::string& source) : LogDest(nullptr) {
-    for (LogSrc* at = LogSrc::first(); at != nullptr; at = at->next()) {
-      if (at->name() == source) {
-        at->setRoute(*this, LogVerbose);
-        at->updateLevel();
-      }
-    }
-  }
-  void log(int level, const char*, const char* text) override { lines.push_back(std::to_string(level) + " " + text); }
-  std::vector<std::string> lines;
-};
-
 class TimerTest : public testing::Test {
 protected:
   test::ManualClock clock;
@@ -73,35 +58,23 @@ protected:
 TEST(Timer, needsAManagerOnItsThread) {
   std::vector<std::string> fired;
   NamedTimer timer("t", fired);
-  try {
-    timer.start(1);
-    FAIL() << "started without a manager";
-  } catch (const AssertionFail& e) {
-    EXPECT_THAT(e.message, testing::StartsWith("Assertion 'thrInst' failed at base/plat/TimerManager:"));
-  }
+  EXPECT_THAT(test::messageFrom<AssertionFail>([&] { timer.start(1); }),
+              testing::StartsWith("Assertion 'thrInst' failed at base/plat/TimerManager:"));
   EXPECT_FALSE(timer.running());
 }
 
-TEST_F(TimerTest, aSecondManagerMustSayThatItIsNested) {
+TEST_F(TimerTest, aSecondManagerMustSayThatItIsNestedAndStopsItsTimersAtItsEnd) {
   EXPECT_THROW(TimerManager{}, AssertionFail);
-  EXPECT_EQ(TimerManager::current(), &manager);
-  {
-    TimerManager nested(true);
-    EXPECT_EQ(TimerManager::current(), &nested);
-  }
-  EXPECT_EQ(TimerManager::current(), &manager);
-}
-
-TEST_F(TimerTest, aManagerStopsItsTimersAtItsEnd) {
   NamedTimer first("first", fired);
   NamedTimer second("second", fired);
   {
     TimerManager nested(true);
+    EXPECT_EQ(TimerManager::current(), &nested);
     first.start(10);
     second.start(20);
   }
-  EXPECT_FALSE(first.running());
-  EXPECT_FALSE(second.running());
+  EXPECT_EQ(TimerManager::current(), &manager);
+  EXPECT_FALSE(first.running() || second.running());
   first.start(0);
   EXPECT_EQ(manager.processTimers(), 0);
   EXPECT_THAT(fired, ElementsAre("first"));
@@ -197,33 +170,20 @@ TEST_F(TimerTest, aCallbackDecidesAboutItsOwnTimer) {
   manager.processTimers();
   EXPECT_TRUE(stopped.running()) << "idle already; the answer counts";
   EXPECT_EQ(manager.timeToNext(), 100);
-
-  auto doomed = std::make_unique<NamedTimer>("doomed", fired);
-  NamedTimer destroyer("destroyer", fired, [&](Timer&) {
-    doomed.reset();
-    return false;
-  });
-  destroyer.start(0);
-  doomed->start(0);  // due in the same turn, gone before its time
-  manager.processTimers();
-  EXPECT_EQ(fired.back(), "destroyer");
 }
 
-TEST_F(TimerTest, aTimerMayDestroyItselfWhenItFires) {
-  struct SelfDestroying : Timer::Callback {
-    explicit SelfDestroying(bool& goneFlag) : gone(goneFlag) {}
-    ~SelfDestroying() override { gone = true; }
-    bool timerFired(Timer&) override {
-      delete this;
-      return false;
-    }
-    bool& gone;
-    Timer timer{this};
-  };
-  bool gone = false;
-  (new SelfDestroying(gone))->timer.start(0);
+TEST_F(TimerTest, aCallbackMayDestroyItsOwnTimerOrAnotherThatIsDue) {
+  std::unique_ptr<NamedTimer> second;
+  std::unique_ptr<NamedTimer> first = std::make_unique<NamedTimer>("first", fired, [&](Timer&) {
+    second.reset();
+    first.reset();
+    return false;
+  });
+  second = std::make_unique<NamedTimer>("second", fired);
+  first->start(0);
+  second->start(0);
   EXPECT_EQ(manager.processTimers(), 0);
-  EXPECT_TRUE(gone);
+  EXPECT_THAT(fired, ElementsAre("first"));
   EXPECT_EQ(manager.processTimers(), -1);
 }
 
@@ -292,7 +252,7 @@ TEST_F(TimerTest, afterAJumpEveryTimerStartsAnewFromNow) {
   clock.advanceMs(60);
   c.start(100);  // in the queue: a 100, b 150, c 160
 
-  CapturedLog log("TimerManager");
+  test::RecordingDest log("TimerManager:rec:30");
   clock.jumpMs(3'600'000);
   EXPECT_EQ(manager.processTimers(), 100) << "nothing is due after a jump";
   clock.advanceMs(100);
@@ -302,8 +262,8 @@ TEST_F(TimerTest, afterAJumpEveryTimerStartsAnewFromNow) {
 
   clock.jumpMs(-7'200'000);
   EXPECT_EQ(manager.timeToNext(), 150);
-  EXPECT_THAT(log.lines, ElementsAre("30 Time has moved backwards - restarting timers",
-                                     "30 Time has jumped forwards - restarting timers"))
+  EXPECT_THAT(log.lines(), ElementsAre("30 TimerManager: Time has moved backwards - restarting timers",
+                                       "30 TimerManager: Time has jumped forwards - restarting timers"))
       << "forwards means that the limit is still above the reading";
 }
 

@@ -74,34 +74,28 @@ TEST(Utf8, encodesAndDecodesEveryCodePoint) {
   EXPECT_EQ(cursor, buffer);
 }
 
-TEST(Utf8, treatsNullAndZeroBytesAsPromised) {
-  EXPECT_TRUE(isValidUtf8(nullptr));
-  EXPECT_TRUE(isValidUtf8("a\0\xFF"));
-  const char withZero[] = "a\0\xFF";
-  EXPECT_FALSE(isValidUtf8(withZero, withZero + 3));
-  EXPECT_TRUE(utf8Repair(nullptr).isNull());
-  EXPECT_TRUE(utf8Escape(nullptr, '~').isNull());
-}
-
 TEST(Utf8, repairCountsCharacters) {
   const char* const text = "\xC3\xA9\xFF\xE2\x82\xAC";
-  EXPECT_STREQ(utf8Repair(text).get(), "\xC3\xA9\xEF\xBF\xBD\xE2\x82\xAC");
   EXPECT_STREQ(utf8Repair(text, nullptr, 2).get(), "\xC3\xA9\xEF\xBF\xBD");
   EXPECT_STREQ(utf8Repair(text, nullptr, 0).get(), "");
   EXPECT_STREQ(utf8Repair(text, text + 4).get(), "\xC3\xA9\xEF\xBF\xBD\xEF\xBF\xBD");
+  EXPECT_TRUE(utf8Repair(nullptr).isNull());
+  const char withZero[] = "a\0\xFF";
+  EXPECT_TRUE(isValidUtf8(withZero));
+  EXPECT_FALSE(isValidUtf8(withZero, withZero + 3));
 }
 
 TEST(Utf8, escapesWhatATerminalWouldActOn) {
-  struct Case {
+  const struct {
     const char *text, *result;
-  };
-  for (const Case& c : {Case{"plain", "plain"},
-                        {"~", "~~"},
-                        {"\t\n\x1B\x7F", "~^I~^J~^[~^?"},
-                        {"\xE9", "~M-i"},
-                        {"\x80\xA0\xFF", "~M^@~M^`~M^?"},
-                        {"\xC3\xA9", "\xC3\xA9"},
-                        {"\xE2\x82x", "~M-b~M^Bx"}}) {
+  } cases[] = {{"plain", "plain"},
+               {"~", "~~"},
+               {"\t\n\x1B\x7F", "~^I~^J~^[~^?"},
+               {"\xE9", "~M-i"},
+               {"\x80\xA0\xFF", "~M^@~M^`~M^?"},
+               {"\xC3\xA9", "\xC3\xA9"},
+               {"\xE2\x82x", "~M-b~M^Bx"}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.result);
     EXPECT_STREQ(utf8Escape(c.text, '~').get(), c.result);
   }
@@ -116,11 +110,8 @@ TEST(Utf8, convertsLatin1) {
 }
 
 TEST(Utf8, countsColumns) {
-  EXPECT_EQ(utf8Width(nullptr), 0);
-  EXPECT_EQ(utf8Width("abc"), 3);
   EXPECT_EQ(utf8Width("a\x01"), 2);
   EXPECT_EQ(utf8Width("ab\xFFzz"), 2);
-  EXPECT_EQ(utf8Width("abc", nullptr), 3);
   const char* const text = "a\xC3\xA9z";
   EXPECT_EQ(utf8Width(text, text + 3), 2);
   const std::string before = std::setlocale(LC_CTYPE, nullptr);
@@ -135,17 +126,11 @@ TEST(Utf8, movesRangesToCharacters) {
   const char* const text =
       "a\xE2\x82\xAC"
       "b";
-  struct Case {
+  const struct {
     int start, len, newStart, newLen;
-  };
-  for (const Case& c : {Case{0, 5, 0, 5},
-                        {2, 3, 1, 4},
-                        {0, 2, 0, 1},
-                        {0, 3, 0, 1},
-                        {2, 1, 1, 0},
-                        {4, 1, 4, 1},
-                        {-3, 99, 0, 5},
-                        {9, 1, 5, 0}}) {
+  } cases[] = {{0, 5, 0, 5}, {2, 3, 1, 4}, {0, 2, 0, 1},   {0, 3, 0, 1},
+               {2, 1, 1, 0}, {4, 1, 4, 1}, {-3, 99, 0, 5}, {9, 1, 5, 0}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.start);
     int start = c.start;
     int len = c.len;

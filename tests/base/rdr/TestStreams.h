@@ -9,6 +9,7 @@
 #include "base/rdr/BufferedLazyOutStream.h"
 #include "base/rdr/BufferedNonBlockableInStream.h"
 #include "base/rdr/EndOfStream.h"
+#include "base/rdr/MemOutStream.h"
 #include "base/rdr/OutStream.h"
 
 namespace test {
@@ -71,10 +72,14 @@ public:
   int perWait = 0;
   int waits = 0;
   int writes = 0;
+  bool failing = false;
 
 protected:
   int writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) override {
     ++writes;
+    if (failing) {
+      throw plat::Exception("no more");
+    }
     int n = std::min(len, willing);
     willing -= n;
     if (n == 0 && needWrite) {
@@ -88,6 +93,26 @@ protected:
 
 inline void put(rdr::OutStream& out, std::string_view bytes) {
   out.writeBytes(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+/// The contents of a memory stream.
+inline std::string contents(rdr::MemOutStream& out) {
+  return {reinterpret_cast<const char*>(out.data()), out.length()};
+}
+
+/// One message in frames of at most `maxPayload` bytes, as it stands on the link, with an empty frame before each if
+/// asked for.
+inline std::string frames(std::string_view payload, std::size_t maxPayload = 32766, bool emptyFrames = false) {
+  std::string bytes;
+  do {
+    const std::string_view piece = payload.substr(0, maxPayload);
+    payload.remove_prefix(piece.size());
+    bytes.append(emptyFrames ? 2 : 0, '\0');
+    bytes += static_cast<char>((payload.empty() ? 0x80 : 0) | piece.size() >> 8);
+    bytes += static_cast<char>(piece.size() & 0xff);
+    bytes += piece;
+  } while (!payload.empty());
+  return bytes;
 }
 
 /// `size` bytes in which no two positions near each other look alike.

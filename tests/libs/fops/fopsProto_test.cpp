@@ -1,232 +1,249 @@
-#include "libs/fops/FopsProto.h"
-
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "base/plat/ProtocolError.h"
+#include "base/plat/AssertionFail.h"
+#include "libs/fops/CFopsProto.h"
+#include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
 
 namespace fops {
 namespace {
 
-// Both local ends: notes what the protocol calls on them.
-class RecordingEnds : public FopsProto::Callback, private DataSender, private DataReceiver {
-public:
-  DataSender& getDataSender() override { return *this; }
-  DataReceiver& getDataReceiver() override { return *this; }
+constexpr TransferId Id57 = 0x0000000700000005;  // "5.7"
 
-  std::vector<std::string> calls;
-  std::string chunkBytes;
-  const std::uint8_t* chunkData = nullptr;
-  bool failChunks = false;
+/// A client's session that notes what it is told.
+class RecordingClient : public CFopsProto::Callback {
+public:
+  CallLog calls;
+  RecordingEnds ends{calls};
+  std::vector<DirEntry> list;
 
 private:
-  void note(const char* name, TransferId id, const std::string& rest = "") {
-    calls.push_back(std::string(name) + ' ' + TransferIdText(id).get() + rest);
+  DataSender& getDataSender() override { return ends; }
+  DataReceiver& getDataReceiver() override { return ends; }
+  void serverInit(const ServerInit& init) override {
+    calls.note("serverInit", init.version, std::string(1, init.separator), init.isFsRoot, init.hostName.get(),
+               init.home.get(), init.desktop.get());
   }
-  static std::string shown(const plat::Exception& error) {
-    return std::string(" ") + error.message + " [" + error.type + ']';
+  void getRootResult(const DirEntry& root) override { calls.note("root", root.name.get()); }
+  void dirScanResult(std::vector<DirEntry>& entries, const plat::Exception& error) override {
+    calls.note("dirScan", static_cast<int>(entries.size()), error);
+    list = std::move(entries);
   }
-  void dataReq(TransferId id, std::uint64_t position) override { note("dataReq", id, ' ' + std::to_string(position)); }
-  void cancelByReceiver(TransferId id, const plat::Exception& error) override {
-    note("cancelByReceiver", id, shown(error));
+  void createFolderResult(const plat::Exception& error) override { calls.note("createFolder", error); }
+  void deleteFileOrFolderResult(const plat::Exception& error) override { calls.note("delete", error); }
+  void renameFileOrFolderResult(const plat::Exception& error) override { calls.note("rename", error); }
+  void reqEntriesResult(TransferId id, std::vector<DirEntry>& entries, const char* path, const char* data,
+                        const plat::Exception& error) override {
+    calls.note("reqEntries", id, static_cast<int>(entries.size()), path, data, error);
+    list = std::move(entries);
   }
-  void complete(TransferId id) override { note("complete", id); }
-  void dataChunk(TransferId id, std::uint64_t offset, std::int32_t length, const std::uint8_t* data) override {
-    note("dataChunk", id, ' ' + std::to_string(offset) + ' ' + std::to_string(length));
-    chunkBytes.assign(reinterpret_cast<const char*>(data), static_cast<std::size_t>(length));
-    chunkData = data;
-    if (failChunks)
-      throw plat::Exception("no room");
+  void uploadFolderResult(TransferId id, const char* data, const char* path, const plat::Exception& error) override {
+    calls.note("uploadFolder", id, data, path, error);
   }
-  void cancelBySender(TransferId id, const plat::Exception& error) override {
-    note("cancelBySender", id, shown(error));
+  void downloadFileResult(TransferId id, const DirEntry& file, const plat::Exception& error) override {
+    calls.note("downloadFile", id, file.name.get(), std::to_string(file.size), error);
+  }
+  void downloadFolderResult(TransferId id, const DirEntry& folder, const plat::Exception& error) override {
+    calls.note("downloadFolder", id, folder.name.get(), std::to_string(folder.size), error);
   }
 };
 
-// The shared part alone, with a message loop as small as can be.
-class PlainProto : public FopsProto {
-public:
-  using FopsProto::endMsg;
-  using FopsProto::FopsProto;
-  using FopsProto::startMsg;
-
-  bool run(rdr::InStream& input) { return runStates(stateFn, static_cast<StateFn>(&PlainProto::readMsgType), input); }
-
-private:
-  bool setState(StateFn state) override {
-    stateFn.set(state);
-    return true;
-  }
-  bool readMsgType() {
-    readType();
-    return dispatch() || ignoreMsg(protoLog());
-  }
-
-  rdr::StateMachine<FopsProto> stateFn;
-};
-
-class FopsProtoTest : public ::testing::Test {
-protected:
-  /// Feeds one message whole.
-  void receive(const std::string& wire) {
-    FeedStream in(wire);
-    in.arriveAll();
-    EXPECT_TRUE(proto.run(in));
-  }
-
-  RecordingWriter writer;
-  RecordingEnds ends;
-  PlainProto proto{writer, ends};
-};
-
-constexpr TransferId Id = 0x0000000700000005;
-
-std::string chunkWire(std::uint64_t offset, std::uint32_t length, const std::string& data) {
-  return Body().shortText("DataChunk").id(5, 7).u64(offset).u32(length).raw(data).bytes();
+std::string serverInit(unsigned version) {
+  return message("ServerInit", Body().u8(version).u8('/').u8(1).text("host").text("home/u").text(""));
 }
 
-TEST(TransferIdText, showsTheLowHalfFirst) {
-  EXPECT_STREQ("5.7", TransferIdText(Id).get());
-  EXPECT_STREQ("4294967295.4294967295", TransferIdText(~TransferId{0}).get());
+std::string chunk(std::uint64_t offset, std::uint32_t length, const std::string& data) {
+  return message("DataChunk", Body().id(5, 7).u64(offset).u32(length).raw(data));
+}
+
+/// The client's end, and with it what both ends share: the data messages.
+class FopsProtoTest : public testing::Test {
+protected:
+  void SetUp() override { open(proto, 4); }
+  /// Opens a session and forgets what that caused.
+  void open(CFopsProto& any, unsigned version) {
+    any.clientInit(static_cast<int>(version));
+    EXPECT_EQ(failureOn(any, serverInit(version)), "");
+    client.calls.take();
+    writer.take();
+  }
+  Lines calls() { return client.calls.take(); }
+
+  RecordingWriter writer;
+  RecordingClient client;
+  CFopsProto proto{writer, client};
+};
+
+TEST_F(FopsProtoTest, learnsTheVersionAndRefusesOneThatWasNotOffered) {
+  EXPECT_THROW(proto.clientInit(2), plat::AssertionFail);
+  EXPECT_THROW(proto.clientInit(5), plat::AssertionFail);
+  for (const unsigned version : {2U, 4U}) {
+    CFopsProto fresh(writer, client);
+    EXPECT_EQ(failureOn(fresh, message("GetRootResult")),
+              "[ProtocolError] Protocol error: The fops client is not initialised");
+    fresh.clientInit(3);
+    EXPECT_EQ(failureOn(fresh, serverInit(version)),
+              "[ProtocolError] Protocol error: Invalid fops server version: " + std::to_string(version));
+  }
+  EXPECT_EQ(calls(), Lines{});
+  proto.clientInit(4);
+  EXPECT_EQ(failureOn(proto, serverInit(3)), "");
+  EXPECT_EQ(proto.version(), 3);
+  EXPECT_EQ(calls(), Lines{"serverInit 3|/|1|host|home/u||"});
+  EXPECT_EQ(failureOn(proto, message("Teleported", Body().u32(7))), "") << "a newer server might send it";
 }
 
 TEST_F(FopsProtoTest, writesTheDataMessages) {
-  proto.dataReq(Id, 0x0102030405060708);
-  proto.complete(Id);
-  proto.dataChunk(Id, 3, 2, reinterpret_cast<const std::uint8_t*>("xy"));
-  proto.cancelByReceiver(Id, plat::Exception("full", "System-28"));
-  proto.cancelBySender(Id, plat::Exception("gone"));
-  const std::vector<Message> expected = {
-      {"DataReq", Body().id(5, 7).u64(0x0102030405060708).bytes()},
-      {"Complete", Body().id(5, 7).bytes()},
-      {"DataChunk", Body().id(5, 7).u64(3).u32(2).raw("xy").bytes()},
-      {"CancelByReceiver", Body().id(5, 7).result("full", "System-28").bytes()},
-      {"CancelBySender", Body().id(5, 7).result("gone", "").bytes()},
-  };
-  EXPECT_EQ(expected, writer.messages);
+  proto.dataReq(Id57, 0x0102030405060708);
+  proto.complete(Id57);
+  proto.dataChunk(Id57, 3, 2, reinterpret_cast<const std::uint8_t*>("xy"));
+  proto.cancelByReceiver(Id57, plat::Exception("full", "System-28"));
+  proto.cancelBySender(Id57, plat::Exception("gone"));
+  const Body id = Body().id(5, 7);
+  EXPECT_EQ(writer.take(), (Lines{message("DataReq", Body(id).u64(0x0102030405060708)), message("Complete", id),
+                                  message("DataChunk", Body(id).u64(3).u32(2).raw("xy")),
+                                  message("CancelByReceiver", Body(id).result("full", "System-28")),
+                                  message("CancelBySender", Body(id).result("gone", ""))}));
+  EXPECT_STREQ("4294967295.4294967295", TransferIdText(~TransferId{0}).get());
 }
 
 TEST_F(FopsProtoTest, actsOnceOnAMessageCutAtAnyByte) {
-  struct {
+  struct Case {
     std::string wire;
-    const char* call;
-  } const cases[] = {
-      {Body().shortText("DataReq").id(5, 7).u64(1ULL << 40).bytes(), "dataReq 5.7 1099511627776"},
-      {Body().shortText("Complete").id(5, 7).bytes(), "complete 5.7"},
-      {Body().shortText("CancelByReceiver").id(5, 7).result("why", "Kind").bytes(), "cancelByReceiver 5.7 why [Kind]"},
-      {Body().shortText("CancelBySender").id(5, 7).result("", "").bytes(), "cancelBySender 5.7  []"},
-      {chunkWire(9, 4, "data"), "dataChunk 5.7 9 4"},
-      {chunkWire(9, 0, ""), "dataChunk 5.7 9 0"},
+    std::string call;
   };
-  for (const auto& c : cases) {
-    for (std::size_t cut = 0; cut < c.wire.size(); ++cut) {
-      SCOPED_TRACE(std::string(c.call) + " cut at " + std::to_string(cut));
-      ends.calls.clear();
-      FeedStream in(c.wire);
-      in.arrive(cut);
-      EXPECT_FALSE(proto.run(in));
-      EXPECT_TRUE(ends.calls.empty());
-      in.arriveAll();
-      EXPECT_TRUE(proto.run(in));
-      EXPECT_EQ(std::vector<std::string>{c.call}, ends.calls);
-      EXPECT_EQ(c.wire.size(), in.consumed());
+  const Body id = Body().id(5, 7);
+  const Body e = Body().entry("e", 12);
+  const Body nothing = Body().zeros(4 + 4 * 8 + 4 + 1);
+  for (const bool v3 : {true, false}) {
+    SCOPED_TRACE(v3);
+    const Body data = v3 ? Body().text("cd") : Body();
+    const Body pathAndData = v3 ? Body().text("p").text("cd") : Body();
+    const Body size = v3 ? Body().u64(12) : Body();
+    const std::string cd = v3 ? "cd|" : "<null>|";
+    const std::string longPath(3 * (10240 + 1 + 1024), 'p');  // a path and a name that the server repaired
+    const Case cases[] = {
+        {serverInit(v3 ? 3 : 4), v3 ? "serverInit 3|/|1|host|home/u||" : "serverInit 4|/|1|host|home/u||"},
+        {message("GetRootResult", e), "root e|"},
+        {message("DirScanResult", Body().u32(2).raw(e).raw(e).result("", "")), "dirScan 2|[] |"},
+        {message("DirScanResult", Body().u32(0).result("gone", "NotFound")), "dirScan 0|[NotFound] gone|"},
+        {message("ReqEntriesResult", Body().u32(1).raw(e).id(5, 7).raw(pathAndData).result("", "")),
+         "reqEntries 5.7|1|" + (v3 ? "p|" + cd : "<null>|" + cd) + "[] |"},
+        {message("UploadFolderResult", Body(id).raw(data).raw(v3 ? e : Body()).text("d/e(1)").result("", "")),
+         "uploadFolder 5.7|" + cd + "d/e(1)|[] |"},
+        {message("DownloadFileResult", Body(id).raw(pathAndData).raw(e).result("", "")), "downloadFile 5.7|e|12|[] |"},
+        {message("DownloadFileResult", Body(id).raw(pathAndData).raw(nothing).result("no", "BadPath")),
+         "downloadFile 5.7|<null>|0|[BadPath] no|"},
+        {message("DownloadFolderResult", Body(id).raw(size).raw(e).raw(data).result("", "")),
+         "downloadFolder 5.7|e|12|[] |"},
+        {message("CreateFolderResult", Body().result("", "")), "createFolder [] |"},
+        {message("DeleteFileOrFolderResult", Body().result("no", "")), "delete [] no|"},
+        {message("RenameFileOrFolderResult", Body().result("", "")), "rename [] |"},
+        {message("DataReq", Body(id).u64(1ULL << 40)), "dataReq 5.7|1099511627776|"},
+        {message("Complete", id), "complete 5.7|"},
+        {message("CancelByReceiver", Body(id).result("why", "Kind")), "cancelByReceiver 5.7|[Kind] why|"},
+        {message("CancelBySender", Body(id).result("", "")), "cancelBySender 5.7|[] |"},
+        {chunk(9, 4, "data"), "dataChunk 5.7|9|4|"},
+        {chunk(9, 0, ""), "dataChunk 5.7|9|0|"},
+    };
+    open(proto, v3 ? 3 : 4);
+    for (const Case& c : cases) {
+      SCOPED_TRACE(c.call);
+      runCutAtEachByte(
+          proto, c.wire, [&] { return calls(); }, Lines{c.call});
     }
+    EXPECT_NE(client.ends.chunkData, nullptr) << "an empty chunk has a place too";
+    const Body reply = Body(id).raw(data).raw(v3 ? e : Body()).text(longPath).result("no", "");
+    EXPECT_EQ(failureOn(proto, message("UploadFolderResult", reply)), "");
+    calls();
   }
 }
 
-TEST_F(FopsProtoTest, cutsTheTextsOfACancelToTheBuffersOfAnException) {
-  receive(Body().shortText("CancelBySender").id(5, 7).result(std::string(255, 'm'), std::string(255, 't')).bytes());
-  EXPECT_EQ("cancelBySender 5.7 " + std::string(255, 'm') + " [" + std::string(63, 't') + ']', ends.calls.at(0));
+TEST_F(FopsProtoTest, readsAListThatIsFarLargerThanTheWindow) {
+  Body entries = Body().u32(500);
+  for (int i = 0; i < 500; ++i) {
+    entries.entry("entry " + std::to_string(i), static_cast<std::uint64_t>(i));
+  }
+  for (const std::string& wire : {message("DirScanResult", Body(entries).result("", "")),
+                                  message("ReqEntriesResult", Body(entries).id(5, 7).result("", ""))}) {
+    test::FedInStream in(100);
+    for (std::size_t at = 0; at < wire.size(); at += 37) {
+      EXPECT_FALSE(proto.run(in));
+      EXPECT_EQ(calls(), Lines{});
+      in.feed(wire.substr(at, 37));
+    }
+    EXPECT_TRUE(proto.run(in));
+    EXPECT_EQ(calls().size(), 1U);
+    ASSERT_EQ(client.list.size(), 500U);
+    EXPECT_EQ(client.list.back().size, 499);
+  }
 }
 
 TEST_F(FopsProtoTest, handsAChunkOutOfTheWindowWithoutACopy) {
-  const std::string wire = chunkWire(0, 5, "12345");
-  FeedStream in(wire);
-  in.arriveAll();
+  test::FedInStream in(chunk(0, 5, "12345"), 100);
   EXPECT_TRUE(proto.run(in));
-  EXPECT_EQ("12345", ends.chunkBytes);
-  EXPECT_EQ(in.getPtr(), ends.chunkData + 5) << "the bytes were copied";
-}
-
-TEST_F(FopsProtoTest, givesAnEmptyChunkAPointer) {
-  receive(chunkWire(9, 0, ""));
-  EXPECT_NE(nullptr, ends.chunkData);
+  EXPECT_EQ(client.ends.chunk, "12345");
+  EXPECT_EQ(client.ends.chunkData + 5, in.getPtr());
 }
 
 TEST_F(FopsProtoTest, gathersAChunkThatIsLargerThanTheWindow) {
-  std::string data;
-  for (int i = 0; i < 1000; ++i)
-    data += static_cast<char>(i * 7);
-  const std::string wire = chunkWire(1, 1000, data) + Body().shortText("Complete").id(5, 7).bytes();
-  FeedStream in(wire, 64);
-  std::size_t arrived = 0;
-  while (!proto.run(in)) {
-    EXPECT_TRUE(ends.calls.empty());
-    arrived += 50;
-    in.arrive(arrived);
-    ASSERT_LT(arrived, 2 * wire.size());
+  const std::string data = test::pattern(1000);
+  const std::string wire = chunk(1, 1000, data);
+  test::FedInStream in(64);
+  for (std::size_t at = 0; at < wire.size(); at += 50) {
+    EXPECT_FALSE(proto.run(in));
+    EXPECT_EQ(calls(), Lines{});
+    in.feed(wire.substr(at, 50));
   }
-  EXPECT_EQ(std::vector<std::string>{"dataChunk 5.7 1 1000"}, ends.calls);
-  EXPECT_EQ(data, ends.chunkBytes);
-  in.arriveAll();
+  in.feed(message("Complete", Body().id(5, 7)));
   EXPECT_TRUE(proto.run(in));
-  EXPECT_EQ("complete 5.7", ends.calls.back());
+  EXPECT_EQ(calls(), Lines{"dataChunk 5.7|1|1000|"});
+  EXPECT_EQ(client.ends.chunk, data);
+  EXPECT_TRUE(proto.run(in));
+  EXPECT_EQ(calls(), Lines{"complete 5.7|"});
 }
 
 TEST_F(FopsProtoTest, refusesAChunkOfTheLimitOrMore) {
-  EXPECT_EQ(4194304, parameterInt("_FopsMaxChunkSize"));
-  receive(chunkWire(0, 4194303, std::string(4194303, 'x')));
-  EXPECT_EQ("dataChunk 5.7 0 4194303", ends.calls.at(0));
-
-  for (const std::uint32_t length : {4194304u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
-    SCOPED_TRACE(length);
-    PlainProto fresh(writer, ends);
-    FeedStream in(chunkWire(0, length, ""));
-    in.arriveAll();
-    try {
-      fresh.run(in);
-      ADD_FAILURE() << "was taken";
-    } catch (const plat::ProtocolError& e) {
-      EXPECT_STREQ("Protocol error: Fops chunk too large", e.message);
-    }
+  EXPECT_EQ(failureOn(proto, chunk(0, 4194303, std::string(4194303, 'x'))), "");
+  EXPECT_EQ(calls(), Lines{"dataChunk 5.7|0|4194303|"});
+  const auto refuses = [&](std::uint32_t length) {
+    CFopsProto fresh(writer, client);
+    open(fresh, 4);
+    EXPECT_EQ(failureOn(fresh, chunk(0, length, "")), "[ProtocolError] Protocol error: Fops chunk too large") << length;
+  };
+  for (const std::uint32_t length : {4194304U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+    refuses(length);
   }
-}
-
-TEST_F(FopsProtoTest, refusesEvenTheEmptyChunkWithALimitOfZero) {
-  const ParameterValue limit("_FopsMaxChunkSize", "0");
-  FeedStream in(chunkWire(0, 0, ""));
-  in.arriveAll();
-  EXPECT_THROW(proto.run(in), plat::ProtocolError);
+  const ParameterValue none("_FopsMaxChunkSize", "0");
+  refuses(0);
 }
 
 TEST_F(FopsProtoTest, standsBehindAChunkWhoseReceiverThrew) {
-  for (const std::size_t window : {std::size_t{1000}, std::size_t{40}}) {  // in place, and gathered
-    ends.calls.clear();
-    const std::string chunk = chunkWire(0, 100, std::string(100, 'x'));
-    FeedStream in(chunk + Body().shortText("Complete").id(5, 7).bytes(), window);
-    in.arrive(chunk.size());
-    ends.failChunks = true;
+  client.ends.onCall = [] { throw plat::Exception("no room"); };
+  for (const int window : {1000, 40}) {  // in place, and gathered
+    test::FedInStream in(chunk(0, 100, std::string(100, 'x')), window);
+    in.feed(message("Complete", Body().id(5, 7)));
     EXPECT_THROW(proto.run(in), plat::Exception);
-    EXPECT_EQ(chunk.size(), in.consumed());
-    in.arriveAll();
     EXPECT_TRUE(proto.run(in));
-    EXPECT_EQ("complete 5.7", ends.calls.back());
+    EXPECT_EQ(calls().back(), "complete 5.7|");
   }
 }
 
-TEST_F(FopsProtoTest, turnsOutputOffForGoodAfterAnAbandonedMessage) {
-  LogLines log;
-  proto.startMsg("Abandoned");
-  proto.complete(Id);
-  proto.dataReq(Id, 1);
-  proto.endMsg();
-  EXPECT_TRUE(writer.messages.empty());
-  EXPECT_TRUE(log.has("FopsProto 100 Discarding outgoing message Complete"));
-  EXPECT_TRUE(log.has("FopsProto 100 Discarding outgoing message DataReq"));
-  EXPECT_FALSE(log.has("FopsProto 100 Discarding outgoing message Abandoned"));
+TEST_F(FopsProtoTest, losesItsOutputForGoodWithAnUnfinishedMessage) {
+  const test::RecordingDest log("*:rec:100");
+  DirEntry entry("x", 0);
+  while (entry.osAttrs.size() < 256) {
+    setUnixMode(entry, 0);
+  }
+  EXPECT_THROW(proto.uploadFile(1, entry, ""), plat::AssertionFail);
+  proto.complete(1);
+  proto.getRoot();
+  EXPECT_EQ(writer.take(), Lines{});
+  EXPECT_EQ(log.lines(), (Lines{"100 FopsProto: Discarding outgoing message Complete",
+                                "100 FopsProto: Discarding outgoing message GetRoot"}));
 }
 
 }  // namespace

@@ -3,251 +3,349 @@
 #include <cstdlib>
 #include <optional>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "base/rdr/MemInStream.h"
 #include "libs/fops/dirEntryIo.h"
 #include "libs/fops/unix/metadata.h"
+#include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
 #include "tests/support/TempDir.h"
 
 namespace fops {
 namespace {
 
-using Names = std::vector<std::string>;
+Body entryBytes(const DirEntry& entry) {
+  rdr::MemOutStream out;
+  writeDirEntry(entry, out);
+  return Body().raw(test::contents(out));
+}
 
-/// A session of version 4 over a temporary folder, driven by the bytes of messages.
+Body listBytes(const std::vector<DirEntry>& list) {
+  rdr::MemOutStream out;
+  writeDirEntries(list, out);
+  return Body().raw(test::contents(out));
+}
+
+/// A session over a temporary folder, driven by the bytes of messages: the server's end of the protocol, the directory
+/// actions and the transfers together.
 class LocalFileServerTest : public testing::Test, public LocalFileServer::Callback {
 protected:
   void SetUp() override {
     ::setenv("HOME", dir.makeDir("home").c_str(), 1);
     start(dir.path());
   }
-  void start(const std::string& rootDir, unsigned version = 4) {
+  /// Begins anew over another root. @return what the server says of itself.
+  Lines start(const std::string& rootDir, unsigned version = 4) {
     const ParameterValue parameter("FopsDir", rootDir.c_str());
     server.emplace(*this, writer);
-    send("ClientInit", Body().u8(version));
-    writer.messages.swap(greeting);
-    writer.messages.clear();
+    return request("ClientInit", Body().u8(version));
   }
-  void send(const char* type, const Body& body = Body()) {
-    const std::string bytes = Body().shortText(type).raw(body.bytes()).bytes();
-    rdr::MemInStream in(bytes.data(), static_cast<int>(bytes.size()));
-    EXPECT_TRUE(server->proto().run(in));
+  /// Sends one message and gives what came back.
+  Lines request(const char* type, const Body& body = Body()) {
+    EXPECT_EQ(failureOn(server->proto(), message(type, body)), "");
+    return writer.take();
   }
-  std::vector<Message> taken() { return std::exchange(writer.messages, {}); }
-  /// The body of the one reply, cut to its last bytes if asked for.
-  std::string reply(const char* type) {
-    const std::vector<Message> all = taken();
-    if (all.size() != 1 || all[0].type != type) {
-      ADD_FAILURE() << all.size() << " messages, first " << (all.empty() ? "" : all[0].type);
-      return "";
-    }
-    return all[0].body;
-  }
-  static std::string entryBytes(const DirEntry& entry) {
-    return writtenBytes([&](rdr::OutStream& out) { writeDirEntry(entry, out); });
-  }
-  static std::string emptyEntry() { return entryBytes(DirEntry()); }
+  DirEntry onDisk(const char* name) { return getDirEntry((dir / name).c_str(), nullptr); }
   void sessionChanged(bool started) override { session += started ? "+" : "-"; }
 
   test::TempDir dir;
   RecordingWriter writer;
-  std::vector<Message> greeting;
   std::string session;
   std::optional<LocalFileServer> server;
+  const Body id = Body().id(5, 7);
 };
+
+const char NotInitialised[] = "[ProtocolError] Protocol error: The fops server is not initialised";
 
 TEST_F(LocalFileServerTest, introducesItself) {
   char host[257] = "";
   ::gethostname(host, 256);
   const std::string shortName = std::string(host).substr(0, std::string(host).find('.'));
-  const auto init = [&](const std::string& rootDir, bool isFsRoot, const std::string& home) {
-    start(rootDir);
-    ASSERT_EQ(greeting.size(), 1U);
-    EXPECT_EQ(greeting[0].body, Body().u8(4).u8('/').u8(isFsRoot).text(shortName).text(home).text(home).bytes());
+  struct {
+    std::string root;
+    unsigned offered, agreed;
+    bool isFsRoot;
+    std::string home;
+  } const cases[] = {
+      {dir.path(), 3, 3, false, "home"},
+      {"/", 4, 4, true, (dir / "home").substr(1)},
+      {dir / "home", 7, 4, false, ""},  // the top itself
+      {"/nowhere", 255, 4, false, ""},
   };
-  init(dir.path(), false, "home");
-  init("/", true, (dir / "home").substr(1));
-  init(dir / "home", false, "");  // the top itself
-  init("/nowhere", false, "");    // outside
-  send("ClientClose");
-  EXPECT_EQ(session, "+++++-");
-  send("ClientInit", Body().u8(4));
-  EXPECT_EQ(session, "+++++-+");
+  for (const auto& c : cases) {
+    const test::RecordingDest log("SFopsProto:rec:100");
+    const Body init = Body().u8(c.agreed).u8('/').u8(c.isFsRoot).text(shortName).text(c.home).text(c.home);
+    EXPECT_EQ(start(c.root, c.offered), Lines{message("ServerInit", init)}) << c.root;
+    EXPECT_EQ(log.lines(), Lines{"30 SFopsProto: Session started, fops version " + std::to_string(c.agreed) +
+                                 " client version " + std::to_string(c.offered)});
+  }
+  start(dir.path());
+  const test::RecordingDest log("*:rec:100");
+  EXPECT_EQ(request("ClientClose"), Lines{});
+  EXPECT_EQ(log.lines(), Lines{"30 SFopsProto: File transfer session has ended"});
+  EXPECT_EQ(session, "++++++-");
+  EXPECT_EQ(failureOn(server->proto(), message("GetRoot")), NotInitialised);
 }
 
-TEST_F(LocalFileServerTest, downloadsAFile) {
-  dir.write("sub/f", "0123456789");
-  const LogLines lines;
-  send("DownloadFile", Body().id(7, 1).text("sub/f"));
-  const DirEntry file = getDirEntry((dir / "sub/f").c_str(), nullptr);
-  EXPECT_EQ(reply("DownloadFileResult"), Body().id(7, 1).raw(entryBytes(file)).result("", "").bytes());
-  send("DownloadFile", Body().id(8, 1).text("sub/f"));  // side by side
-  taken();
-  send("DataReq", Body().id(7, 1).u64(10));
-  EXPECT_EQ(reply("DataChunk"), Body().id(7, 1).u64(0).text("0123456789").bytes());
-  send("DataReq", Body().id(8, 1).u64(4));
-  EXPECT_EQ(reply("DataChunk"), Body().id(8, 1).u64(0).text("0123").bytes());
-  send("Complete", Body().id(7, 1));
-  send("DataReq", Body().id(7, 1).u64(10));
-  EXPECT_TRUE(taken().empty());
-  EXPECT_TRUE(lines.has("FileSender 30 New id=7.1 sub/f 10 bytes"));
+TEST_F(LocalFileServerTest, endsTheLinkOnWhatItCannotAnswer) {
+  struct {
+    unsigned version;  // 0 for no session
+    std::string wire;
+    const char* failure;
+  } const cases[] = {
+      {0, message("ClientInit", Body().u8(0)), "[ProtocolError] Protocol error: Invalid fops client version: 0"},
+      {0, message("ClientInit", Body().u8(2)), "[ProtocolError] Protocol error: Invalid fops client version: 2"},
+      {0, message("Complete", id), NotInitialised},
+      {0, message("Teleport"), NotInitialised},
+      {0, message(""), NotInitialised},
+      {4, message("UploadFile", Body(id).entry("..").text("d")), "[BadPath] Invalid path: . or .."},
+      {4, message("UploadFolder", Body(id).entry("").text("d")), "[BadPath] Invalid path: empty"},
+      {4, message("DirScan", Body().u32(10241)), "[StringTooLongException] String exceeds maximum length"},
+  };
+  for (const auto& c : cases) {
+    server.emplace(*this, writer);
+    if (c.version != 0) {
+      request("ClientInit", Body().u8(c.version));
+    }
+    EXPECT_EQ(failureOn(server->proto(), c.wire), c.failure);
+    EXPECT_EQ(writer.take(), Lines{});
+  }
 }
 
-TEST_F(LocalFileServerTest, refusesDownloadsWithTheirReasons) {
-  ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
-  const LogLines lines;
-  const std::string missing = "stat(" + dir / "none" + "): No such file or directory (2)";
-  send("DownloadFile", Body().id(1, 0).text("none"));
-  EXPECT_EQ(reply("DownloadFileResult"), Body().id(1, 0).raw(emptyEntry()).result(missing, "System-2").bytes());
-  EXPECT_TRUE(lines.has("LocalFileServer 30 Download file failed id=1.0 none: [System-2] " + missing));
-  send("DownloadFile", Body().id(1, 0).text("pipe"));
-  EXPECT_EQ(reply("DownloadFileResult"),
-            Body().id(1, 0).raw(emptyEntry()).result(dir / "pipe" + " is a special file", "").bytes());
-  send("DownloadFile", Body().id(1, 0).text("home"));
-  const DirEntry home = getDirEntry((dir / "home").c_str(), nullptr);
-  EXPECT_EQ(reply("DownloadFileResult"),
-            Body().id(1, 0).raw(entryBytes(home)).result("Path is a directory", "").bytes());
-  send("DataReq", Body().id(1, 0).u64(1));
-  EXPECT_TRUE(taken().empty());  // nothing was registered
-}
-
-TEST_F(LocalFileServerTest, downloadsAFolderEntryByEntry) {
-  dir.write("t/a", "123");
-  dir.write("t/u/b", "4567");
-  dir.link("nowhere", "t/dangling");
-  DirEntry folder = getDirEntry((dir / "t").c_str(), nullptr);
-  folder.size = 7;
-  send("DownloadFolder", Body().id(1, 2).text("t"));
-  EXPECT_EQ(reply("DownloadFolderResult"), Body().id(1, 2).raw(entryBytes(folder)).result("", "").bytes());
-  send("ReqEntries", Body().id(3, 4).text("t"));
-  const std::string list =
-      writtenBytes([&](rdr::OutStream& out) { writeDirEntries(scanDir((dir / "t").c_str(), true, true), out); });
-  const std::string body = reply("ReqEntriesResult");
-  EXPECT_EQ(body, Body().raw(list).id(3, 4).result("", "").bytes());
-  EXPECT_EQ(body.substr(0, 4), Body().u32(2).bytes());
-}
-
-TEST_F(LocalFileServerTest, refusesFoldersThatAreNone) {
+TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
   dir.write("f", "1");
-  const LogLines lines;
-  const std::string error = "opendir(" + dir / "f" + "): Not a directory (20)";
-  const DirEntry file = getDirEntry((dir / "f").c_str(), nullptr);
-  send("DownloadFolder", Body().id(1, 0).text("f"));
-  EXPECT_EQ(reply("DownloadFolderResult"), Body().id(1, 0).raw(entryBytes(file)).result(error, "System-20").bytes());
-  send("ReqEntries", Body().id(1, 0).text("f"));
-  EXPECT_EQ(reply("ReqEntriesResult"), Body().u32(0).id(1, 0).result(error, "System-20").bytes());
-  EXPECT_TRUE(lines.has("LocalFileServer 30 Download top dir failed id=1.0 f: [System-20] " + error));
-  EXPECT_TRUE(lines.has("LocalFileServer 30 Download dir entries failed id=1.0 f: [System-20] " + error));
+  dir.write("t/a10", "0123456789");
+  dir.write("t/a2", "4567");
+  dir.makeDir("t/u/v");
+  dir.link("nowhere", "t/dangling");
+  ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
+  struct Case {
+    std::string request;
+    Lines reply;
+    std::string line;  // among the log lines; "" for none of interest
+  };
+  const auto answer = [](const char* type, Body body, const std::string& error = "", const char* kind = "") {
+    return Lines{message(type, body.result(error, kind))};
+  };
+  const std::string dots = "Invalid path: . or ..";
+  const std::string empty = "Invalid path: empty";
+  const std::string slash = "Invalid path: starts with /";
+  const std::string noStat = "stat(" + dir / "none" + "): No such file or directory (2)";
+  const std::string noFolder = "opendir(" + dir / "f" + "): Not a directory (20)";
+  const std::string noPlace = "fileOpenFd(" + dir / "none/n.tmp" + "): No such file or directory (2)";
+  const std::string notMade = "mkDir(" + dir / "f/n" + "): Not a directory (20)";
+  const std::string notGone = "fileRemove(" + dir / "a\xEF\xBF\xBD" + "): No such file or directory (2)";
+  const std::string notMoved = "fileRename(" + dir / "none" + "," + dir / "x" + "): No such file or directory (2)";
+  const std::string tooLong(300, 'n');
+  DirEntry folder = onDisk("t");
+  folder.size = 14;
+  const Body none = entryBytes(DirEntry());
+  for (const bool v3 : {true, false}) {
+    SCOPED_TRACE(v3);
+    start(dir.path(), v3 ? 3 : 4);
+    const Body data = v3 ? Body().text("cd") : Body();
+    const auto only3 = [&](const std::string& path) { return v3 ? Body().text(path).text("cd") : Body(); };
+    const auto asked = [&](const char* type, const std::string& path) {
+      return message(type, Body(id).text(path).raw(data));
+    };
+    const Case cases[] = {
+        {message("Teleport"), {}, "100 SFopsProto: Ignoring message type: Teleport"},
+        {message("DataReq", Body(id).u64(1)), {}, ""},
+        {message("Complete", id), {}, "30 FileSender: Complete id=5.7 (unknown)"},
+        {message("DirScan", Body().text("").u8(0).u8(1)), answer("DirScanResult", listBytes({onDisk("f")})),
+         "100 SFopsProto: Scanning directory <root>"},
+        {message("DirScan", Body().text("t//").u8(2).u8(1)),
+         answer("DirScanResult", listBytes({onDisk("t/u"), onDisk("t/a2"), onDisk("t/a10")})),
+         "100 LocalDirActions: Listing directory t//, full path " + dir / "t//"},
+        {message("DirScan", Body().text("f").u8(1).u8(1)), answer("DirScanResult", listBytes({}), noFolder, "NotFound"),
+         "30 LocalDirActions: Error reading directory 'f': [System-20] " + noFolder},
+        {message("DirScan", Body().text("/").u8(1).u8(1)), answer("DirScanResult", listBytes({}), slash, "BadPath"),
+         "100 SFopsProto: Scan error: [BadPath] " + slash},
+        {message("DirScan", Body().text(tooLong).u8(1).u8(1)),
+         answer("DirScanResult", listBytes({}),
+                ("opendir(" + dir / tooLong + "): File name too long (36)").substr(0, 255), "System-36"),
+         ""},
+        {asked("ReqEntries", "t"),
+         answer("ReqEntriesResult", listBytes(scanDir((dir / "t").c_str(), true, true)).id(5, 7).raw(only3("t"))),
+         "100 SFopsProto: Request directory entries id=5.7: t"},
+        {asked("ReqEntries", "f"),
+         answer("ReqEntriesResult", Body().u32(0).id(5, 7).raw(only3("f")), noFolder, "System-20"),
+         "30 LocalFileServer: Download dir entries failed id=5.7 f: [System-20] " + noFolder},
+        {asked("ReqEntries", ""), answer("ReqEntriesResult", Body().u32(0).id(5, 7).raw(only3("")), empty, "BadPath"),
+         ""},
+        {asked("DownloadFile", "none"),
+         answer("DownloadFileResult", Body(id).raw(only3("none")).raw(none), noStat, "System-2"),
+         "30 LocalFileServer: Download file failed id=5.7 none: [System-2] " + noStat},
+        {asked("DownloadFile", "pipe"),
+         answer("DownloadFileResult", Body(id).raw(only3("pipe")).raw(none), dir / "pipe" + " is a special file"),
+         "30 SFopsProto: Download file id=5.7 pipe"},
+        {asked("DownloadFile", "home"),
+         answer("DownloadFileResult", Body(id).raw(only3("home")).raw(entryBytes(onDisk("home"))),
+                "Path is a directory"),
+         "100 SFopsProto: Download file result id=5.7 home: Path is a directory"},
+        {asked("DownloadFile", "a/../b"),
+         answer("DownloadFileResult", Body(id).raw(only3("a/../b")).raw(none), dots, "BadPath"),
+         "100 SFopsProto: Download file result id=5.7 <null>: [BadPath] " + dots},
+        {asked("DownloadFolder", "t"),
+         answer("DownloadFolderResult", Body(id).raw(v3 ? Body().u64(14) : Body()).raw(entryBytes(folder)).raw(data)),
+         "100 SFopsProto: Download dir result id=5.7 t: ok"},
+        {asked("DownloadFolder", "f"),
+         answer("DownloadFolderResult",
+                Body(id).raw(v3 ? Body().u64(1) : Body()).raw(entryBytes(onDisk("f"))).raw(data), noFolder,
+                "System-20"),
+         "30 LocalFileServer: Download top dir failed id=5.7 f: [System-20] " + noFolder},
+        {asked("DownloadFolder", ""),
+         answer("DownloadFolderResult", Body(id).raw(v3 ? Body().u64(0) : Body()).raw(none).raw(data), empty,
+                "BadPath"),
+         "30 SFopsProto: Download dir id=5.7 "},
+        {message("UploadFile", Body(id).entry("n", 3).raw(data).text("none")),
+         answer("CancelByReceiver", id, noPlace, "System-2"),
+         "30 LocalFileServer: Upload file failed id=5.7 none: [System-2] " + noPlace},
+        {message("UploadFile", Body(id).entry("n", 3).raw(data).text("..")),
+         answer("CancelByReceiver", id, dots, "BadPath"), "100 SFopsProto: Upload file error: [BadPath] " + dots},
+        {message("UploadFolder", Body(id).raw(data).entry("n").text("f")),
+         answer("UploadFolderResult", Body(id).raw(data).raw(v3 ? Body().entry("n") : Body()).text("f/n"), notMade,
+                "System-20"),
+         "30 LocalFileServer: Upload dir failed id=5.7 f/n: [System-20] " + notMade},
+        {message("UploadFolder", Body(id).raw(data).entry("n").text("..")),
+         answer("UploadFolderResult", Body(id).raw(data).raw(v3 ? Body().entry("n") : Body()).text(".."), dots,
+                "BadPath"),
+         "100 SFopsProto: Upload dir error: [BadPath] " + dots},
+        {message("CreateFolder", Body().text("f").text("n")),
+         answer("CreateFolderResult", Body(), notMade, "System-20"),
+         "30 LocalDirActions: Failed to create new dir f/n: [System-20] " + notMade},
+        {message("CreateFolder", Body().text("..").text("n")), answer("CreateFolderResult", Body(), dots, "BadPath"),
+         ""},
+        {message("CreateFolder", Body().text("").text("a/b")),
+         answer("CreateFolderResult", Body(), "Invalid path: element contains /", "BadPath"), ""},
+        {message("DeleteFileOrFolder", Body().text("a\xFF")),
+         answer("DeleteFileOrFolderResult", Body(), notGone, "System-2"),
+         "30 LocalDirActions: Failed to delete a\xEF\xBF\xBD - " + notGone},
+        {message("DeleteFileOrFolder", Body().text("a/")), answer("DeleteFileOrFolderResult", Body(), empty, "BadPath"),
+         ""},
+        {message("RenameFileOrFolder", Body().text("none").text("x")),
+         answer("RenameFileOrFolderResult", Body(), notMoved, "System-2"),
+         "30 LocalDirActions: Failed to rename none: [System-2] " + notMoved},
+        {message("RenameFileOrFolder", Body().text("f").text("")),
+         answer("RenameFileOrFolderResult", Body(), empty, "BadPath"), ""},
+        {message("RenameFileOrFolder", Body().text("..").text("")),
+         answer("RenameFileOrFolderResult", Body(), dots, "BadPath"), ""},
+    };
+    for (const Case& c : cases) {
+      SCOPED_TRACE(testing::PrintToString(c.request));
+      const test::RecordingDest log("*:rec:100");
+      runCutAtEachByte(
+          server->proto(), c.request, [&] { return writer.take(); }, c.reply);
+      if (!c.line.empty()) {
+        const auto lines = log.lines();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), c.line), c.request.size()) << testing::PrintToString(lines);
+      }
+    }
+  }
+  EXPECT_EQ(dir.list(), (Lines{"f", "home", "pipe", "t"}));
 }
 
-TEST_F(LocalFileServerTest, uploadsFiles) {
-  dir.write("a.txt", "old");
-  send("UploadFile", Body().id(1, 0).entry("a.txt", 3).text(""));
-  EXPECT_EQ(reply("DataReq"), Body().id(1, 0).u64(3).bytes());
-  EXPECT_EQ(dir.list(), (Names{"a.txt", "a.txt.tmp", "home"}));
-  send("DataChunk", Body().id(1, 0).u64(0).text("new"));
-  EXPECT_EQ(reply("Complete"), Body().id(1, 0).bytes());
-  EXPECT_EQ(dir.read("a(1).txt"), "new");
-  EXPECT_EQ(dir.read("a.txt"), "old");
-  send("UploadFile", Body().id(1, 0).entry("empty").text("home"));
-  EXPECT_EQ(reply("Complete"), Body().id(1, 0).bytes());
-  EXPECT_EQ(dir.list("home"), Names{"empty"});
-}
-
-TEST_F(LocalFileServerTest, refusesAnUploadWithACancel) {
-  const LogLines lines;
-  send("UploadFile", Body().id(1, 0).entry("f", 3).text("none"));
-  const std::string error = "fileOpenFd(" + dir / "none/f.tmp" + "): No such file or directory (2)";
-  EXPECT_EQ(reply("CancelByReceiver"), Body().id(1, 0).result(error, "System-2").bytes());
-  EXPECT_TRUE(lines.has("LocalFileServer 30 Upload file failed id=1.0 none: [System-2] " + error));
-  EXPECT_TRUE(lines.has("FileReceiver 30 Cancel by receiver id=1.0 (unknown): [System-2] " + error));
-  EXPECT_EQ(dir.list(), Names{"home"});
-}
-
-TEST_F(LocalFileServerTest, anUploadThatCannotStartTakesALiveOneOfItsIdWithIt) {
-  send("UploadFile", Body().id(1, 0).entry("f", 3).text(""));
-  taken();
-  send("UploadFile", Body().id(1, 0).entry("g", 3).text("none"));
-  EXPECT_EQ(taken().size(), 1U);
-  EXPECT_EQ(dir.list(), Names{"home"});
-  send("DataChunk", Body().id(1, 0).u64(0).text("new"));
-  EXPECT_TRUE(taken().empty());
+TEST_F(LocalFileServerTest, sendsFilesByIdFromTheRootItWasBuiltWith) {
+  dir.write("f", "0123456789");
+  const ParameterValue moved("FopsDir", (dir / "home").c_str());
+  const test::RecordingDest log("*:rec:100");
+  EXPECT_EQ(request("DownloadFile", Body(id).text("f")),
+            Lines{message("DownloadFileResult", Body(id).raw(entryBytes(onDisk("f"))).result("", ""))});
+  EXPECT_EQ(log.lines(), (Lines{"30 SFopsProto: Download file id=5.7 f", "30 FileSender: New id=5.7 f 10 bytes",
+                                "100 SFopsProto: Download file result id=5.7 f: ok"}));
+  EXPECT_EQ(request("DataReq", Body(id).u64(4)), Lines{message("DataChunk", Body(id).u64(0).text("0123"))});
+  EXPECT_EQ(request("GetRoot").at(0).substr(0, 14), std::string("\x0DGetRootResult"));
 }
 
 TEST_F(LocalFileServerTest, leavesNothingOfUploadsThatDoNotEnd) {
-  const auto begin = [&] {
-    send("UploadFile", Body().id(1, 0).entry("f", 10).text(""));
-    send("DataChunk", Body().id(1, 0).u64(0).text("12345"));
-    EXPECT_EQ(dir.list(), (Names{"f.tmp", "home"}));
-    taken();
-  };
-  begin();
-  send("CancelBySender", Body().id(1, 0).result("stopped", ""));
-  EXPECT_EQ(dir.list(), Names{"home"});
-  begin();
-  send("DataChunk", Body().id(1, 0).u64(4).text("56"));
-  EXPECT_EQ(reply("CancelByReceiver"),
-            Body().id(1, 0).result("Protocol error: Fops write bad position/size", "ProtocolError").bytes());
-  EXPECT_EQ(dir.list(), Names{"home"});
-  begin();
-  send("ClientClose");
-  EXPECT_EQ(dir.list(), (Names{"f.tmp", "home"}));  // the end of a session ends no transfer
+  const Body upload = Body(id).entry("f", 10).text("");
+  EXPECT_EQ(request("UploadFile", upload), Lines{message("DataReq", Body(id).u64(10))});
+  EXPECT_EQ(dir.list(), (Lines{"f.tmp", "home"}));
+  request("UploadFile", Body(id).entry("g", 3).text("none"));  // what cannot start takes a live one of its id with it
+  EXPECT_EQ(dir.list(), Lines{"home"});
+  request("UploadFile", upload);
+  request("ClientClose");
+  EXPECT_EQ(dir.list(), (Lines{"f.tmp", "home"})) << "the end of a session ends no transfer";
   server.reset();
-  EXPECT_TRUE(taken().empty());
-  EXPECT_EQ(dir.list(), Names{"home"});
+  EXPECT_EQ(writer.take(), Lines{});
+  EXPECT_EQ(dir.list(), Lines{"home"});
 }
 
-TEST_F(LocalFileServerTest, uploadsFoldersUnderFreeNames) {
+TEST_F(LocalFileServerTest, makesFoldersUnderFreeNames) {
   ::umask(022);
   const auto upload = [&](int mode, const char* destination) {
     DirEntry folder("new.d", Directory);
     setUnixMode(folder, static_cast<std::uint16_t>(mode));
-    send("UploadFolder", Body().id(1, 0).raw(entryBytes(folder)).text(destination));
-    return reply("UploadFolderResult");
+    return request("UploadFolder", Body(id).raw(entryBytes(folder)).text(destination));
   };
-  EXPECT_EQ(upload(040700, ""), Body().id(1, 0).text("new.d").result("", "").bytes());
-  EXPECT_EQ(upload(040710, ""), Body().id(1, 0).text("new(1).d").result("", "").bytes());
-  EXPECT_EQ(upload(040555, "new(1).d"), Body().id(1, 0).text("new(1).d/new.d").result("", "").bytes());
-  struct stat st {};
-  ASSERT_EQ(::stat((dir / "new.d").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 07777, 0700U);
-  ASSERT_EQ(::stat((dir / "new(1).d").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 07777, 0755U);
-}
-
-TEST_F(LocalFileServerTest, reportsFoldersThatCannotBeMade) {
-  dir.write("f", "data");
-  const LogLines lines;
-  const std::string error = "mkDir(" + dir / "f/n" + "): Not a directory (20)";
-  send("UploadFolder", Body().id(1, 0).entry("n", 0, Directory).text("f"));
-  EXPECT_EQ(reply("UploadFolderResult"), Body().id(1, 0).text("f/n").result(error, "System-20").bytes());
-  EXPECT_TRUE(lines.has("LocalFileServer 30 Upload dir failed id=1.0 f/n: [System-20] " + error));
-  EXPECT_EQ(dir.list(), (Names{"f", "home"}));
+  const auto made = [&](const char* path, const char* error, const char* type) {
+    return Lines{message("UploadFolderResult", Body(id).text(path).result(error, type))};
+  };
+  EXPECT_EQ(upload(040700, ""), made("new.d", "", ""));
+  EXPECT_EQ(upload(040710, ""), made("new(1).d", "", ""));
+  EXPECT_EQ(upload(040555, "new(1).d"), made("new(1).d/new.d", "", ""));
+  EXPECT_EQ(unixMode(onDisk("new.d")), 040700);
+  EXPECT_EQ(unixMode(onDisk("new(1).d")), 040755);
+  request("CreateFolder", Body().text("some/where").text("deep"));
+  EXPECT_EQ(unixMode(onDisk("some/where")), 040700);
   start(dir.path() + "/");
-  send("UploadFolder", Body().id(1, 0).entry("n", 0, Directory).text(""));
-  EXPECT_EQ(reply("UploadFolderResult"),
-            Body().id(1, 0).text("n").result("Invalid path: starts with /", "BadPath").bytes());
-  EXPECT_EQ(dir.list(), (Names{"f", "home", "n"}));  // it is there all the same
+  EXPECT_EQ(upload(040700, ""), made("new.d", "Invalid path: starts with /", "BadPath"));
+  EXPECT_EQ(request("CreateFolder", Body().text("").text("new.d")),
+            Lines{message("CreateFolderResult", Body().result("Invalid path: starts with /", "BadPath"))});
+  EXPECT_EQ(dir.list(), (Lines{"home", "new(1).d", "new(2).d", "new(3).d", "new.d", "some"})) << "they are there";
 }
 
-TEST_F(LocalFileServerTest, diesOfAnIdThatIsInUse) {
+TEST_F(LocalFileServerTest, deletesAndRenamesAsTheSystemDoes) {
+  dir.write("a", "new");
+  dir.write("b", "old");
+  dir.write("kept/u/v", "");
+  dir.write("t/u/v", "");
+  dir.link("kept", "link");
+  dir.link("nowhere", "dangling");
+  const auto renamed = [&](const char* from, const char* to) {
+    return request("RenameFileOrFolder", Body().text(from).text(to)).at(0).substr(25);
+  };
+  const auto removed = [&](const char* path) {
+    return request("DeleteFileOrFolder", Body().text(path)).at(0).substr(25);
+  };
+  const test::RecordingDest log("*:rec:100");
+  EXPECT_EQ(request("CreateFolder", Body().text("t").text("n")).size(), 1U);
+  EXPECT_EQ(renamed("a", "b"), Body().result("", ""));
+  EXPECT_EQ(dir.read("b"), "new");
+  EXPECT_EQ(renamed("home", "t"),
+            Body().result("fileRename(" + dir / "home" + "," + dir / "t" + "): Directory not empty (39)", "System-39"));
+  EXPECT_EQ(removed("t"), Body().result("", ""));
+  EXPECT_THAT(log.lines(), testing::IsSupersetOf({"30 LocalDirActions: Create new dir " + dir / "t/n",
+                                                  std::string("30 LocalDirActions: Renaming path from a to b"),
+                                                  std::string("30 LocalDirActions: Delete path t")}));
+  EXPECT_EQ(removed("dangling"), Body().result("", ""));
+  EXPECT_EQ(removed("link"), Body().result("rmDir(" + dir / "link" + "): Not a directory (20)", "System-20"));
+  EXPECT_EQ(dir.list(), (Lines{"b", "home", "kept", "link"}));
+  EXPECT_EQ(dir.list("kept"), Lines{}) << "emptied through the link";
+}
+
+TEST_F(LocalFileServerTest, goesOnInSilenceWithoutAHome) {
+  ::unsetenv("HOME");
+  const test::RecordingDest log("*:rec:100");
+  EXPECT_EQ(start(dir.path()), Lines{});
+  EXPECT_EQ(request("CreateFolder", Body().text("").text("made")), Lines{});
+  EXPECT_THAT(log.lines(), testing::Contains("100 SFopsProto: Write error: HOME dir not found"));
+  EXPECT_THAT(log.lines(), testing::Contains("100 FopsProto: Discarding outgoing message CreateFolderResult"));
+  EXPECT_TRUE(dir.exists("made"));
+}
+
+TEST_F(LocalFileServerTest, diesOfALeadingSlashOrAnIdInUse) {
   dir.write("f", "1");
   dir.allowTemporaryFiles();
-  send("DownloadFile", Body().id(1, 0).text("f"));
-  EXPECT_DEATH(send("DownloadFile", Body().id(1, 0).text("f")), "i == files.end\\(\\).*libs/fops/FileSender");
-  send("UploadFile", Body().id(1, 0).entry("g", 3).text(""));  // an upload may have the id of a download
-  EXPECT_DEATH(send("UploadFile", Body().id(1, 0).entry("g", 3).text("")),
-               "i == files.end\\(\\).*libs/fops/FileReceiver");
-}
-
-TEST_F(LocalFileServerTest, keepsTheRootItWasBuiltWith) {
-  dir.write("f", "1");
-  const ParameterValue moved("FopsDir", (dir / "home").c_str());
-  send("DownloadFile", Body().id(1, 0).text("f"));
-  EXPECT_EQ(reply("DownloadFileResult").substr(0, 13), Body().id(1, 0).u32(1).raw("f").bytes());
+  EXPECT_DEATH(request("CreateFolder", Body().text("").text("/x")), "libs/fops/path:34");
+  EXPECT_DEATH(request("CreateFolder", Body().text("/a").text("x")), "libs/fops/path:36");
+  const Body upload = Body(id).entry("g", 3).text("");
+  request("DownloadFile", Body(id).text("f"));
+  EXPECT_DEATH(request("DownloadFile", Body(id).text("f")), "i == files.end\\(\\).*libs/fops/FileSender");
+  request("UploadFile", upload);  // an upload may have the id of a download
+  EXPECT_DEATH(request("UploadFile", upload), "i == files.end\\(\\).*libs/fops/FileReceiver");
 }
 
 }  // namespace

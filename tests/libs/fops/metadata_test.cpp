@@ -1,8 +1,6 @@
 #include "libs/fops/unix/metadata.h"
 
 #include <algorithm>
-#include <cstring>
-#include <functional>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,11 +9,11 @@
 #include <unistd.h>
 
 #include "base/plat/Exception.h"
-#include "base/plat/SystemException.h"
 #include "base/plat/Time.h"
 #include "libs/fops/BadPath.h"
 #include "libs/fops/SpecialFileException.h"
 #include "libs/fops/unix/treeSize.h"
+#include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
@@ -23,37 +21,37 @@
 namespace fops {
 namespace {
 
-using Names = std::vector<std::string>;
-
-Names sortedNames(const std::vector<DirEntry>& list) {
-  Names names;
-  for (const DirEntry& entry : list)
-    names.emplace_back(entry.name.orEmpty());
+Lines sorted(Lines names) {
   std::sort(names.begin(), names.end());
   return names;
-}
-
-template <class Action>
-std::string failureOf(const Action& action) {
-  try {
-    action();
-  } catch (const plat::Exception& error) {
-    return std::string(error.type) + ' ' + error.message;
-  }
-  return "none";
 }
 
 class MetadataTest : public testing::Test {
 protected:
   DirEntry entryOf(const std::string& name) { return getDirEntry((dir / name).c_str(), nullptr); }
-  void mode(const std::string& name, mode_t bits) { ASSERT_EQ(::chmod((dir / name).c_str(), bits), 0); }
+  Lines scan(const std::string& name, bool dirs, bool files) {
+    Lines names;
+    for (const DirEntry& entry : scanDir((dir / name).c_str(), dirs, files)) {
+      EXPECT_EQ(entry, getDirEntry((dir / name + "/" + entry.name.get()).c_str(), nullptr));
+      names.emplace_back(entry.name.get());
+    }
+    return sorted(names);
+  }
+  std::int64_t size(const std::string& name = "") { return dirTreeSize((dir / name).c_str()); }
+  /// A folder that the test will not own as root does.
+  void makeGuarded(const std::string& name, mode_t bits) {
+    ::chmod(dir.path().c_str(), 0755);
+    ASSERT_EQ(::chmod((dir / name).c_str(), bits), 0);
+    test::Unprivileged::give(dir / name);
+  }
 
   test::TempDir dir;
+  const std::string noEntry = "): No such file or directory (2)";
 };
 
 TEST_F(MetadataTest, describesAFile) {
   dir.write(".x", "12345");
-  mode(".x", 0444);
+  ASSERT_EQ(::chmod((dir / ".x").c_str(), 0444), 0);
   const timespec times[2] = {{1000000001, 999999999}, {1000000000, 500000000}};
   ASSERT_EQ(::utimensat(AT_FDCWD, (dir / ".x").c_str(), times, 0), 0);
   const DirEntry entry = entryOf(".x");
@@ -65,6 +63,9 @@ TEST_F(MetadataTest, describesAFile) {
   EXPECT_GT(entry.createTime, plat::fileTimeFromUnix(1600000000));
   EXPECT_EQ(entry.osAttrs.size(), 1U);
   EXPECT_EQ(unixMode(entry), 0100444);
+  // Hidden goes by the path, the name is the caller's.
+  EXPECT_EQ(getDirEntry((dir / ".x").c_str(), "shown").flags, Hidden | ReadOnly);
+  EXPECT_STREQ(getDirEntry("/", "host").name.get(), "host");
 }
 
 TEST_F(MetadataTest, looksIntoDirectoriesForDirectories) {
@@ -75,169 +76,96 @@ TEST_F(MetadataTest, looksIntoDirectoriesForDirectories) {
   dir.link("../empty", "linked/to");
   dir.makeDir("dangling");
   dir.link("nowhere", "dangling/to");
+  dir.makeDir("unreadable/sub");
+  dir.makeDir("unsearchable/sub");
+  makeGuarded("unreadable", 0300);
+  makeGuarded("unsearchable", 0600);
+  const test::Unprivileged rights;
   EXPECT_EQ(entryOf("empty").flags, Directory);
   EXPECT_EQ(entryOf("files").flags, Directory);
   EXPECT_EQ(entryOf("deep").flags, Directory | HasSubdirs);
   EXPECT_EQ(entryOf("linked").flags, Directory | HasSubdirs);
   EXPECT_EQ(entryOf("dangling").flags, Directory);
-}
-
-TEST_F(MetadataTest, saysWhenADirectoryCannotBeLookedInto) {
-  dir.makeDir("unreadable/sub");
-  dir.makeDir("unsearchable/sub");
-  for (const char* name : {"unreadable", "unsearchable"})
-    test::Unprivileged::give(dir / name);
-  ::chmod(dir.path().c_str(), 0755);
-  mode("unreadable", 0300);
-  mode("unsearchable", 0600);
-  const test::Unprivileged rights;
   EXPECT_EQ(entryOf("unreadable").flags, Directory | SubdirsUnknown);
-  EXPECT_EQ(entryOf("unsearchable").flags, Directory);  // it can be read, but nothing in it is known to be a directory
-}
-
-TEST_F(MetadataTest, takesHiddenFromThePathAndTheNameFromTheCaller) {
-  dir.write(".x", "");
-  dir.write("y", "");
-  EXPECT_EQ(getDirEntry((dir / ".x").c_str(), "shown").flags, Hidden);
-  EXPECT_EQ(getDirEntry((dir / "y").c_str(), ".named").flags, 0U);
-  EXPECT_STREQ(getDirEntry("/", "host").name.get(), "host");
+  // It can be read, but nothing in it is known to be a directory.
+  EXPECT_EQ(entryOf("unsearchable").flags, Directory);
+  const test::RecordingDest log("*:rec:100");
+  EXPECT_EQ(scan("unsearchable", true, false), Lines{});
+  EXPECT_EQ(log.lines(), Lines{});
 }
 
 TEST_F(MetadataTest, refusesWhatItCannotDescribe) {
   ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
   dir.link("nowhere", "dangling");
   EXPECT_THROW(entryOf("pipe"), SpecialFileException);
-  EXPECT_EQ(failureOf([&] { entryOf("pipe"); }), " " + dir / "pipe" + " is a special file");
-  EXPECT_EQ(failureOf([] { getDirEntry("/dev/null", nullptr); }), " /dev/null is a special file");
-  EXPECT_EQ(failureOf([&] { entryOf("dangling"); }),
-            "System-2 stat(" + dir / "dangling" + "): No such file or directory (2)");
+  EXPECT_EQ(test::raised([&] { entryOf("pipe"); }), dir / "pipe" + " is a special file");
+  EXPECT_EQ(test::raised([&] { entryOf("dangling"); }), "stat(" + dir / "dangling" + noEntry);
   EXPECT_THROW(entryOf("bad\xff"), BadPath);
   EXPECT_THROW(getDirEntry("/tmp/", nullptr), BadPath);
   EXPECT_DEATH(getDirEntry("relative", nullptr), "filePath\\[0\\] == '/'.*libs/fops/unix/metadata");
 }
 
-class ScanDirTest : public MetadataTest {
-protected:
-  void SetUp() override {
-    dir.makeDir("d/sub");
-    dir.write("f", "1");
-    dir.write("bad\xff", "");
-    dir.link("d", "to d");
-    dir.link("f", "to f");
-    dir.link("nowhere", "to nothing");
-    ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
-    dir.link("pipe", "to pipe");
-  }
-};
-
-TEST_F(ScanDirTest, listsWhatIsAskedFor) {
-  const char* path = dir.path().c_str();
-  EXPECT_EQ(sortedNames(scanDir(path, true, true)), (Names{"d", "f", "to d", "to f"}));
-  EXPECT_EQ(sortedNames(scanDir(path, true, false)), (Names{"d", "to d"}));
-  EXPECT_EQ(sortedNames(scanDir(path, false, true)), (Names{"f", "to f"}));
-  EXPECT_TRUE(scanDir(path, false, false).empty());
-  for (const DirEntry& entry : scanDir(path, true, true))
-    EXPECT_EQ(entry, entryOf(entry.name.get()));
+TEST_F(MetadataTest, listsWhatIsAskedForAndLogsWhatItLeavesOut) {
+  dir.makeDir("d/sub");
+  dir.write("f", "1");
+  dir.write("bad\xff", "");
+  dir.link("d", "to d");
+  dir.link("f", "to f");
+  dir.link("nowhere", "to nothing");
+  ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
+  dir.link("pipe", "to pipe");
+  test::RecordingDest log("*:rec:100");
+  EXPECT_EQ(scan("", true, false), (Lines{"d", "to d"}));
+  EXPECT_EQ(scan("", false, false), Lines{});
+  EXPECT_EQ(log.lines(), Lines{}) << "nothing of what is not asked for";
+  EXPECT_EQ(scan("", true, true), (Lines{"d", "f", "to d", "to f"}));
+  const Lines lines = sorted(log.lines());
+  ASSERT_EQ(lines.size(), 2U) << "nothing of special files";
+  EXPECT_EQ(lines[0].rfind("100 getDirEntry: Error for '" + dir / "bad", 0), 0U);
+  EXPECT_NE(lines[0].find("': [BadPath] Invalid path: bad UTF-8"), std::string::npos);
+  EXPECT_EQ(lines[1],
+            "100 getDirEntry: Error for '" + dir / "to nothing" + "': [System-2] stat(" + dir / "to nothing" + noEntry);
+  EXPECT_EQ(scan("", false, true), (Lines{"f", "to f"}));
+  EXPECT_EQ(test::raised([&] { scan("none", true, true); }), "opendir(" + dir / "none" + noEntry);
 }
 
-TEST_F(ScanDirTest, logsWhatItLeavesOutButForSpecialFiles) {
-  const LogLines lines;
-  scanDir(dir.path().c_str(), true, true);
-  Names all = lines.all();
-  std::sort(all.begin(), all.end());
-  ASSERT_EQ(all.size(), 2U);
-  EXPECT_EQ(all[0].rfind("getDirEntry 100 Error for '" + dir / "bad", 0), 0U);
-  EXPECT_NE(all[0].find("': [BadPath] Invalid path: bad UTF-8"), std::string::npos);
-  EXPECT_EQ(all[1], "getDirEntry 100 Error for '" + dir / "to nothing" + "': [System-2] stat(" + dir / "to nothing" +
-                        "): No such file or directory (2)");
-}
+// Sizes of trees
 
-TEST_F(ScanDirTest, saysNothingOfWhatIsNotAskedFor) {
-  const LogLines lines;
-  scanDir(dir.path().c_str(), true, false);
-  EXPECT_TRUE(lines.all().empty());
-}
-
-TEST_F(ScanDirTest, failsAsAWhole) {
-  EXPECT_EQ(failureOf([&] { scanDir((dir / "none").c_str(), true, true); }),
-            "System-2 opendir(" + dir / "none" + "): No such file or directory (2)");
-  EXPECT_EQ(failureOf([&] { scanDir((dir / "f").c_str(), true, true); }),
-            "System-20 opendir(" + dir / "f" + "): Not a directory (20)");
-}
-
-TEST_F(ScanDirTest, takesAReadableFolderThatCannotBeSearchedForFiles) {
-  dir.makeDir("odd/sub");
-  test::Unprivileged::give(dir / "odd");
-  ::chmod(dir.path().c_str(), 0755);
-  mode("odd", 0600);
-  const test::Unprivileged rights;
-  const LogLines lines;
-  EXPECT_TRUE(scanDir((dir / "odd").c_str(), true, false).empty());
-  EXPECT_TRUE(lines.all().empty());  // no directory as far as anyone can tell, so not asked for
-  EXPECT_TRUE(scanDir((dir / "odd").c_str(), false, true).empty());
-  EXPECT_EQ(lines.all(), Names{"getDirEntry 100 Error for '" + dir / "odd/sub" + "': [System-13] stat(" +
-                               dir / "odd/sub" + "): Permission denied (13)"});
-}
-
-class TreeSizeTest : public MetadataTest {
-protected:
-  std::int64_t size(const std::string& name = "") { return dirTreeSize((dir / name).c_str()); }
-};
-
-TEST_F(TreeSizeTest, addsUpFilesBelow) {
+TEST_F(MetadataTest, addsUpFilesAndLogsWhatItCannotRead) {
   EXPECT_EQ(size(), 0);
   dir.write("a", "1");
   dir.write("b/c", "22");
-  dir.write("b/d/e", "333");
   dir.write("b/d/f/g", "4444");
   dir.write("h", "55555");
   dir.makeDir("i/j");
-  EXPECT_EQ(size(), 15);
-  EXPECT_EQ(dirTreeSize((dir.path() + "/").c_str()), 15);
+  EXPECT_EQ(size(), 12);
   dir.link("b", "again");
-  EXPECT_EQ(size(), 24);
-}
-
-TEST_F(TreeSizeTest, countsAndLogsWhatItCannotRead) {
-  dir.write("f", "1");
-  dir.write("ok/f", "22");
+  EXPECT_EQ(dirTreeSize((dir.path() + "/").c_str()), 18);
   dir.write("closed/f", "333");
   dir.link("nowhere", "dangling");
-  test::Unprivileged::give(dir / "closed");
-  ::chmod(dir.path().c_str(), 0755);
-  ::chmod((dir / "ok").c_str(), 0755);
-  mode("closed", 0);
+  makeGuarded("closed", 0);
   const test::Unprivileged rights;
-  const LogLines lines;
-  EXPECT_EQ(size(), 3);
-  Names all = lines.all();
-  std::sort(all.begin(), all.end());
-  EXPECT_EQ(all, (Names{"getDirEntry 100 Error getting size of " + dir / "closed" + ": [System-13] opendir(" +
-                            dir / "closed" + "): Permission denied (13)",
-                        "getDirEntry 100 Error getting size of " + dir / "dangling" + ": [System-2] fileGetSize(" +
-                            dir / "dangling" + "): No such file or directory (2)"}));
+  const test::RecordingDest log("*:rec:100");
+  EXPECT_EQ(size(), 18);
+  EXPECT_EQ(sorted(log.lines()), (Lines{"100 getDirEntry: Error getting size of " + dir / "closed" +
+                                            ": [System-13] opendir(" + dir / "closed" + "): Permission denied (13)",
+                                        "100 getDirEntry: Error getting size of " + dir / "dangling" +
+                                            ": [System-2] fileGetSize(" + dir / "dangling" + noEntry}));
+  EXPECT_EQ(test::raised([&] { size("a"); }), "opendir(" + dir / "a" + "): Not a directory (20)");
+  EXPECT_EQ(test::raised([&] { size("none"); }), "opendir(" + dir / "none" + noEntry);
 }
 
-TEST_F(TreeSizeTest, failsOnlyForTheTop) {
-  dir.write("f", "1");
-  EXPECT_EQ(failureOf([&] { size("f"); }), "System-20 opendir(" + dir / "f" + "): Not a directory (20)");
-  EXPECT_EQ(failureOf([&] { size("none"); }), "System-2 opendir(" + dir / "none" + "): No such file or directory (2)");
-}
-
-TEST_F(TreeSizeTest, goesAsDeepAsPathsWithFewDescriptors) {
-  // Nearly as deep as a path can be long, with a file at the bottom, and one that no path can name.
+TEST_F(MetadataTest, measuresAsDeepAsPathsGoWithFewDescriptors) {
+  // As deep as a path can be long, with a file at the bottom, and below that a folder that no path can name.
   std::string path = dir.path();
-  int depth = 0;
-  for (; path.size() + 12 < 4096; ++depth) {
-    path += "/deeper";
-    ASSERT_EQ(::mkdir(path.c_str(), 0700), 0);
+  for (const std::string level = '/' + std::string(40, 'n'); path.size() + level.size() + 2 < 4096; path += level) {
+    ASSERT_EQ(::mkdir((path + level).c_str(), 0700), 0);
   }
   dir.write(path.substr(dir.path().size() + 1) + "/f", "bottom");
-  ASSERT_GT(depth, 500);
   const int bottom = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ASSERT_EQ(::mkdirat(bottom, std::string(100, 'n').c_str(), 0700), 0);
   ::close(bottom);
-  const LogLines lines;
+  const test::RecordingDest log("*:rec:100");
   struct rlimit before {};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   struct rlimit few = before;
@@ -246,20 +174,19 @@ TEST_F(TreeSizeTest, goesAsDeepAsPathsWithFewDescriptors) {
   const std::int64_t bytes = size();
   ::setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(bytes, 6);
-  ASSERT_EQ(lines.all().size(), 1U);  // cut to what a message holds
-  EXPECT_NE(lines.all()[0].find("Error getting size of " + dir / "deeper/"), std::string::npos);
-  EXPECT_EQ(sortedNames(scanDir(path.c_str(), true, true)), Names{"f"});
+  ASSERT_EQ(log.lines().size(), 1U);  // cut to what a message holds
+  EXPECT_NE(log.lines()[0].find("Error getting size of " + dir / "nnn"), std::string::npos);
 }
 
-TEST_F(TreeSizeTest, endsInALoopOfLinks) {
+TEST_F(MetadataTest, measuresALoopOfLinksUpToTheSystemsLimit) {
   dir.write("d/f", "1");
   dir.link(".", "d/loop");
-  const LogLines lines;
+  const test::RecordingDest log("*:rec:100");
   const std::int64_t bytes = size();
   EXPECT_GT(bytes, 1);
   EXPECT_LE(bytes, 41);  // the system follows forty links in one path
-  ASSERT_EQ(lines.all().size(), 1U);
-  EXPECT_NE(lines.all()[0].find("[System-40] fileGetSize("), std::string::npos) << lines.all()[0];
+  ASSERT_EQ(log.lines().size(), 1U);
+  EXPECT_NE(log.lines()[0].find("[System-40] fileGetSize("), std::string::npos) << log.lines()[0];
 }
 
 }  // namespace

@@ -1,47 +1,34 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "base/plat/Configuration.h"
-#include "base/plat/IntParameter.h"
-#include "base/plat/LogDest.h"
-#include "base/plat/logging.h"
-#include "base/rdr/InStream.h"
-#include "base/rdr/MemOutStream.h"
-#include "libs/fops/DirEntry.h"
-#include "libs/fops/FopsProto.h"
-#include "libs/fops/dirEntryIo.h"
+#include <gtest/gtest.h>
 
-// What the tests of the protocol share: bytes put together by hand, a stream that runs dry on demand, a writer that
-// records.
+#include "base/plat/ConfigParameter.h"
+#include "base/plat/Configuration.h"
+#include "base/rdr/MemOutStream.h"
+#include "libs/fops/FopsProto.h"
+#include "tests/base/rdr/TestStreams.h"
+
+// What the tests of the protocol and of the file service share: bytes put together by hand, fakes that record,
+// parameters for the length of a test.
 
 namespace fops {
 
-/// The bytes that `write` puts on a stream.
-template <class Write>
-std::string writtenBytes(const Write& write) {
-  rdr::MemOutStream out;
-  write(out);
-  return {reinterpret_cast<const char*>(out.data()), out.length()};
-}
-
-/// Puts a message's bytes together field by field, on its own reading of the wire form.
-class Body {
-public:
+/// Bytes put together field by field, on their own reading of the wire form.
+struct Body : std::string {
   Body& u8(unsigned value) { return number(value, 1); }
   Body& u16(unsigned value) { return number(value, 2); }
   Body& u32(std::uint32_t value) { return number(value, 4); }
   Body& u64(std::uint64_t value) { return number(value, 8); }
   Body& zeros(std::size_t count) { return raw(std::string(count, '\0')); }
-  Body& raw(std::string_view bytes) {
-    bytes_ += bytes;
-    return *this;
-  }
+  Body& raw(std::string_view bytes) { return static_cast<Body&>(append(bytes)); }
   Body& shortText(std::string_view text) { return u8(static_cast<unsigned>(text.size())).raw(text); }
   Body& text(std::string_view text) { return u32(static_cast<std::uint32_t>(text.size())).raw(text); }
   Body& id(std::uint32_t low, std::uint32_t high) { return u32(low).u32(high); }
@@ -50,89 +37,130 @@ public:
   Body& entry(std::string_view name, std::uint64_t size = 0, std::uint32_t flags = 0) {
     return text(name).u64(size).zeros(3 * 8).u32(flags).u8(0);
   }
-  const std::string& bytes() const { return bytes_; }
-
-private:
   Body& number(std::uint64_t value, int width) {
-    for (int shift = 8 * (width - 1); shift >= 0; shift -= 8)
-      bytes_ += static_cast<char>(value >> shift);
+    for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) {
+      push_back(static_cast<char>(value >> shift));
+    }
     return *this;
   }
-
-  std::string bytes_;
 };
 
-/// An input stream over bytes that arrive when the test says so, seen through a window of limited size. Reads block
-/// beyond what has arrived; like every buffered stream it cannot hold more than the window behind its checkpoint.
-class FeedStream : public rdr::InStream {
-public:
-  explicit FeedStream(std::string bytes, std::size_t window = SIZE_MAX / 2)
-      : bytes_(std::move(bytes)), window_(window) {
-    ptr = end = checkpointPtr = start();
-  }
-
-  /// From here on the first `count` bytes are there.
-  void arrive(std::size_t count) { arrived_ = std::min(count, bytes_.size()); }
-  void arriveAll() { arrived_ = bytes_.size(); }
-  std::size_t consumed() const { return static_cast<std::size_t>(ptr - start()); }
-
-  std::uint32_t offset() override { return static_cast<std::uint32_t>(ptr - start()); }
-
-protected:
-  bool overrun(int itemSize) override {
-    const std::size_t held = static_cast<std::size_t>(checkpointPtr - start());
-    const std::size_t limit = held + std::min(window_, bytes_.size());
-    end = start() + std::min(arrived_, limit);
-    return end - ptr >= itemSize || (limit < arrived_ && end == start() + limit);
-  }
-
-private:
-  const std::uint8_t* start() const { return reinterpret_cast<const std::uint8_t*>(bytes_.data()); }
-
-  std::string bytes_;
-  std::size_t window_;
-  std::size_t arrived_ = 0;
-};
-
-struct Message {
-  std::string type;
-  std::string body;
-  friend bool operator==(const Message&, const Message&) = default;
-};
-
-inline void PrintTo(const Message& message, std::ostream* out) {
-  *out << message.type << " of " << message.body.size() << " bytes:";
-  for (const char c : message.body)
-    *out << ' ' << static_cast<int>(static_cast<unsigned char>(c));
+/// A message of the session, its type ahead of its payload.
+inline std::string message(const char* type, const Body& payload = Body()) {
+  return Body().shortText(type).raw(payload);
 }
 
-/// Keeps each message that was ended.
+using Lines = std::vector<std::string>;
+
+inline std::string shown(const char* text) {
+  return text ? text : "<null>";
+}
+inline std::string shown(const std::string& text) {
+  return text;
+}
+inline std::string shown(int number) {
+  return std::to_string(number);
+}
+inline std::string shown(TransferId id) {
+  return TransferIdText(id).get();
+}
+inline std::string shown(const plat::Exception& error) {
+  return std::string("[") + error.type + "] " + error.message;
+}
+
+/// What fakes were asked for, each call as "operation argument|argument|".
+class CallLog {
+public:
+  template <class... Arguments>
+  void note(const char* operation, const Arguments&... arguments) {
+    std::string call = std::string(operation) + ' ';
+    ((call += shown(arguments) + '|'), ...);
+    calls_.push_back(call);
+  }
+  Lines take() { return std::exchange(calls_, {}); }
+
+private:
+  Lines calls_;
+};
+
+/// Both local ends of the transfers: note what the protocol calls on them.
+class RecordingEnds : public DataSender, public DataReceiver {
+public:
+  explicit RecordingEnds(CallLog& log) : calls_(log) {}
+  void dataReq(TransferId id, std::uint64_t position) override {
+    calls_.note("dataReq", id, std::to_string(position));
+    if (onCall) {
+      onCall();
+    }
+  }
+  void cancelByReceiver(TransferId id, const plat::Exception& error) override {
+    calls_.note("cancelByReceiver", id, error);
+  }
+  void complete(TransferId id) override { calls_.note("complete", id); }
+  void dataChunk(TransferId id, std::uint64_t offset, std::int32_t length, const std::uint8_t* data) override {
+    calls_.note("dataChunk", id, std::to_string(offset), length);
+    chunk.assign(reinterpret_cast<const char*>(data), static_cast<std::size_t>(length));
+    chunkData = data;
+    if (onCall) {
+      onCall();
+    }
+  }
+  void cancelBySender(TransferId id, const plat::Exception& error) override {
+    calls_.note("cancelBySender", id, error);
+  }
+
+  std::string chunk;
+  const std::uint8_t* chunkData = nullptr;
+  std::function<void()> onCall;  // what a test wants from inside a chunk or a request
+
+private:
+  CallLog& calls_;
+};
+
+/// Keeps each message that was ended, as message() puts it together.
 class RecordingWriter : public FopsProto::Writer {
 public:
   rdr::OutStream& startMsg(const char* type) override {
-    type_ = type;
     open_ = std::make_unique<rdr::MemOutStream>();
+    open_->writeShortString(type);
     return *open_;
   }
-  void endMsg() override {
-    messages.push_back({type_, {reinterpret_cast<const char*>(open_->data()), open_->length()}});
-  }
+  void endMsg() override { messages_.push_back(test::contents(*open_)); }
 
-  /// Type and payload of each message, as they travel: ready to be read by the other end.
-  std::string takeWire() {
-    std::string wire;
-    for (const Message& message : messages)
-      wire += Body().shortText(message.type).raw(message.body).bytes();
-    messages.clear();
-    return wire;
-  }
-
-  std::vector<Message> messages;
+  Lines take() { return std::exchange(messages_, {}); }
 
 private:
-  std::string type_;
+  Lines messages_;
   std::unique_ptr<rdr::MemOutStream> open_;
 };
+
+/// What a protocol raises on a message; "" if it handles it.
+template <class Proto>
+std::string failureOn(Proto& proto, const std::string& wire) {
+  test::FedInStream in(wire, static_cast<int>(wire.size()) + 1);
+  try {
+    EXPECT_TRUE(proto.run(in));
+  } catch (const plat::Exception& e) {
+    return shown(e);
+  }
+  return "";
+}
+
+/// Gives a message in two parts, cut at each of its bytes: it must act once, and only when it is whole.
+/// @param take what has been done since the last call.
+template <class Proto, class Take>
+void runCutAtEachByte(Proto& proto, const std::string& wire, const Take& take, const Lines& expected) {
+  for (std::size_t cut = 0; cut < wire.size(); ++cut) {
+    SCOPED_TRACE("cut at " + std::to_string(cut));
+    test::FedInStream in(wire.substr(0, cut), 400);
+    EXPECT_FALSE(proto.run(in));
+    EXPECT_EQ(take(), Lines());
+    in.feed(wire.substr(cut));
+    EXPECT_TRUE(proto.run(in));
+    EXPECT_EQ(take(), expected);
+    EXPECT_EQ(in.offset(), wire.size());
+  }
+}
 
 /// Sets a parameter for as long as it lives.
 class ParameterValue {
@@ -147,40 +175,6 @@ public:
 private:
   static constexpr int Priority = 40;
   const char* name_;
-};
-
-inline int parameterInt(const char* name) {
-  return dynamic_cast<plat::IntParameter&>(plat::Configuration::global().getParam(name)).getValueInt();
-}
-
-/// Collects the log lines of all sources while it lives, as "source level text". One at a time.
-class LogLines {
-public:
-  LogLines() {
-    plat::logStart();  // lines from before are not kept for this
-    destination().lines.clear();
-    plat::logOverride("*:fopstest:100");
-  }
-  ~LogLines() { plat::logOverride(""); }
-  LogLines(const LogLines&) = delete;
-  LogLines& operator=(const LogLines&) = delete;
-
-  const std::vector<std::string>& all() const { return destination().lines; }
-  bool has(std::string_view line) const { return std::find(all().begin(), all().end(), line) != all().end(); }
-
-private:
-  // Destinations live as long as the program.
-  struct Destination : plat::LogDest {
-    Destination() : plat::LogDest("fopstest") {}
-    void log(int level, const char* source, const char* text) override {
-      lines.push_back(std::string(source) + ' ' + std::to_string(level) + ' ' + text);
-    }
-    std::vector<std::string> lines;
-  };
-  static Destination& destination() {
-    static auto* const instance = new Destination;
-    return *instance;
-  }
 };
 
 }  // namespace fops

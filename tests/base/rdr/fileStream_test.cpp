@@ -7,7 +7,6 @@
 
 #include "TestStreams.h"
 #include "base/os/unix/FileFdOutStream.h"
-#include "base/plat/DString.h"
 #include "base/rdr/EndOfStream.h"
 #include "base/rdr/FileInStream.h"
 #include "base/rdr/FileOutStream.h"
@@ -29,13 +28,12 @@ mode_t modeOf(const std::string& path) {
 
 std::string readToEnd(rdr::FileInStream& in) {
   std::string bytes;
-  try {
-    while (true) {
-      bytes += static_cast<char>(in.readU8());
-    }
-  } catch (const rdr::EndOfStream& e) {
-    EXPECT_STREQ(e.message, "End of file");
-  }
+  EXPECT_EQ(raised([&] {
+              while (true) {
+                bytes += static_cast<char>(in.readU8());
+              }
+            }),
+            "End of file");
   return bytes;
 }
 
@@ -48,29 +46,12 @@ TEST(FileInStream, readsAFileOneBufferAtATime) {
     const std::string bytes = pattern(size);
     dir.write("f", bytes);
     rdr::FileInStream in((dir / "f").c_str());
-    EXPECT_FALSE(in.rewindable());
     if (size >= 16800) {
       in.check(true);
       EXPECT_EQ(in.nUnread(), 16800);
     }
     EXPECT_EQ(readToEnd(in), bytes);
-    EXPECT_EQ(in.offset(), size);
   }
-}
-
-TEST(FileInStream, goesOnWhereAStreamItIsGivenStands) {
-  const TempDir dir;
-  dir.write("f", "first\nsecond\nthird");
-  std::FILE* const file = std::fopen((dir / "f").c_str(), "r");
-  char line[16];
-  ASSERT_NE(std::fgets(line, sizeof line, file), nullptr);
-  rdr::FileInStream in(file, true);
-  plat::DString text;
-  in.readLine(text);
-  EXPECT_STREQ(text.get(), "second");
-  dir.write("g", "other");
-  in.open((dir / "g").c_str());
-  EXPECT_EQ(readToEnd(in), "other") << "nothing of the first file is left";
 }
 
 TEST(FileInStream, reportsItsFailures) {
@@ -80,8 +61,6 @@ TEST(FileInStream, reportsItsFailures) {
             "Error opening \"" + missing + "\": No such file or directory (2)");
   rdr::FileInStream folder(dir.path().c_str());
   EXPECT_EQ(raised([&] { folder.readU8(); }), "reading from file failed: Is a directory (21)");
-  rdr::FileInStream none(nullptr);
-  EXPECT_THROW(none.readU8(), plat::AssertionFail);
 }
 
 TEST(FileOutStream, writesWhatIsPendingToTheFileItWasWrittenFor) {
@@ -92,24 +71,20 @@ TEST(FileOutStream, writesWhatIsPendingToTheFileItWasWrittenFor) {
     put(out, bytes);
     out.open((dir / "b").c_str());
     put(out, "b");
-    EXPECT_EQ(out.length(), 50001U);
     out.attach(std::fopen((dir / "c").c_str(), "w"), true);
     put(out, "c");
   }
-  EXPECT_EQ(dir.read("a"), bytes);
-  EXPECT_EQ(dir.read("b"), "b");
-  EXPECT_EQ(dir.read("c"), "c");
   { put(*std::make_unique<rdr::FileOutStream>((dir / "b").c_str(), 1), "+"); }
+  EXPECT_EQ(dir.read("a"), bytes);
   EXPECT_EQ(dir.read("b"), "b+") << "appends";
+  EXPECT_EQ(dir.read("c"), "c");
 }
 
-TEST(FileOutStream, reportsAFullDevice) {
+TEST(FileStreams, reportAFullDevice) {
   if (access("/dev/full", W_OK) != 0) {
     GTEST_SKIP() << "no /dev/full here";
   }
-  std::FILE* const full = std::fopen("/dev/full", "w");
-  std::setvbuf(full, nullptr, _IONBF, 0);
-  rdr::FileOutStream out(full, true);
+  rdr::FileOutStream out("/dev/full");
   put(out, "x");
   EXPECT_EQ(raised([&] { out.flush(); }), "writing to file failed: No space left on device (28)");
   os::FileFdOutStream direct("/dev/full", {O_WRONLY, 0});
@@ -129,7 +104,6 @@ TEST(FileFdOutStream, writesAndClosesWhatItOwns) {
     EXPECT_EQ(dir.read("f").size(), 32768U) << "in whole buffers";
     EXPECT_EQ(modeOf(path), 0600U);
   }
-  EXPECT_EQ(dir.read("f"), bytes);
   EXPECT_LT(fcntl(fd, F_GETFD), 0);
   EXPECT_EQ(raised([&] {
               os::FileFdOutStream again(path.c_str(), {O_WRONLY | O_CREAT | O_EXCL, 0600});
@@ -151,49 +125,27 @@ TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {
     rdr::TransactedFileOutStream out(path.c_str(), 1);
     put(out, "abandoned");
     out.flush();
-    EXPECT_TRUE(dir.exists("f.tmp"));
-    EXPECT_EQ(dir.read("f"), "old");
+    EXPECT_EQ(modeOf(path + ".tmp"), 0640U);
+    EXPECT_EQ(dir.read("f.tmp").find("leftover"), std::string::npos);
   }
   EXPECT_EQ(dir.list(), std::vector<std::string>{"f"});
   EXPECT_EQ(dir.read("f"), "old");
-  dir.write("f.tmp", "another leftover");
   const std::string bytes = pattern(50000);
-  {
-    rdr::TransactedFileOutStream out(path.c_str(), 1);
-    put(out, bytes);
-    out.commit();
-    EXPECT_EQ(dir.read("f"), bytes);
-    out.commit();
-  }
+  rdr::TransactedFileOutStream out(path.c_str(), 16);
+  put(out, bytes);
+  out.commit();
+  out.commit();
+  EXPECT_EQ(dir.read("f"), bytes);
   EXPECT_EQ(dir.list(), std::vector<std::string>{"f"});
-  EXPECT_EQ(modeOf(path), 0640U);
-}
-
-TEST(TransactedFileOutStream, makesPrivateFiles) {
-  const TempDir dir;
-  for (const char* name : {"old", "new"}) {
-    SCOPED_TRACE(name);
-    const std::string path = dir / name;
-    if (std::string_view(name) == "old") {
-      dir.write(name, "");
-      chmod(path.c_str(), 0754);
-    }
-    rdr::TransactedFileOutStream out(path.c_str(), 16);
-    out.commit();
-    EXPECT_EQ(modeOf(path), path.ends_with("old") ? 0700U : 0600U);
-  }
+  EXPECT_EQ(modeOf(path), 0600U) << "private, as was asked for";
 }
 
 TEST(TransactedFileOutStream, leavesNothingAfterAFailure) {
   const TempDir dir;
   const std::string inNoFolder = dir / "missing/f";
   EXPECT_NE(raised([&] { rdr::TransactedFileOutStream out(inNoFolder.c_str()); }), "");
-  dir.makeDir("folder");
-  const std::string path = dir / "folder";
-  {
-    rdr::TransactedFileOutStream out(path.c_str());
-    put(out, "x");
-    EXPECT_EQ(raised([&] { out.commit(); }), "fileRename(" + path + ".tmp," + path + "): Is a directory (21)");
-  }
+  const std::string path = dir.makeDir("folder");
+  EXPECT_EQ(raised([&] { rdr::TransactedFileOutStream(path.c_str()).commit(); }),
+            "fileRename(" + path + ".tmp," + path + "): Is a directory (21)");
   EXPECT_EQ(dir.list(), std::vector<std::string>{"folder"});
 }

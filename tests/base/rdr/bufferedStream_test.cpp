@@ -1,0 +1,167 @@
+#include <climits>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "TestStreams.h"
+#include "base/plat/ConfigParameter.h"
+#include "base/plat/Configuration.h"
+
+using test::FedInStream;
+using test::pattern;
+using test::put;
+using test::raised;
+using test::SinkStream;
+
+namespace {
+
+std::string take(rdr::InStream& in, std::size_t n) {
+  std::string bytes(n, '\0');
+  in.readFixed(bytes.data(), static_cast<std::uint32_t>(n));
+  return bytes;
+}
+
+/// Memory of this process that is in use, in KiB.
+long residentKib() {
+  long size = 0;
+  long resident = 0;
+  std::ifstream("/proc/self/statm") >> size >> resident;
+  return resident * 4;
+}
+
+}  // namespace
+
+TEST(BufferedInStream, movesWhatIsBehindTheCheckpointToTheFront) {
+  FedInStream in("abcdefgh", 8);
+  in.skip(5);
+  in.checkpoint();
+  in.skip(2);
+  in.feed("ijklmnop");
+  const std::uint32_t before = in.offset();
+  EXPECT_TRUE(in.check(false, 4));
+  EXPECT_EQ(in.offset(), before);
+  EXPECT_EQ(in.asked, 5) << "all the free room: three bytes are kept";
+  EXPECT_EQ(take(in, 6), "hijklm");
+  in.rewind();
+  EXPECT_EQ(in.offset(), 5U);
+  EXPECT_EQ(take(in, 8), "fghijklm");
+}
+
+TEST(BufferedInStream, waitsForAnItemOnlyAsFarAsTheBufferReaches) {
+  FedInStream in(8);
+  in.feed("abc");
+  EXPECT_FALSE(in.check(false, 100)) << "there is room for more";
+  in.feed("defgh");
+  EXPECT_TRUE(in.check(false, 100));
+  EXPECT_EQ(in.nUnread(), 8);
+  FedInStream none("a", 0);
+  EXPECT_EQ(raised([&] { none.check(false); }), "InStream overrun: buffer size exceeded");
+  FedInStream byDefault;
+  byDefault.check(false);
+  EXPECT_EQ(byDefault.asked, 16800);
+}
+
+TEST(BufferedOutStream, doublesItsBufferBeforeItWaits) {
+  SinkStream out;
+  const std::string bytes = pattern(40000);
+  put(out, bytes);
+  EXPECT_EQ(out.bufferSize(), 65536);
+  EXPECT_EQ(out.waits, 0);
+  EXPECT_GE(out.writes, 2) << "it tries to send every 16 KiB";
+  EXPECT_EQ(out.spaceLeft(), 134217728 - 40000);
+  out.willing = INT_MAX;
+  out.flush();
+  EXPECT_EQ(out.bytes, bytes);
+  EXPECT_EQ(out.bufferSize(), 65536) << "a doubled buffer stays";
+  EXPECT_EQ(out.getEnd() - out.getPtr(), 16384) << "and is offered in parts";
+}
+
+TEST(BufferedOutStream, givesTheMemoryOfALongBacklogBack) {
+  constexpr int size = 32 << 20;
+  SinkStream out;
+  out.bytes.reserve(size);
+  std::fill_n(out.bytes.data(), size, 'x');
+  const std::string bytes = pattern(size);
+  put(out, bytes);
+  const long before = residentKib();
+  out.willing = INT_MAX;
+  EXPECT_TRUE(out.writeAll(false));
+  EXPECT_LT(residentKib(), before - size / 2048);
+  EXPECT_EQ(out.bytes, bytes);
+  put(out, "more");
+  out.flush();
+  EXPECT_EQ(out.bytes.substr(size), "more");
+}
+
+TEST(BufferedOutStream, waitsAtItsCeilingWhichIsThatOfTheParameter) {
+  plat::ConfigParameter& parameter = plat::Configuration::global().getParam("MaxOutBufferSize");
+  parameter.setParam("16390", 10);
+  SinkStream out;
+  parameter.unsetParam(10, true);
+  const std::string bytes = pattern(16396);
+  put(out, bytes.substr(0, 16390));
+  EXPECT_EQ(raised([&] { out.writeU8(0); }), "BufferedOutStream overrun: unable to write");
+  EXPECT_EQ(out.waits, 1);
+  out.perWait = 4;
+  put(out, bytes.substr(16390));
+  EXPECT_EQ(out.waits, 3) << "six bytes at four a time";
+  out.willing = INT_MAX;
+  out.flush();
+  EXPECT_EQ(out.bytes, bytes);
+  EXPECT_EQ(SinkStream(30000, 20000).ceiling(), 30000);
+}
+
+TEST(BufferedOutStream, acceptsAnItemOfItsCeilingAndNoMore) {
+  SinkStream out(64, 40000);
+  put(out, "pending");
+  EXPECT_EQ(raised([&] { out.overrun(40001, 1); }), "BufferedOutStream overrun: buffer size exceeded");
+  EXPECT_EQ(out.writes, 0);
+  out.willing = 3;
+  out.perWait = 100;
+  EXPECT_EQ(out.overrun(40000, 1), 1);
+  EXPECT_EQ(out.getEnd() - out.getPtr(), 40000);
+  EXPECT_EQ(out.bytes, "pending") << "made room";
+  EXPECT_EQ(SinkStream(16).overrun(8, INT_MAX), 2) << "counted without overflow";
+  SinkStream none(0, 0);
+  EXPECT_EQ(raised([&] { none.writeU8(1); }), "OutStream full");
+}
+
+TEST(BufferedOutStream, keepsBytesAndCountThroughAnyMixOfPartialWrites) {
+  SinkStream out(32, 200);
+  const std::string bytes = pattern(20000);
+  out.perWait = 7;
+  for (std::size_t at = 0, i = 0; at < bytes.size(); ++i) {
+    const std::size_t n = std::min(bytes.size() - at, i * 13 % 41);
+    out.willing = static_cast<int>(i * 29 % 31);
+    put(out, std::string_view(bytes).substr(at, n));
+    at += n;
+    ASSERT_EQ(out.length(), at);
+    ASSERT_EQ(static_cast<std::size_t>(out.nPending()), at - out.bytes.size());
+    ASSERT_EQ(out.spaceLeft(), 200 - out.nPending());
+    if (i % 17 == 0) {
+      out.tryFlush(false);
+    }
+  }
+  out.flush();
+  EXPECT_EQ(out.bytes, bytes);
+}
+
+TEST(BufferedLazyOutStream, leavesTheRestToOthers) {
+  SinkStream out;
+  out.setLazy(true);
+  out.setThrowErrors(false);
+  EXPECT_FALSE(out.doesThrowErrors());
+  put(out, "abcdefgh");
+  const std::uint8_t* const position = out.getPtr();
+  out.willing = 4;
+  out.flush();
+  EXPECT_EQ(out.nPending(), 4);
+  out.willing = 2;
+  EXPECT_FALSE(out.writeAll(false));
+  out.perWait = 1;
+  out.setLazy(false);
+  EXPECT_EQ(out.bytes, "abcdefgh");
+  EXPECT_EQ(out.waits, 2);
+  EXPECT_EQ(out.getPtr(), position) << "nobody has moved the writer";
+  EXPECT_TRUE(out.doesThrowErrors()) << "a waiting stream raises";
+}

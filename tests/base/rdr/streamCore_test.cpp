@@ -1,0 +1,237 @@
+#include <climits>
+
+#include <gtest/gtest.h>
+
+#include "TestStreams.h"
+#include "base/plat/DString.h"
+#include "base/plat/String.h"
+#include "base/rdr/BlockException.h"
+#include "base/rdr/MemInStream.h"
+#include "base/rdr/NullOutStream.h"
+#include "base/rdr/OutStreamFull.h"
+#include "base/rdr/StringTooLongException.h"
+
+using namespace std::string_view_literals;
+using test::contents;
+using test::FedInStream;
+using test::put;
+using test::raised;
+
+namespace {
+
+/// One of each value, as they stand on the wire.
+constexpr auto everyValue =
+    "\x81\xff\xff\x80\x02\x81\x02\x03\x04\xff\xff\xff\xfe\x81\x02\x03\x04\x05\x06\x07\x08\x02hi\x00\x00\x00\x03you"sv;
+
+void writeEveryValue(rdr::OutStream& out) {
+  out.writeU8(0x81);
+  out.writeS16(-1);
+  out.writeU16(0x8002);
+  out.writeU32(0x81020304U);
+  out.writeS32(-2);
+  out.writeU64(0x8102030405060708ULL);
+  out.writeShortString("hi");
+  out.writeString("you");
+}
+
+void expectEveryValue(rdr::InStream& in) {
+  EXPECT_EQ(in.readU8(), 0x81);
+  EXPECT_EQ(in.readS16(), -1);
+  EXPECT_EQ(in.readU16(), 0x8002);
+  EXPECT_EQ(in.readU32(), 0x81020304U);
+  EXPECT_EQ(in.readS32(), -2);
+  EXPECT_EQ(in.readU64(), 0x8102030405060708ULL);
+  EXPECT_EQ(in.readShortString(true), "hi");
+  EXPECT_EQ(in.readString(3, true), "you");
+}
+
+}  // namespace
+
+TEST(OutStream, writesValuesBigEndianAndTextsCounted) {
+  rdr::MemOutStream out(0);
+  writeEveryValue(out);
+  EXPECT_EQ(contents(out), everyValue);
+  rdr::MemOutStream texts;
+  texts.writeString(nullptr);
+  texts.writeString("abcdef", 3);
+  texts.writeString("ab", 3);
+  texts.writeShortString(std::string(300, 'x').c_str());
+  EXPECT_EQ(contents(texts), std::string("\0\0\0\0\0\0\0\3abc\0\0\0\2ab\xff"sv) + std::string(255, 'x'));
+}
+
+TEST(InStream, startsAMessageAnewWhereverItRanDry) {
+  for (std::size_t cut = 0; cut < everyValue.size(); ++cut) {
+    SCOPED_TRACE(cut);
+    FedInStream in("prefix", -1);
+    in.skip(6);
+    in.checkpoint();
+    in.feed(everyValue.substr(0, cut));
+    EXPECT_THROW(expectEveryValue(in), rdr::BlockException);
+    EXPECT_EQ(in.offset(), 6U);
+    EXPECT_EQ(in.nUnread(), static_cast<int>(cut));
+    in.feedSingly(everyValue.substr(cut));
+    expectEveryValue(in);
+  }
+}
+
+TEST(InStream, readsValuesThatTheBufferCannotHoldWhole) {
+  FedInStream in(everyValue, 3);
+  in.setRewindable(false);
+  expectEveryValue(in);
+  EXPECT_EQ(raised([&] { in.check(true); }), "Reading from InStream would block");
+  EXPECT_EQ(in.offset(), everyValue.size()) << "what was read is gone";
+  EXPECT_EQ(raised([&] { in.rewind(); }), "Attempt to rewind a non-rewindable stream");
+  FedInStream rewindable(everyValue, 3);
+  EXPECT_EQ(raised([&] { rewindable.skip(4); }), "InStream overrun: buffer size exceeded");
+}
+
+TEST(InStream, repositionsBehindTheCheckpointAcrossTheWrapOfOffsets) {
+  /// Six bytes that begin three before the offset 2^32.
+  class AtTheWrap final : public rdr::InStream {
+  public:
+    AtTheWrap() {
+      ptr = bytes;
+      end = bytes + 6;
+    }
+    std::uint32_t offset() override { return static_cast<std::uint32_t>(0xFFFFFFFD + (ptr - bytes)); }
+
+  protected:
+    bool overrun(int) override { return false; }
+
+  private:
+    const std::uint8_t bytes[6] = {'u', 'v', 'w', 'x', 'y', 'z'};
+  } in;
+  in.checkpoint();
+  in.skip(6);
+  in.reposition(0xFFFFFFFDU);
+  EXPECT_EQ(in.readU8(), 'u');
+  in.reposition(1);
+  EXPECT_EQ(in.readU8(), 'y');
+  EXPECT_EQ(raised([&] { in.reposition(0xFFFFFFFCU); }), "Can't reposition before checkpoint");
+  EXPECT_EQ(in.offset(), 2U);
+}
+
+TEST(InStream, takesItemsWholeOrGathersOne) {
+  FedInStream in("aabbccdefgh", 6);
+  char buf[8];
+  int n = 10;
+  const std::uint8_t* items = in.getItems(2, &n, false);
+  EXPECT_EQ(std::string(items, items + 2 * n), "aabbcc");
+  in.setRewindable(false);
+  n = 4;
+  EXPECT_EQ(in.getItems(7, &n, false), nullptr);
+  EXPECT_EQ(raised([&] { in.getItemsOrCopy(buf, 8, &n); }), "Reading from InStream would block");
+  in.feed("ijklmnopq");
+  EXPECT_EQ(in.getItemsOrCopy(buf, 8, &n), static_cast<void*>(buf));
+  EXPECT_EQ(n, 1);
+  EXPECT_EQ(std::string(buf, 8), "defghijk");
+  n = 0;
+  EXPECT_NE(raised([&] { in.getItems(2, &n, false); }).find("'*nItems > 0'"), std::string::npos);
+  EXPECT_NE(raised([&] { in.readInPlace(7); }).find("'nUnread() >= n'"), std::string::npos);
+}
+
+TEST(InStream, limitsAndRepairsTexts) {
+  FedInStream in;
+  in.feed("\0\0\0\3abc\0\0\0\4\xff\xff\xff\xff\0\3a\xffz\3a\xffz"sv);
+  EXPECT_EQ(in.readString(3, true), "abc");
+  EXPECT_EQ(raised([&] { in.readString(3, true); }), "String exceeds maximum length");
+  EXPECT_EQ(in.offset(), 11U) << "the length is consumed";
+  EXPECT_THROW(in.readString(0xFFFFFFFF, true), rdr::StringTooLongException);
+  EXPECT_EQ(in.readShortString(true), "") << "empty, not null";
+  EXPECT_EQ(in.readShortString(true), "a\xef\xbf\xbdz");
+  EXPECT_EQ(in.readShortString(false), "a\xffz");
+  in.feed("a\xc3\0\xff"sv);
+  plat::DString text("old");
+  in.readBytesInto(4, text, true);
+  EXPECT_STREQ(text.get(), "a\xef\xbf\xbd") << "checked up to the zero byte";
+  in.feedSingly("ab\0d\0ef"sv);
+  char bytes[5];
+  EXPECT_EQ(in.readFixed(bytes, 5), 2U);
+  EXPECT_EQ(std::string_view(bytes, 5), "ab\0d\0"sv);
+  EXPECT_EQ(in.readFixed(bytes, 2), 0xFFFFFFFF);
+}
+
+TEST(InStream, readsLines) {
+  const std::string longest(262144, 'x');
+  const struct {
+    std::string_view input;
+    std::uint32_t limit;
+    std::string_view expected;  // null data: too long
+    bool sawNul = false;
+    bool sound = true;
+  } cases[] = {
+      {"abc\nd", 3, "abc"},
+      {"abcd\n", 3, {}},
+      {"\nx", 3, ""},
+      {"a\r\rb\r\n", 2, "ab"},
+      {"abc", 3, "abc"},
+      {longest, 0, longest},
+      {"a\0b\n"sv, 9, "a\0b"sv, true},
+      {"a\xff\n", 9, "a\xef\xbf\xbd", false, false},
+  };
+  plat::DString line;
+  for (const auto& c : cases) {
+    rdr::MemInStream in(c.input.data(), static_cast<int>(c.input.size()));
+    bool sawNul = !c.sawNul;
+    if (c.expected.data() == nullptr) {
+      EXPECT_THROW(in.readLine(line, c.limit, &sawNul, true), rdr::StringTooLongException);
+      EXPECT_STREQ(line.get(), "");
+      continue;
+    }
+    EXPECT_EQ(in.readLine(line, c.limit, &sawNul, true), c.sound);
+    EXPECT_EQ(sawNul, c.sawNul);
+    EXPECT_EQ(std::string_view(line.get(), c.expected.size() + 1), std::string(c.expected) + '\0');
+  }
+  rdr::MemInStream end("a", 1);
+  end.readLine(line);
+  EXPECT_EQ(raised([&] { end.readLine(line); }), "End of in-memory input stream");
+}
+
+TEST(MemOutStream, growsByDoublingUpToItsLimit) {
+  rdr::MemOutStream out(4, 10);
+  put(out, "abcde");
+  EXPECT_EQ(out.allocated(), 8);
+  put(out, "fghi");
+  EXPECT_EQ(out.allocated(), 10);
+  EXPECT_EQ(raised([&] { out.writeU16(1); }), "OutStream full");
+  EXPECT_THROW(put(out, "xy"), rdr::OutStreamFull);
+  EXPECT_EQ(contents(out), "abcdefghi");
+  out.setMaxSize(5);
+  EXPECT_THROW(out.writeU8(1), rdr::OutStreamFull) << "a limit below the contents";
+  out.setMaxSize(100);
+  EXPECT_EQ(out.overrun(8, INT_MAX), INT_MAX) << "room for what the limit allows";
+  EXPECT_EQ(out.spaceLeft(), 91);
+  EXPECT_THROW(out.overrun(INT_MAX, 1), rdr::OutStreamFull);
+  out.padBytes(90);
+  EXPECT_EQ(out.length(), 99U);
+  EXPECT_NE(raised([&] { out.setPtr(out.getEnd() + 1); }).find("'p >= ptr && p <= end'"), std::string::npos);
+}
+
+TEST(MemOutStream, handsItsBufferOverAsATextOfOneZeroByteMore) {
+  for (const std::size_t used : {0, 9, 10}) {
+    SCOPED_TRACE(used);
+    const std::string expected(used, 'x');
+    rdr::MemOutStream out(0, 10);
+    put(out, expected);
+    out.ensureNul();
+    const std::uint8_t* const bytes = out.data();
+    plat::DString text("old");
+    out.takeInto(text);
+    EXPECT_EQ(text.get(), reinterpret_cast<const char*>(bytes)) << "not copied, and no second zero byte";
+    EXPECT_EQ(text.append("more").get(), expected + "more");
+    EXPECT_EQ(out.length(), 0U);
+    EXPECT_EQ(out.spaceLeft(), 10) << "the limit stays";
+  }
+}
+
+TEST(NullOutStream, countsAndKeepsNothing) {
+  rdr::NullOutStream out;
+  for (int i = 0; i < 5000; ++i) {
+    out.writeU32(1);
+  }
+  put(out, test::pattern(100000));
+  EXPECT_EQ(out.length(), 120000U);
+  out.flush();
+  EXPECT_EQ(out.nPending(), 0);
+  EXPECT_EQ(out.spaceLeft(), INT_MAX);
+}
