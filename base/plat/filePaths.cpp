@@ -85,7 +85,7 @@ String fileBaseName(const char* path, const char* suffix) {
   if (endsInParent(normal)) {
     return ".";
   }
-  String element(normal.c_str() + normal.rfind('/') + 1);  // npos + 1 is 0
+  String element(normal.c_str() + (normal.rfind('/') + 1));  // npos + 1 is 0
   const std::size_t cut = viewOf(suffix).size();
   if (cut > 0 && cut < element.length() && strEndsWithNoCase(element.get(), suffix)) {
     element.data()[element.length() - cut] = '\0';
