@@ -7,7 +7,7 @@ find_package(Threads REQUIRED)
 add_library(kel_options INTERFACE)
 target_include_directories(kel_options INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(kel_options INTERFACE -Wall -Wextra -Wshadow
-  "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" -fno-plt)
+  "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" -fno-plt -ffunction-sections -fdata-sections)
 target_compile_definitions(kel_options INTERFACE _FILE_OFFSET_BITS=64 _GNU_SOURCE)
 target_link_libraries(kel_options INTERFACE Threads::Threads)
 if(KEL_WERROR)
@@ -42,6 +42,6 @@ function(kel_program name)
   if(NOT KEL_SANITIZE)
     # The dynamic C++ run-time alone would cost a third of the start-up time.
     target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,-z,now -Wl,--hash-style=gnu
-      -Wl,--as-needed)
+      -Wl,--as-needed -Wl,--gc-sections)
   endif()
 endfunction()

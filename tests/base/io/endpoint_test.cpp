@@ -88,39 +88,29 @@ TEST(SplitHostPort, refusesWhatIsNone) {
 }
 
 TEST(FormatEndpoint, isTheShortestFormAndUndoneBySplitHostPort) {
-  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 100).get(), "host:5");
-  EXPECT_STREQ(formatEndpoint("host", 999, 1000, 100).get(), "host::999");
-  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 0).get(), "host:1005");
   EXPECT_STREQ(formatEndpoint("fe80::1", 80, -1, -1).get(), "[fe80::1]::80");
-  for (const char* host : {"host", "[::1]"}) {
-    for (const int range : {0, 1, PortRange}) {
-      for (const int port : {1, 99, 100, 999, 1000, 1001, 1099, 1100, 65535}) {
-        const plat::String text = formatEndpoint(host, port, BasePort, range);
-        SCOPED_TRACE(text.get());
-        plat::String hostAgain;
-        int portAgain = -1;
-        splitHostPort(text.get(), hostAgain, &portAgain, BasePort, range);
-        EXPECT_STREQ(hostAgain.get(), host);
-        EXPECT_EQ(portAgain, port);
-      }
+  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 100).get(), "host:5");
+  for (const int range : {0, 1, PortRange}) {
+    for (const int port : {1, 99, 100, 999, 1000, 1001, 1099, 1100, 65535}) {
+      const plat::String text = formatEndpoint("[::1]", port, BasePort, range);
+      SCOPED_TRACE(text.get());
+      plat::String host;
+      int portAgain = -1;
+      splitHostPort(text.get(), host, &portAgain, BasePort, range);
+      EXPECT_STREQ(host.get(), "[::1]");
+      EXPECT_EQ(portAgain, port);
     }
   }
 }
 
-TEST(HostBrackets, goAway) {
-  EXPECT_STREQ(stripBrackets("[::1]").get(), "::1");
-  EXPECT_STREQ(stripBrackets("host").get(), "host");
-  for (const char* text : {"[", "[::1]x"}) {
-    EXPECT_EQ(refusal([&] { stripBrackets(text); }), Bracket);
-  }
-}
-
-TEST(EscapeEndpoint, escapesAllButAFewAndIsUndone) {
+TEST(HostText, isEscapedAndBracketedAndBothAreUndone) {
   const char* const kept = "azAZ09!$&'()*+,-.;=_~ \xC3\xA9";
   EXPECT_STREQ(escapeEndpoint(kept).get(), kept);
   EXPECT_STREQ(escapeEndpoint("%/:[]\"\x01\x7F@").get(), "%25%2F%3A%5B%5D%22%01%7F%40");
   EXPECT_STREQ(unescapeEndpoint("%25%2f+", false).get(), "%/+");
   EXPECT_STREQ(unescapeEndpoint("a+%2B%FF", true).get(), "a +\xEF\xBF\xBD");
+  EXPECT_STREQ(stripBrackets("[::1]").get(), "::1");
+  EXPECT_EQ(refusal([&] { stripBrackets("["); }), Bracket);
   for (const char* text : {"%", "a%4", "%4g", "%%20", "% 4"}) {
     EXPECT_EQ(refusal([&] { unescapeEndpoint(text, false); }), BadEscape);
   }

@@ -97,18 +97,6 @@ TEST_F(MsgIpcTest, messageCutAtAnyByteArrivesOnceAndWhole) {
   EXPECT_THAT(callback.events, IsEmpty());
 }
 
-TEST_F(MsgIpcTest, readerThatAsksForMoreIsCalledAgainFromTheBodysStart) {
-  std::string seen;
-  reader.act = [&seen](rdr::InStream& in, MsgIpc&) {
-    seen += std::to_string(in.readU8());
-    return in.check(false, 1) && in.readU8() == 9;
-  };
-  const std::string bytes = namedMsg("fops", "\x05\x09");
-  io->arrive(bytes.substr(0, bytes.size() - 1));
-  io->arrive(bytes.substr(bytes.size() - 1));
-  EXPECT_EQ(seen, "55");
-}
-
 TEST_F(MsgIpcTest, whatTheReaderLeavesIsSkipped) {
   const std::string rest(70000, 'x');  // over more than one frame and more than one input buffer
   const std::string bytes = namedMsg("fops", test::u32(5) + "first" + rest) + textMsg("fops", "second");

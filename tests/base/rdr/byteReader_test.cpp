@@ -49,23 +49,6 @@ TEST(ByteReader, gathersMoreThanTheBufferHoldsInAnyPieces) {
   }
 }
 
-TEST(ByteReader, readsItemsInPlaceOrOneAtATime) {
-  FedInStream in("aabbccd", 6);
-  ByteReader reader;
-  int n = 9;
-  reader.init(&in, 2, nullptr, false);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(reader.readItems(false, &n)), 6), "aabbcc");
-  EXPECT_EQ(n, 3);
-  reader.reset();
-  reader.init(&in, 2, nullptr, false);
-  EXPECT_EQ(reader.readItems(false, &n), nullptr);
-  EXPECT_THROW(reader.readItems(true, &n), rdr::BlockException);
-  in.feed("deeff");
-  const std::uint8_t* item = reader.readItems(false, &n);
-  EXPECT_EQ(std::string(item, item + 2), "dd");
-  EXPECT_EQ(n, 1);
-}
-
 TEST(ByteReader, readsATextInAnyPieces) {
   constexpr auto wire = "\0\0\0\4ab\xff!."sv;
   for (std::size_t cut = 4; cut < 8; ++cut) {
