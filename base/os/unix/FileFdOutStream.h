@@ -5,7 +5,8 @@
 
 namespace os {
 
-/// Writes a file through its descriptor, 16384 bytes at a time.
+/// Writes a file through its descriptor, 16384 bytes at a time. A block as large as the buffer or larger does not pass
+/// through it: what is buffered and the block go out in one call, as far as they make whole pages.
 ///
 /// Ownership: owns what it has opened itself, otherwise as told.
 /// Lifecycle: the destructor writes what is pending and swallows a failure: call flush() where that matters.
@@ -17,12 +18,16 @@ public:
   FileFdOutStream(const char* path, OpenArgs openArgs);
   ~FileFdOutStream() override;
 
+  void writeBytes(const void* data, int length) override;
+
   [[nodiscard]] int fd() const noexcept { return fd_; }
 
 protected:
   int writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) override;
 
 private:
+  void writeThrough(const std::uint8_t* data, int length);
+
   int fd_;
   bool ownFd;
 };

@@ -90,6 +90,7 @@ TEST(FileStreams, reportAFullDevice) {
   os::FileFdOutStream direct("/dev/full", {O_WRONLY, 0});
   put(direct, "x");
   EXPECT_EQ(raised([&] { direct.flush(); }), "write: No space left on device (28)");
+  EXPECT_EQ(raised([&] { put(direct, pattern(20000)); }), "write: No space left on device (28)");
 }
 
 TEST(FileFdOutStream, writesAndClosesWhatItOwns) {
@@ -101,7 +102,7 @@ TEST(FileFdOutStream, writesAndClosesWhatItOwns) {
     os::FileFdOutStream out(path.c_str(), {O_WRONLY | O_CREAT | O_EXCL, 0600});
     fd = out.fd();
     put(out, bytes);
-    EXPECT_EQ(dir.read("f").size(), 32768U) << "in whole buffers";
+    EXPECT_EQ(dir.read("f").size(), 36864U) << "in whole pages";
     EXPECT_EQ(modeOf(path), 0600U);
   }
   EXPECT_LT(fcntl(fd, F_GETFD), 0);
@@ -113,6 +114,21 @@ TEST(FileFdOutStream, writesAndClosesWhatItOwns) {
   { put(*std::make_unique<os::FileFdOutStream>(fd, false), "+"); }
   EXPECT_EQ(dir.read("f"), bytes + "+");
   EXPECT_EQ(close(fd), 0);
+}
+
+TEST(FileFdOutStream, joinsBufferedBytesAndLargeBlocksInOrder) {
+  const TempDir dir;
+  std::string written;
+  os::FileFdOutStream out((dir / "f").c_str(), {O_WRONLY | O_CREAT, 0600});
+  for (const std::size_t length : {5U, 16384U, 16379U, 1U, 16383U, 16385U, 4096U, 65536U, 16800U, 16800U, 3U}) {
+    const std::string block = pattern(length + written.size()).substr(written.size());
+    put(out, block);
+    written += block;
+    EXPECT_EQ(out.length(), written.size()) << length;
+    EXPECT_EQ(dir.read("f").size() + static_cast<std::size_t>(out.nPending()), written.size()) << length;
+  }
+  out.flush();
+  EXPECT_EQ(dir.read("f"), written);
 }
 
 TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {
