@@ -5,10 +5,7 @@
 namespace loc {
 
 void BuiltInTexts::add(const TextRow* rows, std::size_t count) {
-  Localize& localize = Localize::instance();
-  for (const TextRow* row = rows; row != rows + count; ++row) {
-    localize.addBuiltIn("en", row->key, row->en);
-  }
+  Localize::instance().addBuiltInTable({rows, count});
 }
 
 }  // namespace loc

@@ -4,10 +4,23 @@
 
 namespace loc {
 
-/// One built-in text: its key and the English words. Both live as long as the process and are never copied.
+/// One built-in text in every language: its key and the words. All live as long as the process and are never copied.
+///
+/// A table names each field and ends each row in a comma, so that a row reads as a key with its five texts below it:
+///
+///     {.key = "plat_usage_label",
+///      .en = "Usage:",
+///      .de = "Verwendung:",
+///      .es = "Uso:",
+///      .fr = "Utilisation :",
+///      .pt = "Uso:"},
 struct TextRow {
   const char* key;
   const char* en;
+  const char* de;
+  const char* es;
+  const char* fr;
+  const char* pt;
 };
 
 /// Adds a library's table of texts to the built-in ones.

@@ -27,7 +27,7 @@ LocaleSetter::LocaleSetter(const char* localeList) : requested_(localeList ? loc
   }
   threadSetter = this;
   if (const locale_t object = osLocaleObject(locale_.name)) {
-    restore_ = uselocale(object);
+    cLocale_ = uselocale(object);
   }
 }
 
@@ -37,8 +37,8 @@ LocaleSetter::~LocaleSetter() {
   if (!requested_.empty()) {
     localeLog().verbose("restoring locale");
   }
-  if (restore_) {
-    uselocale(restore_);
+  if (cLocale_) {
+    uselocale(cLocale_);
   }
 }
 
@@ -47,8 +47,10 @@ const LocaleSetter* LocaleSetter::current() noexcept {
 }
 
 std::string getLocaleList() {
-  if (threadSetter && !threadSetter->requested_.empty()) {
-    return threadSetter->requested_;
+  for (const LocaleSetter* setter = threadSetter; setter; setter = setter->previous_) {
+    if (!setter->requested_.empty()) {
+      return setter->requested_;
+    }
   }
   return joinLocaleList(Localize::instance().locales());
 }

@@ -38,10 +38,11 @@ private:
   std::string requested_;
   LocaleSetter* previous_;
   std::unique_ptr<TransMap> transMap_;
-  locale_t restore_{};  ///< what the thread used before; null if nothing was changed
+  locale_t cLocale_{};  ///< what the thread used before; null if nothing was changed
 };
 
-/// The current thread's request, or the process's list, joined with ":".
+/// What the innermost of the thread's setters that did not inherit was given, or else the process's list, joined with
+/// ":".
 std::string getLocaleList();
 
 }  // namespace loc

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 
+#include "base/loc/BuiltInTexts.h"
 #include "base/loc/OsLocale.h"
 #include "base/loc/TransMap.h"
+#include "base/loc/loadStrings.h"
 #include "base/loc/localeLog.h"
 #include "base/loc/localeName.h"
 #include "base/plat/AssertionFail.h"
@@ -20,6 +23,22 @@ namespace {
 
 plat::StringParameter localeParameter("Locale", plat::LocDesc("loc_param_locale"), "");
 
+/// The languages that a row has a text in.
+constexpr struct {
+  std::string_view locale;
+  const char* TextRow::*text;
+} Columns[] = {
+    {"de", &TextRow::de}, {"en", &TextRow::en}, {"es", &TextRow::es}, {"fr", &TextRow::fr}, {"pt", &TextRow::pt},
+};
+
+void addFirst(Localize::Table& table, const char* key, const char* text) {
+  if (!plat::isValidUtf8(text)) {
+    plat::assertFailed(plat::AssertionFail("isValidUtf8(str)", "base/loc/Localize", __LINE__, plat::Formatted,
+                                           "Bad UTF-8 in %s", key));
+  }
+  table.try_emplace(key, text);
+}
+
 }  // namespace
 
 Localize& Localize::instance() {
@@ -28,27 +47,70 @@ Localize& Localize::instance() {
 }
 
 void Localize::addBuiltIn(const char* locale, const char* key, const char* text) {
-  if (!plat::isValidUtf8(text)) {
-    plat::assertFailed(plat::AssertionFail("isValidUtf8(str)", "base/loc/Localize", __LINE__, plat::Formatted,
-                                           "Bad UTF-8 in %s", key));
-  }
   const plat::Lock lock(mutex_);
-  tables_[locale].try_emplace(key, text);
+  takeBuiltIn(locale);  // what was added before comes first
+  addFirst(tables_[locale], key, text);
+}
+
+void Localize::addBuiltInTable(std::span<const TextRow> rows) {
+  const plat::Lock lock(mutex_);
+  builtIn_.push_back(rows);
 }
 
 void Localize::storeString(const char* locale, const char* key, const char* text) {
   const plat::Lock lock(mutex_);
-  tables_[locale].insert_or_assign(key, StoredText(std::string(text)));
+  Table& table = tables_[locale];
+  const auto found = table.find(key);
+  if (found != table.end()) {
+    found->second = keep(text);
+  } else {
+    table.emplace(keep(key), keep(text));
+  }
 }
 
-const Localize::Table* Localize::table(const std::string& locale) const {
+const char* Localize::keep(std::string_view text) {
+  return kept_.emplace(text).first->c_str();
+}
+
+/// Puts the built-in texts of a locale into its table, as far as they are not there yet.
+/// @return whether there were any.
+bool Localize::takeBuiltIn(std::string_view locale) {
+  static_assert(std::size(Columns) == BuiltInLanguages);
+  const auto* column = std::find_if(std::begin(Columns), std::end(Columns),
+                                    [locale](const auto& candidate) { return candidate.locale == locale; });
+  if (column == std::end(Columns)) {
+    return false;
+  }
+  std::size_t& taken = taken_[static_cast<std::size_t>(column - Columns)];
+  const bool isNews = taken < builtIn_.size();
+  for (; taken < builtIn_.size(); ++taken) {
+    Table& table = tables_[std::string(locale)];
+    for (const TextRow& row : builtIn_[taken]) {
+      addFirst(table, row.key, row.*column->text);
+    }
+  }
+  return isNews;
+}
+
+const Localize::Table* Localize::table(const std::string& locale) {
+  takeBuiltIn(locale);
   const auto found = tables_.find(locale);
   return found == tables_.end() ? nullptr : &found->second;
 }
 
 bool Localize::load(const std::vector<std::string>& locales) {
-  loaded_.insert(locales.begin(), locales.end());
-  return false;  // the built-in tables are all there is: nothing is read from disk yet
+  bool found = false;
+  for (const std::string& locale : locales) {
+    found |= takeBuiltIn(locale);
+    if (!loaded_.insert(locale).second) {
+      continue;
+    }
+    found |= loadStringResource(locale.c_str(), *this);
+    for (const std::string& dir : searchDirs_) {
+      found |= loadStringFile(dir.c_str(), locale.c_str(), *this);
+    }
+  }
+  return found;
 }
 
 std::vector<std::string> Localize::locales() {
@@ -67,18 +129,23 @@ void Localize::setSearchDirs(const std::vector<std::string>& dirs) {
   update();
 }
 
+void Localize::setExportLanguage(bool on) {
+  const plat::Lock lock(mutex_);
+  exportLanguage_ = on;
+}
+
 void Localize::parameterChanged(plat::ConfigParameter&, int) {
   update();
 }
 
 void Localize::takeSystemLocale() {
   const std::string& name = systemLocaleName();
-  OsLocale found;
-  if (resolveOsLocale(name, found)) {
-    setProcessOsLocale(found);
-  }
+  OsLocale found;  // "C" where the name does not resolve
+  resolveOsLocale(name, found);
+  setProcessOsLocale(found);
   const std::string plain = name.substr(0, name.find_first_of(".@"));
   const char* language = std::getenv("LANGUAGE");
+  // As in the C library's own messages, "C" means that no translation is wanted, even where it resolves to C.UTF-8.
   if (name != "C" && language && *language) {
     locales_ = parseLocaleList(language, plain);
   } else {
@@ -86,7 +153,7 @@ void Localize::takeSystemLocale() {
   }
 }
 
-void Localize::exportLanguage() const {
+void Localize::exportToEnvironment() const {
   const char* old = std::getenv("LANGUAGE");
   const std::string before = old ? old : "";
   const std::string& first = locales_.front();
@@ -107,7 +174,9 @@ void Localize::update() {
   if (std::find(locales_.begin(), locales_.end(), "en_US") == locales_.end()) {
     locales_.emplace_back("en_US");
   }
-  exportLanguage();
+  if (exportLanguage_) {
+    exportToEnvironment();
+  }
   if (!chosen.empty()) {
     setProcessOsLocale(chooseOsLocale(locales_));
   }

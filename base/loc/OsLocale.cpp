@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <map>
-#include <optional>
 
 #include <langinfo.h>
 
@@ -16,10 +15,10 @@ namespace loc {
 
 namespace {
 
-/// The answers found so far, under a lock of their own; a missing answer means that the system refused the name.
+/// The answers found so far, under a lock of their own. A refusal is not kept: the locale may be installed later.
 struct Cache {
   plat::Mutex mutex;
-  std::map<std::string, std::optional<OsLocale>> resolved;
+  std::map<std::string, OsLocale> resolved;
   std::map<std::string, locale_t> objects;
 };
 
@@ -52,19 +51,24 @@ bool startsWith(const std::string& text, const char* prefix) {
   return text.rfind(prefix, 0) == 0;
 }
 
-/// Restores LC_CTYPE, which probing has to change.
+/// Restores LC_CTYPE, which probing has to change. Meanwhile the thread goes without a locale of its own, by which the
+/// system library would answer otherwise.
 class CtypeSaver {
 public:
-  CtypeSaver() {
+  CtypeSaver() : threads_(uselocale(LC_GLOBAL_LOCALE)) {
     if (const char* now = setlocale(LC_CTYPE, nullptr)) {
       saved_ = now;
     }
   }
   CtypeSaver(const CtypeSaver&) = delete;
   CtypeSaver& operator=(const CtypeSaver&) = delete;
-  ~CtypeSaver() { setlocale(LC_CTYPE, saved_.c_str()); }
+  ~CtypeSaver() {
+    setlocale(LC_CTYPE, saved_.c_str());
+    uselocale(threads_);
+  }
 
 private:
+  locale_t threads_;
   std::string saved_ = "C";
 };
 
@@ -144,13 +148,12 @@ bool resolveOsLocale(const std::string& name, OsLocale& result) {
   auto found = cache().resolved.find(name);
   if (found == cache().resolved.end()) {
     OsLocale fresh;
-    const bool known = resolveUncached(name, fresh);
-    found = cache().resolved.emplace(name, known ? std::optional(fresh) : std::nullopt).first;
+    if (!resolveUncached(name, fresh)) {
+      return false;
+    }
+    found = cache().resolved.emplace(name, fresh).first;
   }
-  if (!found->second) {
-    return false;
-  }
-  result = *found->second;
+  result = found->second;
   return true;
 }
 
@@ -189,11 +192,11 @@ void setProcessOsLocale(const OsLocale& locale) {
 
 locale_t osLocaleObject(const std::string& name) {
   const plat::Lock lock(cache().mutex);
-  const auto [position, isNew] = cache().objects.emplace(name, locale_t{});
-  if (isNew) {
-    position->second = newlocale(LC_ALL_MASK, name.c_str(), locale_t{});
+  locale_t& object = cache().objects[name];
+  if (!object) {
+    object = newlocale(LC_ALL_MASK, name.c_str(), locale_t{});
   }
-  return position->second;
+  return object;
 }
 
 }  // namespace loc

@@ -19,8 +19,9 @@ struct OsLocale {
 /// The class of a codeset by its name, such as "UTF-8" or "ANSI_X3.4-1968".
 Codeset classifyCodeset(const char* codeset);
 
-/// Finds the system library's best spelling of a locale name, UTF-8 first. Answers are cached; any thread may call,
-/// but the first call for a name changes the process's LC_CTYPE for a moment.
+/// Finds the system library's best spelling of a locale name: UTF-8 if there is such a one, else ISO 8859-1 or ASCII.
+/// What was found is cached. Any thread may call, but a call that finds nothing in the cache changes the process's
+/// LC_CTYPE for a moment.
 /// @return false if the system does not know the locale; `result` is then untouched.
 bool resolveOsLocale(const std::string& name, OsLocale& result);
 

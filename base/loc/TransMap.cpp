@@ -47,14 +47,14 @@ void TransMap::update(const std::vector<std::string>& locales) {
   for (const std::string& locale : locales_) {
     if (const auto* table = Localize::instance().table(locale)) {
       for (const auto& [key, text] : *table) {
-        translations_.try_emplace(key, text.get());
+        translations_.try_emplace(key, text);
       }
     }
   }
 }
 
-Translation* TransMap::find(const char* key) {
-  const auto found = translations_.find(std::string_view(key));
+Translation* TransMap::find(std::string_view key) {
+  const auto found = translations_.find(key);
   return found == translations_.end() ? nullptr : &found->second;
 }
 

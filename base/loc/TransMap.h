@@ -30,7 +30,7 @@ public:
   void update(const std::vector<std::string>& locales);
 
   /// The text of a key, or null. The caller holds the translation lock.
-  Translation* find(const char* key);
+  Translation* find(std::string_view key);
 
   /// The expanded list in force, best first.
   const std::vector<std::string>& locales() const noexcept { return locales_; }
@@ -39,7 +39,7 @@ private:
   TransMap() = default;
 
   TransMap* previous_ = nullptr;
-  std::map<std::string_view, Translation> translations_;
+  std::map<std::string_view, Translation> translations_;  ///< keys and texts are those of the tables
   std::vector<std::string> locales_;
   bool isThreads_ = false;
 };

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "base/loc/Localize.h"
 #include "base/loc/format.h"
 #include "base/plat/AssertionFail.h"
 #include "base/plat/assert.h"
@@ -12,8 +13,7 @@ const char* Translation::use(bool raw) {
   if (state_ == State::Unset) {
     state_ = raw ? State::Raw : State::Formatted;
     if (!raw && std::strchr(text_, '%')) {
-      owned_ = format(text_, {}).orEmpty();
-      text_ = owned_.c_str();
+      text_ = Localize::instance().keep(format(text_, {}).orEmpty());
     }
   }
   if (raw != (state_ == State::Raw)) {

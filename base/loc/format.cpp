@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "base/loc/localeLog.h"
-#include "base/plat/LogSrc.h"
+#include "base/loc/badString.h"
+#include "base/plat/DString.h"
 #include "base/plat/utf8.h"
 
 namespace loc {
@@ -104,9 +104,7 @@ std::optional<std::string> render(const Conversion& conversion, std::initializer
   return std::nullopt;
 }
 
-}  // namespace
-
-plat::String format(const char* text, std::initializer_list<FormatArg> args) {
+std::string filled(const char* text, std::initializer_list<FormatArg> args) {
   std::string output;
   bool bad = false;
   for (const char* cursor = text; *cursor;) {
@@ -131,9 +129,19 @@ plat::String format(const char* text, std::initializer_list<FormatArg> args) {
     }
   }
   if (bad) {
-    localeLog().error("Bad loc string for args - %s", text);
+    reportBadString(plat::String::format("Bad loc string for args - %s", text).get());
   }
-  return plat::String(output.data(), output.size());
+  return output;
+}
+
+}  // namespace
+
+plat::String format(const char* text, std::initializer_list<FormatArg> args) {
+  return plat::String(filled(text, args));
+}
+
+void format(plat::DString& output, const char* text, std::initializer_list<FormatArg> args) {
+  output.append(filled(text, args).c_str());
 }
 
 }  // namespace loc

@@ -5,6 +5,10 @@
 
 #include "base/plat/String.h"
 
+namespace plat {
+class DString;
+}
+
 namespace loc {
 
 /// One argument of the formatter: a signed int, an unsigned 64-bit number, or a text (observed during the call).
@@ -32,7 +36,9 @@ private:
 /// with "N$" behind the percent sign. Without a position there must be exactly one argument.
 ///
 /// A conversion that is wrong in itself or does not fit its argument shows as "%%" and the characters after it, and the
-/// text is logged once as a bad one; nothing is thrown.
+/// text is reported once as a bad one (badString.h); nothing is thrown.
 plat::String format(const char* text, std::initializer_list<FormatArg> args);
+/// The same, appended to `output`.
+void format(plat::DString& output, const char* text, std::initializer_list<FormatArg> args);
 
 }  // namespace loc

@@ -37,26 +37,30 @@ void addOnce(std::vector<std::string>& list, const std::string& name) {
   }
 }
 
+/// The territory part of a locale name, empty if it has none.
+std::string_view territoryOf(std::string_view name) {
+  const std::size_t cut = name.find_first_of("_-.@");
+  if (cut == std::string_view::npos || (name[cut] != '_' && name[cut] != '-')) {
+    return {};
+  }
+  name.remove_prefix(cut + 1);
+  return name.substr(0, name.find_first_of(".@"));
+}
+
 }  // namespace
 
 std::string localeLanguage(const std::string& name) {
   return name.substr(0, name.find_first_of("_-.@"));
 }
 
-std::string normaliseLocale(const char* name, const std::string& hint) {
-  const std::string_view text = name ? name : "";
-  const std::size_t cut = text.find_first_of("_-.@");
-  const std::string language(text.substr(0, cut));
+std::string normaliseLocale(const std::string& name, const std::string& hint) {
+  const std::string language = localeLanguage(name);
   if (language.empty()) {
     return {};
   }
-  std::string_view territory;
-  if (cut != std::string_view::npos && (text[cut] == '_' || text[cut] == '-')) {
-    territory = text.substr(cut + 1);
-    territory = territory.substr(0, territory.find_first_of(".@"));
-  }
-  if (territory.empty() && !hint.empty() && localeLanguage(hint) == language) {
-    return hint;
+  std::string_view territory = territoryOf(name);
+  if (territory.empty() && localeLanguage(hint) == language) {
+    territory = territoryOf(hint);
   }
   if (territory.empty()) {
     territory = mainTerritory(language);
@@ -69,7 +73,7 @@ std::vector<std::string> parseLocaleList(const char* list, const std::string& hi
   const std::string text = list ? list : "";
   for (std::size_t start = 0; start <= text.size();) {
     const std::size_t end = std::min(text.find(':', start), text.size());
-    const std::string name = normaliseLocale(text.substr(start, end - start).c_str(), hint);
+    const std::string name = normaliseLocale(text.substr(start, end - start), hint);
     if (!name.empty()) {
       addOnce(result, name);
     }

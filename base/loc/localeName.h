@@ -8,10 +8,10 @@ namespace loc {
 /// One locale name in the system's own form: "language_TERRITORY", or "language" alone where no territory is known.
 ///
 /// Codeset and modifier are cut off; a bare language gets its main territory from a fixed table.
-/// @param name such as "de", "de-AT", "fr_FR.UTF-8@euro"; may be null.
-/// @param hint a normalised name whose territory a bare language of the same language takes instead; may be empty.
+/// @param name such as "de", "de-AT", "fr_FR.UTF-8@euro".
+/// @param hint a locale name whose territory, if it has one, a bare language takes instead if it is the same language.
 /// @return empty if `name` has no language part.
-std::string normaliseLocale(const char* name, const std::string& hint = {});
+std::string normaliseLocale(const std::string& name, const std::string& hint = {});
 
 /// The normalised names of a ":"-separated list, each once, in order. Null gives none.
 std::vector<std::string> parseLocaleList(const char* list, const std::string& hint = {});

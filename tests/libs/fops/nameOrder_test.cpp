@@ -12,7 +12,7 @@
 #include "libs/fops/DirEntry.h"
 #include "libs/fops/EntrySorter.h"
 #include "libs/fops/naturalCompare.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/TestLocales.h"
 
 /// The C library never frees what it makes of LOCPATH.
 extern "C" const char* __lsan_default_suppressions() {
@@ -24,26 +24,17 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/// Two languages made for these tests, since a machine may have no locale but "C": German in UTF-8 and Swedish in
-/// ISO 8859-1. Absent where the machine lacks the tool or the sources for them.
+/// With German in UTF-8 and Swedish in ISO 8859-1, where the machine can make them.
 class NameOrderTest : public testing::Test {
 protected:
   static void SetUpTestSuite() {
-    dir_ = std::make_unique<test::TempDir>();
-    ::setenv("LOCPATH", dir_->path().c_str(), 1);
-    const auto make = [](const char* name, const char* charmap, const char* folder) {
-      constexpr char format[] = "localedef -c -i %s -f %s '%s/%s' >/dev/null 2>&1";
-      return std::system(plat::String::format(format, name, charmap, dir_->path().c_str(), folder).get()) == 0;
-    };
-    haveLanguages_ = make("de_DE", "UTF-8", "de_DE.UTF-8") && make("sv_SE", "ISO-8859-1", "sv_SE");
+    using Locales = std::initializer_list<test::TestLocales::Locale>;
+    locales_ = std::make_unique<test::TestLocales>(
+        Locales{{"de_DE", "UTF-8", "de_DE.UTF-8"}, {"sv_SE", "ISO-8859-1", "sv_SE"}});
   }
-  static void TearDownTestSuite() {
-    ::unsetenv("LOCPATH");
-    dir_.reset();
-  }
+  static void TearDownTestSuite() { locales_.reset(); }
 
-  static inline std::unique_ptr<test::TempDir> dir_;
-  static inline bool haveLanguages_ = false;
+  static inline std::unique_ptr<test::TestLocales> locales_;
 };
 
 struct Case {
@@ -84,7 +75,7 @@ TEST_F(NameOrderTest, takesNumbersByTheirValue) {
 }
 
 TEST_F(NameOrderTest, followsTheThreadsLocaleAndCodeset) {
-  if (!haveLanguages_) {
+  if (!locales_->complete()) {
     GTEST_SKIP() << "no locale sources here";
   }
   {
@@ -162,7 +153,7 @@ TEST_F(NameOrderTest, isTheOneThatListsAreSortedBy) {
   checkSorter();  // without a setter
   for (const char* locale : {"C", "de_DE", "sv_SE"}) {
     SCOPED_TRACE(locale);
-    if (haveLanguages_ || *locale == 'C') {
+    if (locales_->complete() || *locale == 'C') {
       const loc::LocaleSetter setter(locale);
       checkSorter();
     }

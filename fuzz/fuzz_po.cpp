@@ -1,0 +1,82 @@
+// String files out of arbitrary bytes: what comes out is valid UTF-8, and written down again it reads as the same
+// entries, without a complaint.
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/loc/PoParser.h"
+#include "base/plat/LogDest.h"
+#include "base/plat/logging.h"
+#include "base/plat/utf8.h"
+#include "base/rdr/MemInStream.h"
+#include "base/rdr/StringTooLongException.h"
+
+namespace {
+
+using Entries = std::vector<std::pair<std::string, std::string>>;
+
+void require(bool condition) {
+  if (!condition) {
+    std::abort();
+  }
+}
+
+/// Counts the complaints.
+class CountingDest final : public plat::LogDest {
+public:
+  CountingDest() : LogDest("count") { plat::logOverride("Localize:count:0"); }
+  void log(int, const char*, const char*) override { ++lines; }
+
+  int lines = 0;
+};
+
+struct Collector final : loc::PoParser::Callback {
+  void storeString(const char*, const char* key, const char* text) override {
+    require(*key && plat::isValidUtf8(key) && plat::isValidUtf8(text));
+    entries.emplace_back(key, text);
+  }
+
+  Entries entries;
+};
+
+Entries parse(const std::string& text) {
+  Collector collector;
+  rdr::MemInStream in(text.data(), static_cast<int>(text.size()));
+  try {
+    loc::PoParser("f", "de", collector).parse(in);
+  } catch (const rdr::StringTooLongException&) {
+    require(text.size() > 262144);
+  }
+  return collector.entries;
+}
+
+std::string quoted(const std::string& text) {
+  std::string result = "\"";
+  for (const char c : text) {
+    if (c == '\n') {
+      result += "\\n\"\n\"";
+    } else if (c == '\r') {
+      result += "\\r";
+    } else {
+      result += (c == '"' || c == '\\') ? std::string{'\\', c} : std::string(1, c);
+    }
+  }
+  return result + "\"\n";
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static CountingDest complaints;
+  const Entries entries = parse(std::string(reinterpret_cast<const char*>(data), size));
+  std::string again;
+  for (const auto& [key, text] : entries) {
+    again += "msgid " + quoted(key) + "msgstr " + quoted(text) + "\n";
+  }
+  complaints.lines = 0;
+  require(again.size() > 262144 || (parse(again) == entries && complaints.lines == 0));
+  return 0;
+}
