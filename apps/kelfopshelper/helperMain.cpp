@@ -16,6 +16,7 @@
 #include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
 #include "base/plat/LogSrc.h"
+#include "base/plat/configXml.h"
 #include "base/plat/ipc/LogDestIpc.h"
 #include "base/plat/logging.h"
 #include "libs/fops/SFopsMgrViaIpc.h"
@@ -62,10 +63,15 @@ private:
   std::unique_ptr<fops::SFopsMgrViaIpc> mgr_;  ///< made once the channel has its link, gone before the channel
 };
 
-/// Shows the version and the parameters, and ends the process.
+/// Shows the version and the parameters, or their XML description, and ends the process.
 void showUsage(int mode, plat::Configuration& configuration) {
-  std::printf("%s\n\n", qzutil::productInfo().productInfo.orEmpty());
-  configuration.printHelp(mode == 1, true);
+  constexpr int XmlMode = 2;
+  if (mode == XmlMode) {
+    std::printf("%s", plat::configToXml(configuration, false, false).get());
+  } else {
+    std::printf("%s\n\n", qzutil::productInfo().productInfo.orEmpty());
+    configuration.printHelp(mode == 1, true);
+  }
   std::exit(1);
 }
 

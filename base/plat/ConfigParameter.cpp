@@ -104,6 +104,15 @@ String ConfigParameter::getDefaultStr() const {
   return found->second;
 }
 
+void ConfigParameter::ownStrings() {
+  if (!ownsStrings_) {
+    name_ = ownCopy(name_);
+    desc_ = ownCopy(desc_);
+    locDesc_ = ownCopy(locDesc_);
+    ownsStrings_ = true;
+  }
+}
+
 void ConfigParameter::addTags(const char* text) {
   strSplitSet(text, tags_, ',');
 }

@@ -79,9 +79,13 @@ public:
   [[nodiscard]] bool isHidden() const noexcept { return name_[0] == '_'; }
   /// The description, translated if it has a key; lives until the locale changes.
   [[nodiscard]] const char* getDescription() const;
+  /// The key of its description, null if that is a plain text.
+  [[nodiscard]] const char* locDesc() const noexcept { return locDesc_; }
   /// The text at priority 0. @throws AssertionFail if there is none.
   [[nodiscard]] String getDefaultStr() const;
 
+  /// Puts copies of its own in place of the texts that the constructor observed, which may go then.
+  void ownStrings();
   /// Adds the elements of a list with commas between; null adds none.
   void addTags(const char* text);
   [[nodiscard]] bool hasTag(const char* tag) const;
@@ -122,7 +126,7 @@ private:
   const char* desc_;
   const char* locDesc_;
   bool advanced_;
-  bool ownsStrings_;  ///< true on clones: the three texts come from malloc and go with the object
+  bool ownsStrings_;  ///< the three texts come from malloc and go with the object; true on clones
   std::set<std::string> tags_;
   std::vector<ParameterChangedCallback*> callbacks_;
 };

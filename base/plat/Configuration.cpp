@@ -80,9 +80,7 @@ Configuration::Configuration(const Configuration& other)
 }
 
 Configuration::~Configuration() {
-  for (auto& parameter : owned_) {
-    parameter.reset();
-  }
+  deleteOwned();
   for (ConfigParameter* parameter = params_; parameter != nullptr; parameter = parameter->next_) {
     parameter->configuration_ = nullptr;
   }
@@ -187,12 +185,21 @@ void Configuration::setChild(Configuration& child, bool addIt) {
   }
 }
 
+ConfigParameter& Configuration::own(std::unique_ptr<ConfigParameter> parameter) {
+  owned_.push_back(std::move(parameter));
+  return *owned_.back();
+}
+
+void Configuration::deleteOwned() {
+  for (auto& parameter : owned_) {
+    parameter.reset();
+  }
+  owned_.clear();
+}
+
 template <class P, class... Args>
 P& Configuration::addOwned(const Args&... args) {
-  auto parameter = std::make_unique<P>(args...);
-  P& made = *parameter;
-  owned_.push_back(std::move(parameter));
-  return made;
+  return static_cast<P&>(own(std::make_unique<P>(args...)));
 }
 
 BoolParameter& Configuration::addBool(const char* name, const char* locDesc, bool defaultValue, bool advanced,

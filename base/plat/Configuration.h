@@ -19,6 +19,7 @@ class BoolParameter;
 class ConfigParameter;
 class EnumParameter;
 class IntParameter;
+class KeyStore;
 class S64Parameter;
 class StringParameter;
 
@@ -122,10 +123,18 @@ public:
   S64Parameter& addS64(const char* name, const char* locDesc, const char* defaultValue, bool advanced = false,
                        const char* tags = nullptr);
 
+  /// Takes over a parameter that is registered here.
+  ConfigParameter& own(std::unique_ptr<ConfigParameter> parameter);
+  /// Deletes the parameters that belong to this configuration, the oldest first.
+  void deleteOwned();
+
   /// Makes `name` stand for what the alias expands to. Replaces an alias of that name.
   void addAlias(const char* name, ParameterAlias& alias);
   /// Takes over the aliases of `other` whose names are new here.
   void addAliases(const Configuration& other);
+  /// Gives values that are kept under an alias to the alias's targets, unless these have one, and forgets the alias's
+  /// own; then the same for the children. @throws what the store raises; no value is lost then
+  void renameAliasesIn(KeyStore& store);
 
   /// Gives each parameter the values of the one of that name in `other`.
   /// @param cloneMissing parameters that are not here are cloned. @param recurse includes the children of both.

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <memory>
+#include <utility>
+
 #include "base/plat/IntParameter.h"
 
 namespace plat {
@@ -20,12 +23,15 @@ public:
 
   /// Ends with a null.
   [[nodiscard]] const char* const* names() const noexcept { return names_; }
+  /// Keeps alive what owns the names, for as long as this object and its clones need them.
+  void keepNames(std::shared_ptr<const void> owner) noexcept { namesOwner_ = std::move(owner); }
 
 private:
   EnumParameter(const EnumParameter& other, Configuration& target)
-      : IntParameter(other, target), names_(other.names_) {}
+      : IntParameter(other, target), names_(other.names_), namesOwner_(other.namesOwner_) {}
 
   const char* const* names_;
+  std::shared_ptr<const void> namesOwner_;  ///< null where the names live as long as the program
 };
 
 }  // namespace plat

@@ -51,7 +51,9 @@ void setDirectories(const char* app, const char* programDir) {
 void createUserDirectories() {
   const Directories& dirs = current();
   plat::mkDir(dirs.user.get(), true, true);
-  plat::mkDirs(dirs.profile.get(), true, true);
+  if (dirs.profile != dirs.user) {
+    plat::mkDirs(dirs.profile.get(), true, true);
+  }
   plat::mkDirs(dirs.userConfigDir.get(), true, true);
 }
 

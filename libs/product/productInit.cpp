@@ -11,9 +11,9 @@
 #include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
 #include "base/plat/LogDestFileMgr.h"
-#include "base/plat/assert.h"
 #include "base/plat/filePaths.h"
 #include "base/plat/logging.h"
+#include "libs/product/ConfigStoreFile.h"
 #include "libs/product/VersionInfoUpdater.h"
 #include "libs/product/directories.h"
 
@@ -58,7 +58,6 @@ void setLocaleDirs() {
 
 void productInit(const char* argv0, const char* appName, const char* displayKey, const char* defaultLog,
                  bool enableFileLog, bool loadConfig) {
-  PLAT_REQUIRE(!loadConfig);
   setAppInfo(argv0, appName, displayKey);
   loc::Localize::instance().setSearchDirs({});
   const String programPath = findProgramPath();
@@ -75,6 +74,9 @@ void productInit(const char* argv0, const char* appName, const char* displayKey,
   logInit(defaultLog, nullptr, nullptr, false);
   // Programs that link to the maker's pages have this parameter; here the call has no effect.
   Configuration::global().set("_ProductUri", "https://www.quenlar.example/", 0);
+  if (loadConfig) {
+    qzutil::ConfigStoreFile().loadAll(true, nullptr);
+  }
   if (enableFileLog) {
     LogDestFileMgr::instance().setEnabled(true);
   }

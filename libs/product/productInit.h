@@ -10,9 +10,9 @@ namespace plat {
 /// @param displayKey translation key of the name for display, or null.
 /// @param defaultLog the default of the parameter `Log`, or null for the library's own.
 /// @param enableFileLog whether the log destination "file" computes its path.
-/// @param loadConfig whether to load the configuration files. There is no store for them yet: must be false.
-/// @throws plat::AssertionFail if `loadConfig` is set; plat::Exception if the program's file cannot be found or a
-/// directory cannot be created.
+/// @param loadConfig whether to load the configuration files, policy included; see qzutil::ConfigStoreFile.
+/// @throws plat::Exception if the program's file cannot be found, a directory cannot be created or made private, or a
+/// configuration file cannot be read.
 void productInit(const char* argv0, const char* appName, const char* displayKey, const char* defaultLog,
                  bool enableFileLog, bool loadConfig);
 

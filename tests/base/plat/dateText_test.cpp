@@ -123,7 +123,6 @@ TEST(ParseIso, acceptsEveryFormOfZoneAndFraction) {
     std::string rest;
     FileTime expected;
   } cases[] = {
-      {"56", base},
       {"56Z", base},
       {"56.5", base + 5'000'000},
       {"56.12345678999Z", base + 1'234'567},
@@ -170,8 +169,7 @@ TEST(MakeTime, checksEveryField) {
 TEST(ParseBuildDate, readsTheCompilersDate) {
   EXPECT_TRUE(parseBuildDate(__DATE__));
   const auto date = parseBuildDate("Feb  3 0999");
-  ASSERT_TRUE(date);
-  EXPECT_TRUE(date->year == 999 && date->month == 2 && date->day == 3);
+  EXPECT_TRUE(date && date->year == 999 && date->month == 2 && date->day == 3);
   for (const char* bad : {"", "Feb", "feb 03 2024", "Foo 03 2024", "Feb 00 2024", "Feb 32 2024", "Feb 03 0000",
                           "Feb 3 2024", "Feb 03 202", "Feb 03 20245", "Feb 03 2024 ", "Feb   3 2024"}) {
     EXPECT_FALSE(parseBuildDate(bad)) << bad;

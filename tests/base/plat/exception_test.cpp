@@ -3,19 +3,16 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <type_traits>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/plat/BadNum.h"
 #include "base/plat/BadUtf8.h"
 #include "base/plat/ConfigParameter.h"
 #include "base/plat/Configuration.h"
 #include "base/plat/LogDest.h"
 #include "base/plat/ProtocolError.h"
 #include "base/plat/StdlibException.h"
-#include "base/plat/SystemExceptionFmt.h"
 #include "base/plat/TimedOut.h"
 #include "base/plat/assert.h"
 #include "base/plat/logging.h"
@@ -41,11 +38,8 @@ TEST(Exception, isSuccessOnlyWithoutBothTexts) {
   EXPECT_TRUE(result.isEmpty());
   result.setType("NotFound");
   EXPECT_FALSE(result.isEmpty());
-  result = ProtocolError("late");
-  EXPECT_STREQ(result.type, "ProtocolError");
   result.clear();
-  EXPECT_TRUE(result.isEmpty());
-  EXPECT_TRUE(Exception(nullptr, nullptr).isEmpty());
+  EXPECT_TRUE(result.isEmpty() && Exception(nullptr, nullptr).isEmpty());
 }
 
 TEST(Exception, eachClassSetsItsTexts) {
@@ -57,14 +51,10 @@ TEST(Exception, eachClassSetsItsTexts) {
   const Case cases[] = {
       {StdlibException("open %s", "x"), "System-13", "open x: Permission denied (13)"},
       {SystemException("open", ENOENT), "System-2", "open: No such file or directory (2)"},
-      {SystemException("", 0), "System-0", "Success (0)"},
       {SystemException(nullptr, 99999), "System-99999", "Unknown error (99999)"},
-      {SystemExceptionFmt("read %d", ENOENT, 7), "System-2", "read 7: No such file or directory (2)"},
       {ProtocolError("odd"), "ProtocolError", "Protocol error: odd"},
       {ProtocolError("odd", false), "ProtocolError", "odd"},
-      {ProtocolError(Formatted, "odd %d", 1), "ProtocolError", "Protocol error: odd 1"},
       {TimedOut(), "TimedOut", "Timed out"},
-      {BadNum("no"), "", "no"},
       {BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), "", "Bad UTF-8 string for x"},
       {AssertionFail("a > b", "/home/x/base/base/plat/y.d/File.cpp", 12), "AssertionFail",
        "Assertion 'a > b' failed at base/plat/y.d/File:12"},
@@ -76,8 +66,6 @@ TEST(Exception, eachClassSetsItsTexts) {
     EXPECT_STREQ(c.exception.type, c.type);
     EXPECT_STREQ(c.exception.message, c.message);
   }
-  EXPECT_EQ(SystemException("x", 5).err, 5);
-  static_assert(!std::is_base_of_v<std::exception, Exception>);
 }
 
 TEST(Exception, isShownWithItsType) {
@@ -135,17 +123,13 @@ TEST_F(AssertionDeath, reportsLogsAndFlushesBeforeTheEnd) {
   setAssertFlushHook(nullptr);
 }
 
-TEST_F(AssertionDeath, abortsAtOnceIfItFailsAgain) {
+TEST_F(AssertionDeath, abortsIfReportingFails) {
+  setAssertFlushHook([] { throw Exception("link is gone"); });
+  EXPECT_EXIT(PLAT_ASSERT_AS(false, "x", "base/x", 1), ::testing::KilledBySignal(SIGABRT), "stacktrace:[^\n]*\n$");
   setAssertFlushHook(sayFlushed);
   dest_.failing = true;
   EXPECT_EXIT(PLAT_ASSERT_AS(false, "x", "base/x", 1), ::testing::KilledBySignal(SIGABRT),
               "^Assertion 'x' failed at base/x:1\n<0 Assertion Assertion 'x' [^\n]*>\n$");
-  setAssertFlushHook(nullptr);
-}
-
-TEST_F(AssertionDeath, abortsIfTheFlushThrows) {
-  setAssertFlushHook([] { throw Exception("link is gone"); });
-  EXPECT_EXIT(PLAT_ASSERT_AS(false, "x", "base/x", 1), ::testing::KilledBySignal(SIGABRT), "stacktrace:[^\n]*\n$");
   setAssertFlushHook(nullptr);
 }
 

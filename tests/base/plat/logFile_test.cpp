@@ -119,6 +119,20 @@ TEST_F(LogFile, rotatesTheFileBeforeAndPurgesOldOnes) {
   EXPECT_EQ(dir.read(rotated), "before");
 }
 
+TEST_F(LogFile, numbersARotatedFileWhoseNameIsTaken) {
+  dir.write("app.log", "later");
+  struct stat info;
+  ASSERT_EQ(::stat(path.c_str(), &info), 0);
+  char stamp[64];
+  std::tm local;
+  std::strftime(stamp, sizeof stamp, "%Y%m%d%H%M%S", ::localtime_r(&info.st_mtime, &local));
+  dir.write(std::string("app.log.") + stamp, "earlier");
+  dest.setPath(path.c_str());
+  dest.log(0, "Src", "fresh");
+  EXPECT_EQ(dir.read(std::string("app.log.") + stamp), "earlier");
+  EXPECT_EQ(dir.read(std::string("app.log(1).") + stamp), "later");
+}
+
 TEST_F(LogFile, staysClosedOnceItIsFull) {
   dest.setPath(path.c_str());
   dest.setMaxFileSize(60);
@@ -160,6 +174,17 @@ TEST_F(LogFile, fallsBackToTheDefaultFileWhenTheChosenOneCannotBeOpened) {
   EXPECT_THAT(logged(),
               testing::ContainsRegex("^<11> [^\n]*: LogDestFile: Error opening log file: [^\n]*\n<14> [^\n]*: "
                                      "Src: the line itself\n$"));
+
+  plat::logDirParameter().setParam("/dev/null", 0);
+  plat::logDirParameter().setParam(dir.path().c_str(), 10);
+  testing::internal::CaptureStderr();
+  LogDestFile unlucky("unlucky", nullptr);
+  unlucky.setPath("/dev/null/x.log");
+  unlucky.log(0, "Src", "lost");
+  plat::logDirParameter().unsetParam(10, true);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::MatchesRegex("Error opening log file: [^\n]*\nReverting to default log file /dev/null/app.log\n"
+                                    "Error opening default log file: [^\n]*\n"));
 
   testing::internal::CaptureStderr();  // nobody chose it, so there is nothing else to try
   LogDestFile hopeless("hopeless", nullptr);

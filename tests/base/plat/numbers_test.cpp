@@ -49,7 +49,6 @@ TEST(Numbers, refuseWhatIsNoNumberOfTheirType) {
 TEST(Numbers, holdToTheGivenLimits) {
   EXPECT_EQ(parseS32("5", 10, 0, 5), 5);
   EXPECT_EQ(test::messageFrom([] { parseS32("6", 10, 0, 5, "0 to 5, please"); }), "0 to 5, please");
-  EXPECT_EQ(test::messageFrom([] { parseU32("1", 10, 2, 5); }), "Failed to parse integer");
 }
 
 TEST(Numbers, moveTheCursorOnlyOnSuccessAndLeaveErrnoAlone) {
@@ -84,11 +83,8 @@ TEST(Hex, goesThereAndBack) {
     EXPECT_THROW(hexToBuf(text, buffer), Exception);
   }
   unsigned char out[4];
-  EXPECT_TRUE(hexToBin("01020304xx", 4, out));
   EXPECT_FALSE(hexToBin("010203", 4, out));  // ends early
-  EXPECT_EQ(hexDigit(15), 'f');
   EXPECT_THROW(static_cast<void>(hexDigit(16)), AssertionFail);
-  EXPECT_THROW(static_cast<void>(hexDigit(-1)), AssertionFail);
 }
 
 std::string dump(const void* data, std::size_t length, const char* prefix, const char* linePrefix) {

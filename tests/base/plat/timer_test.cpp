@@ -172,36 +172,24 @@ TEST_F(TimerTest, aCallbackDecidesAboutItsOwnTimer) {
   EXPECT_EQ(manager.timeToNext(), 100);
 }
 
-TEST_F(TimerTest, aCallbackMayDestroyItsOwnTimerOrAnotherThatIsDue) {
+TEST_F(TimerTest, aCallbackMayDestroyOrStopItsOwnTimerAndOthers) {
+  NamedTimer stopped("stopped", fired), third("third", fired), queued("queued", fired);
   std::unique_ptr<NamedTimer> second;
   std::unique_ptr<NamedTimer> first = std::make_unique<NamedTimer>("first", fired, [&](Timer&) {
     second.reset();
+    stopped.stop();
+    queued.stop();
     first.reset();
     return false;
   });
   second = std::make_unique<NamedTimer>("second", fired);
-  first->start(0);
-  second->start(0);
-  EXPECT_EQ(manager.processTimers(), 0);
-  EXPECT_THAT(fired, ElementsAre("first"));
-  EXPECT_EQ(manager.processTimers(), -1);
-}
-
-TEST_F(TimerTest, aCallbackMayStopOthersThatAreDueOrQueued) {
-  NamedTimer dueToo("dueToo", fired), third("third", fired), queued("queued", fired);
-  NamedTimer stopper("stopper", fired, [&](Timer&) {
-    dueToo.stop();
-    queued.stop();
-    return false;
-  });
-  stopper.start(10);
-  dueToo.start(10);
-  third.start(10);
+  for (NamedTimer* timer : {first.get(), second.get(), &stopped, &third}) {
+    timer->start(0);
+  }
   queued.start(20);
-  clock.advanceMs(10);
   manager.processTimers();
-  EXPECT_THAT(fired, ElementsAre("stopper", "third"));
-  EXPECT_FALSE(dueToo.running());
+  EXPECT_THAT(fired, ElementsAre("first", "third"));
+  EXPECT_FALSE(stopped.running());
   EXPECT_EQ(manager.processTimers(), -1);
 }
 

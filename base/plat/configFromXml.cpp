@@ -1,0 +1,157 @@
+// Reading the XML description of a configuration.
+#include <climits>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/loc/translate.h"
+#include "base/plat/BinaryParameter.h"
+#include "base/plat/BoolParameter.h"
+#include "base/plat/Configuration.h"
+#include "base/plat/EnumParameter.h"
+#include "base/plat/Exception.h"
+#include "base/plat/S64Parameter.h"
+#include "base/plat/StringParameter.h"
+#include "base/plat/configXml.h"
+#include "base/plat/numbers.h"
+#include "base/xml/Document.h"
+
+namespace plat {
+
+namespace {
+
+using xml::Document;
+
+[[noreturn]] void incompatible() {
+  throw Exception("Incompatible XML config");
+}
+
+const char* required(const Document::Element& element, const char* attribute) {
+  const char* const value = element.attribute(attribute);
+  if (value == nullptr) {
+    incompatible();
+  }
+  return value;
+}
+
+int toNumber(const char* text) {
+  std::int32_t number = 0;
+  if (!tryParseS32(text, 10, number) || *text != '\0') {
+    incompatible();
+  }
+  return number;
+}
+
+int numberOr(const Document::Element& element, const char* attribute, int fallback) {
+  const char* const text = element.attribute(attribute);
+  return text != nullptr ? toNumber(text) : fallback;
+}
+
+/// What every parameter has; the texts live in the tree.
+struct Head {
+  const char* name;
+  const char* description;
+  const char* locDesc;
+  bool advanced;
+};
+
+Head readHead(const Document::Element& element) {
+  const char* const advanced = element.attribute("advanced");
+  const Head head = {element.attribute("name"), element.attribute("description"), element.attribute("locDesc"),
+                     advanced != nullptr && strCompareNoCase(advanced, "true") == 0};
+  if (head.locDesc != nullptr) {
+    LOC_TR(head.locDesc);  // a key that has no text is told to the log now, rather than when somebody asks for help
+  }
+  if (head.name == nullptr || (head.description == nullptr && head.locDesc == nullptr) ||
+      element.childCount("value") == 0) {
+    incompatible();
+  }
+  return head;
+}
+
+/// A parameter with a default and perhaps a range. A key goes before a text, since it follows the locale.
+template <class P, class... Args>
+std::unique_ptr<P> make(const Head& head, Configuration& configuration, const Args&... args) {
+  if (head.locDesc != nullptr) {
+    return std::make_unique<P>(head.name, LocDesc(head.locDesc), args..., head.advanced, &configuration);
+  }
+  return std::make_unique<P>(head.name, head.description, args..., head.advanced, &configuration);
+}
+
+/// The names of a choice in the form that an EnumParameter observes.
+struct OwnedNames {
+  std::vector<std::string> texts;
+  std::vector<const char*> pointers;
+};
+
+std::unique_ptr<ConfigParameter> makeEnum(const Head& head, Configuration& configuration,
+                                          const Document::Element& element) {
+  const auto names = std::make_shared<OwnedNames>();
+  for (std::uint32_t index = 0; const Document::Element option = element.nextChild("opt", index);) {
+    names->texts.emplace_back(required(option, "data"));
+  }
+  for (const std::string& text : names->texts) {
+    names->pointers.push_back(text.c_str());
+  }
+  names->pointers.push_back(nullptr);
+  auto parameter = make<EnumParameter>(head, configuration, nullptr, names->pointers.data());
+  parameter->keepNames(names);
+  return parameter;
+}
+
+std::unique_ptr<ConfigParameter> makeParameter(const Head& head, Configuration& configuration,
+                                               const Document::Element& element) {
+  const auto is = [type = element.name()](const char* name) { return strCompareNoCase(type, name) == 0; };
+  if (is("string")) {
+    return make<StringParameter>(head, configuration, "");
+  }
+  if (is("bool")) {
+    return make<BoolParameter>(head, configuration, false);
+  }
+  if (is("int")) {
+    return make<IntParameter>(head, configuration, 0, numberOr(element, "min", INT_MIN),
+                              numberOr(element, "max", INT_MAX));
+  }
+  if (is("enum")) {
+    return makeEnum(head, configuration, element);
+  }
+  if (is("binary")) {
+    return make<BinaryParameter>(head, configuration, MBuf<unsigned char>());
+  }
+  if (is("s64")) {
+    return make<S64Parameter>(head, configuration, "");
+  }
+  incompatible();
+}
+
+void setValues(ConfigParameter& parameter, const Document::Element& element) {
+  for (std::uint32_t index = 0; const Document::Element value = element.nextChild("value", index);) {
+    const char* const data = required(value, "data");
+    parameter.setParam(data, toNumber(required(value, "priority")));
+  }
+}
+
+}  // namespace
+
+void configFromXml(Configuration& configuration, const char* text, const ConfigXmlFilter& filter) {
+  configuration.deleteOwned();
+  Document document;
+  if (const int error = document.parse(text != nullptr ? text : "", "config")) {
+    throw Exception(Formatted, "XML error %i:%i %s", document.errorLine(), document.errorColumn(),
+                    Document::errorMessage(error));
+  }
+  for (std::uint32_t index = 0; const Document::Element element = document.root().nextChild(nullptr, index);) {
+    const Head head = readHead(element);
+    if (filter && !filter(head.name, element.name(), head.advanced)) {
+      continue;
+    }
+    ConfigParameter& parameter = configuration.own(makeParameter(head, configuration, element));
+    parameter.addTags(element.attribute("flags"));
+    parameter.ownStrings();
+    setValues(parameter, element);
+  }
+}
+
+}  // namespace plat

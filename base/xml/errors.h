@@ -1,0 +1,16 @@
+#pragma once
+
+namespace xml {
+
+/// Codes of Document::parse() beside those of the parser, which lie below.
+enum ErrorCode : int {
+  NoError = 0,
+  WrongRoot = 1000,   ///< the outermost element has another name
+  HasDoctype,         ///< a document type declaration: nobody who means well needs one
+  TooDeep,            ///< Document::MaxDepth
+  TooManyElements,    ///< Document::MaxElements
+  TooManyAttributes,  ///< Document::MaxAttributes
+  TooMuchText,        ///< Document::MaxTextBytes, or a single piece of markup beyond Document::MaxParserBytes
+};
+
+}  // namespace xml

@@ -1,0 +1,136 @@
+#include "libs/product/ConfigStoreFile.h"
+
+#include <utility>
+
+#include "base/os/AppInfo.h"
+#include "base/plat/ConfigParameter.h"
+#include "base/plat/Configuration.h"
+#include "base/plat/DString.h"
+#include "base/plat/Exception.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/file.h"
+#include "base/rdr/FileInStream.h"
+#include "libs/product/ConfigFile.h"
+#include "libs/product/configFileFormat.h"
+
+namespace qzutil {
+
+namespace {
+
+plat::LogSrc log("FileConfig");
+
+plat::Configuration& orGlobal(plat::Configuration* configuration) {
+  return configuration ? *configuration : plat::Configuration::global();
+}
+
+/// Keys in memory, for the aliases to work on.
+class Keys final : public plat::KeyStore {
+public:
+  plat::ParameterMap values() override { return map; }
+  void set(const char* name, const char* value) override { map.insert_or_assign(name, plat::String(value)); }
+  void remove(const char* name) override { map.erase(name); }
+  void setUnlessThere(const char* name, const char* value) override { map.try_emplace(name, value); }
+
+  plat::ParameterMap map;
+};
+
+/// Reads the file with old names replaced by those that they stand for. Each line is looked at by itself, so that of
+/// two that end in one key the later one counts, as it does in loading.
+plat::ParameterMap readUpToDate(const char* path, plat::Configuration& configuration) {
+  plat::ParameterMap values;
+  rdr::FileInStream in(nullptr);
+  if (!openConfigFile(in, path)) {
+    return values;
+  }
+  plat::DString line;
+  for (ConfigEntry entry{}; readConfigLine(in, line, entry);) {
+    Keys keys;
+    keys.set(entry.name, entry.value);
+    configuration.renameAliasesIn(keys);
+    for (const auto& [name, value] : keys.map) {
+      values.insert_or_assign(name, value);
+    }
+  }
+  return values;
+}
+
+void loadFile(const char* path, int priority, plat::Configuration& configuration) {
+  log.verbose("Looking for %s config in %s", configuration.name(), path);
+  try {
+    rdr::FileInStream in(nullptr);
+    if (!openConfigFile(in, path)) {
+      return;
+    }
+    log.debug("Reading %s config from %s", configuration.name(), path);
+    plat::DString line;
+    for (ConfigEntry entry{}; readConfigLine(in, line, entry);) {
+      configuration.set(entry.name, entry.value, priority);
+    }
+  } catch (const plat::Exception& failure) {
+    throw plat::Exception(plat::Formatted, "Error reading %s: %s", path, failure.message);
+  }
+}
+
+}  // namespace
+
+ConfigStoreFile::ConfigStoreFile(const Directories& dirs) : userFile_(dirs.userConfigFile) {
+  if (!dirs.program.isNull()) {
+    const plat::String beside = joinDirectory(dirs.program.get(), os::AppInfo::pathComp());
+    addLayer(plat::String::format("%s/config.d", beside.get()), PriorityUser, true);
+    addLayer(plat::String::format("%s/policy.d", beside.get()), PriorityPolicy, false);
+  }
+  addLayer(plat::String::format("%s/config.d", dirs.machine.get()), PriorityUser, true);
+  addLayer(dirs.userConfigDir, PriorityUser, false);
+  addLayer(plat::String::format("%s/policy.d", dirs.machine.get()), PriorityPolicy, false);
+}
+
+void ConfigStoreFile::addLayer(const plat::String& dir, int priority, bool custom) {
+  std::vector<plat::String>& files = files_[priority];
+  files.push_back(plat::String::format("%s/common", dir.get()));
+  if (custom) {
+    files.push_back(plat::String::format("%s/common.custom", dir.get()));
+  }
+  files.push_back(plat::String::format("%s/%s", dir.get(), os::AppInfo::app()));
+}
+
+std::vector<plat::String> ConfigStoreFile::files(int priority) const {
+  const auto found = files_.find(priority);
+  return found == files_.end() ? std::vector<plat::String>() : found->second;
+}
+
+void ConfigStoreFile::load(int priority, plat::Configuration* configuration) {
+  for (const plat::String& path : files(priority)) {
+    loadFile(path.get(), priority, orGlobal(configuration));
+  }
+}
+
+void ConfigStoreFile::save(plat::Configuration* configuration, const plat::Configuration& baseline) {
+  plat::Configuration& source = orGlobal(configuration);
+  plat::ParameterMap values = readUpToDate(userFile_.get(), source);
+  bool any = false;
+  for (plat::Configuration::Iterator parameters(source, true); const auto* parameter = parameters.next();) {
+    const plat::ConfigParameter* const before = baseline.find(parameter->name(), true);
+    plat::String value = parameter->getValueStr();
+    if (before != nullptr && before->getValueStr() != value) {
+      values.insert_or_assign(parameter->name(), std::move(value));
+      any = true;
+    }
+  }
+  if (any) {
+    ConfigFile(userFile_.get()).write(values);
+  }
+}
+
+void ConfigStoreFile::saveParam(const plat::ConfigParameter& parameter) {
+  ConfigFile(userFile_.get()).set(parameter.name(), parameter.getValueStr().get());
+}
+
+void ConfigStoreFile::removeParam(const plat::ConfigParameter& parameter) {
+  ConfigFile(userFile_.get()).remove(parameter.name());
+}
+
+bool ConfigStoreFile::exists() const {
+  return plat::fileExists(userFile_.get());
+}
+
+}  // namespace qzutil

@@ -1,0 +1,175 @@
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "base/os/AppInfo.h"
+#include "base/plat/BoolParameter.h"
+#include "base/plat/Configuration.h"
+#include "base/plat/Exception.h"
+#include "base/plat/StringParameter.h"
+#include "libs/product/ConfigFile.h"
+#include "libs/product/ConfigStoreFile.h"
+#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/Unprivileged.h"
+#include "tests/support/thrown.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class ConfigStoreTest : public testing::Test {
+protected:
+  ConfigStoreTest() {
+    os::AppInfo::setApp("app");
+    os::AppInfo::setPathComp("kel");
+    dirs.machine = (dir / "etc").c_str();
+    dirs.program = (dir / "bin").c_str();
+    dirs.userConfigDir = (dir / "user").c_str();
+    dirs.userConfigFile = (dir / "user/app").c_str();
+    dir.makeDir("user");
+    config.setLogChanges(false);
+    baseline.setLogChanges(false);
+  }
+
+  test::TempDir dir;
+  qzutil::Directories dirs;
+  plat::Configuration config{"Test"};
+  plat::StringParameter name{"Name", "", "default", false, &config};
+  plat::StringParameter other{"Other", "", "default", false, &config};
+  plat::BoolParameter flag{"Flag", "", false, false, &config};
+  plat::Configuration baseline{config};  // all at their defaults
+};
+
+}  // namespace
+
+TEST_F(ConfigStoreTest, letsLaterFilesReplaceEarlierOnesAndPolicyBeatAll) {
+  qzutil::ConfigStoreFile store(dirs);
+  for (const char* const unread : {"bin/kel/policy.d/common.custom", "etc/policy.d/common.custom", "user/common.custom",
+                                   "policy.d/common", "bin/config.d/common"}) {
+    dir.write(unread, "Name=must not be read");
+  }
+  for (const char* const file :
+       {"bin/kel/config.d/common", "bin/kel/config.d/common.custom", "bin/kel/config.d/app", "etc/config.d/common",
+        "etc/config.d/common.custom", "etc/config.d/app", "user/common", "user/app", "bin/kel/policy.d/common",
+        "bin/kel/policy.d/app", "etc/policy.d/common", "etc/policy.d/app"}) {
+    SCOPED_TRACE(file);
+    dir.write(file, std::string("name=") + file + "\nNoSuchName=1\n# no setting\n\nFlag");
+    store.loadAll(true, &config);
+    EXPECT_STREQ(name.value(), file);
+  }
+  EXPECT_TRUE(flag.getValue());
+  EXPECT_EQ(name.getPriority(), 40);
+  name.unsetParam(40, true);
+  EXPECT_STREQ(name.value(), "user/app");
+  store.loadAll(false, &config);
+  EXPECT_EQ(name.getPriority(), 10);
+  EXPECT_THAT(store.files(5), IsEmpty());
+
+  dirs.program = nullptr;
+  EXPECT_STREQ(qzutil::ConfigStoreFile(dirs).files(10)[0].get(), (dir / "etc/config.d/common").c_str());
+}
+
+TEST_F(ConfigStoreTest, logsWhatItLooksForAndWhatItReads) {
+  dirs.program = nullptr;
+  dir.write("etc", "a file where there should be a folder");
+  dir.write("user/app", "Name=x");
+  test::RecordingDest rec("FileConfig:rec:110");
+  qzutil::ConfigStoreFile(dirs).load(10, &config);
+  const std::string looking = "110 FileConfig: Looking for Test config in ";
+  EXPECT_THAT(
+      rec.lines(),
+      ElementsAre(looking + (dir / "etc/config.d/common"), looking + (dir / "etc/config.d/common.custom"),
+                  looking + (dir / "etc/config.d/app"), looking + (dir / "user/common"), looking + (dir / "user/app"),
+                  "100 FileConfig: Reading Test config from " + (dir / "user/app")));
+}
+
+TEST_F(ConfigStoreTest, endsWithWordsAtAFileThatCannotBeRead) {
+  const std::string path = dir / "user/app";
+  const auto failure = [&] { return test::messageFrom([&] { qzutil::ConfigStoreFile(dirs).loadAll(true, &config); }); };
+  dir.write("etc/config.d/app", "Name=machine");
+  dir.makeDir("user/app");
+  EXPECT_EQ(failure(), "Error reading " + path + ": reading from file failed: Is a directory (21)");
+  EXPECT_STREQ(name.value(), "machine");  // what came before stays
+
+  ASSERT_EQ(::rmdir(path.c_str()), 0);
+  dir.write("user/app", "Name=" + std::string(300000, 'x'));
+  EXPECT_EQ(failure(), "Error reading " + path + ": String exceeds maximum length");
+
+  ASSERT_EQ(::chmod(path.c_str(), 0), 0);
+  test::Unprivileged::give(dir.path());
+  test::Unprivileged::give(dir / "user");
+  test::Unprivileged::give(dir / "etc");
+  const test::Unprivileged unprivileged;
+  ASSERT_EQ(::chmod((dir / "user").c_str(), 0700), 0);
+  EXPECT_THAT(failure(), testing::AllOf(testing::StartsWith("Error reading " + path + ": Error opening \"" + path),
+                                        testing::EndsWith("Permission denied (13)")));
+  EXPECT_EQ(test::failureFrom([&] { qzutil::ConfigFile(path.c_str()).values(); }).err, EACCES);
+}
+
+TEST_F(ConfigStoreTest, savesWhatDiffersAndKeepsTheRest) {
+  qzutil::ConfigStoreFile store(dirs);
+  store.save(&config, baseline);
+  EXPECT_FALSE(store.exists());  // nothing to write
+  plat::StringParameter unknown("Unknown", "", "not in the baseline", false, &config);
+  name.setParam("C:\\x\ny", 10);
+  store.save(&config, baseline);
+  EXPECT_TRUE(store.exists());
+  EXPECT_EQ(dir.read("user/app"), "Name=C:\\\\x\\ny\n");
+  struct stat info;
+  ASSERT_EQ(::stat((dir / "user/app").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+  plat::ParameterAlias alias("Other", "Flag");
+  config.addAlias("OldOther", alias);
+  dir.write("user/app", "zebra=1\nOther=2\n# words\nOLDOTHER=3\nNAME=4\n");
+  store.save(&config, baseline);
+  EXPECT_EQ(dir.read("user/app"), "# words\nFlag=3\nNAME=C:\\\\x\\ny\nOther=3\nzebra=1\n");
+
+  plat::Configuration reloaded(baseline);
+  store.load(10, &reloaded);
+  EXPECT_EQ(reloaded.find("Name", false)->getValueStr(), name.getValueStr());
+}
+
+TEST_F(ConfigStoreTest, changesSingleKeys) {
+  qzutil::ConfigStoreFile store(dirs);
+  store.removeParam(name);
+  EXPECT_FALSE(store.exists());
+  flag.setParam("on", 10);
+  store.saveParam(flag);
+  store.saveParam(name);
+  EXPECT_EQ(dir.read("user/app"), "Flag=1\nName=default\n");
+  store.removeParam(flag);
+  qzutil::ConfigFile file(dirs.userConfigFile.get());
+  file.setUnlessThere("name", "not taken");
+  file.setUnlessThere("New", nullptr);
+  EXPECT_EQ(dir.read("user/app"), "Name=default\nNew\n");
+
+  // A write that fails leaves the file as it was, and TempDir finds no half of the new one.
+  name.setParam(std::string(300000, 'x').c_str(), 10);
+  EXPECT_EQ(test::messageFrom([&] { store.saveParam(name); }), "The value of Name is too long");
+  EXPECT_EQ(dir.read("user/app"), "Name=default\nNew\n");
+}
+
+TEST_F(ConfigStoreTest, renamesAliases) {
+  /// Refuses what it does not know, as an alias of an enumeration would.
+  struct Picky final : plat::ParameterAlias {
+    Picky() : ParameterAlias("Other") {}
+    bool expand(const char*, const char*, plat::ParameterMap&) override { return false; }
+  } picky;
+  plat::ParameterAlias one("Name");
+  plat::ParameterAlias three("Name", "Flag", "Other");
+  plat::Configuration child("Child");
+  config.setChild(child, true);
+  config.addAlias("Old", one);
+  config.addAlias("Picky", picky);
+  child.addAlias("Many", three);
+  dir.write("user/app", "OLD=1\nMany=2\nFlag=3\nPicky=4\n");
+  qzutil::ConfigFile file(dirs.userConfigFile.get());
+  config.renameAliasesIn(file);
+  EXPECT_EQ(dir.read("user/app"), "Flag=3\nName=1\nOther=2\nPicky=4\n");
+  config.setChild(child, false);
+}

@@ -1,0 +1,172 @@
+#include "libs/product/productInit.h"
+
+#include <cstdlib>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/loc/Localize.h"
+#include "base/os/AppInfo.h"
+#include "base/os/programPath.h"
+#include "base/plat/Configuration.h"
+#include "base/plat/Exception.h"
+#include "base/plat/LogDestFile.h"
+#include "base/plat/LogDestFileMgr.h"
+#include "base/plat/StringParameter.h"
+#include "base/plat/strings.h"
+#include "libs/product/ProductInfo.h"
+#include "libs/product/VersionInfoUpdater.h"
+#include "libs/product/directories.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/Unprivileged.h"
+
+namespace {
+
+namespace AppInfo = os::AppInfo;
+using testing::ExitedWithCode;
+
+void report(const char* what, const char* text) {
+  std::fprintf(stderr, "%s=%s\n", what, text);
+}
+
+void reportMode(const char* path) {
+  struct stat info = {};
+  std::fprintf(stderr, "mode=%o\n", ::stat(path, &info) == 0 ? info.st_mode & 07777u : 0u);
+}
+
+/// Starts the product up in this process, which must be a child's, and tells on stderr what came of it.
+[[noreturn]] void startUp(const std::string& home, const char* profile, const char* appName, bool loadConfig) {
+  os::programPath();  // looked up while it can be reached for sure
+  if (::geteuid() == 0 && (::setgroups(0, nullptr) != 0 || ::setresuid(65534, 65534, 65534) != 0)) {
+    std::_Exit(2);
+  }
+  home.empty() ? unsetenv("HOME") : setenv("HOME", home.c_str(), 1);
+  unsetenv("KEL_PROFILE_DIR");
+  profile ? setenv("KEL_PROFILE", profile, 1) : unsetenv("KEL_PROFILE");
+  unsetenv("KEL_CONFIG_PROFILE");
+  try {
+    plat::productInit("/from/argv0", appName, nullptr, nullptr, true, loadConfig);
+  } catch (const plat::Exception& failure) {
+    report("failure", failure.message);
+    std::_Exit(1);
+  }
+  report("app", AppInfo::app());
+  report("company", AppInfo::company());
+  report("profile", std::getenv("KEL_PROFILE_DIR"));
+  report("log", plat::LogDestFileMgr::instance().dest().path().get());
+  for (const plat::String& dir :
+       {qzutil::directories().user, qzutil::directories().profile, qzutil::directories().userConfigDir}) {
+    reportMode(dir.get());
+  }
+  std::_Exit(0);
+}
+
+}  // namespace
+
+TEST(ProductInit, makesThePrivateFoldersAndTightensThoseThatAreThere) {
+  const test::TempDir dir;
+  dir.makeDir(".kel");
+  ASSERT_EQ(::chmod((dir / ".kel").c_str(), 0755), 0);
+  test::Unprivileged::give(dir.path());
+  test::Unprivileged::give(dir / ".kel");
+  const std::string modes = "mode=700\nmode=700\nmode=700\n";
+  const std::string user = dir / ".kel";
+  EXPECT_EXIT(startUp(dir.path(), nullptr, "app", false), ExitedWithCode(0),
+              "app=app\ncompany=Quenlar\nprofile=" + user + "\nlog=" + user + "/app.log\n" + modes);
+  EXPECT_EXIT(startUp(dir.path(), "a/b", nullptr, false), ExitedWithCode(0),
+              "app=test_product\ncompany=Quenlar\nprofile=" + user + "/profiles/a-b\nlog=" + user +
+                  "/profiles/a-b/test_product.log\n" + modes);
+  EXPECT_THAT(dir.list(".kel"), testing::ElementsAre("config.d", "profiles"));
+  EXPECT_THAT(dir.list(".kel/profiles/a-b"), testing::ElementsAre("config.d"));
+}
+
+TEST(ProductInit, loadsTheConfigurationOnlyWhenAsked) {
+  if (::access(os::programDir().get(), X_OK) != 0) {
+    GTEST_SKIP() << "the program's folder is out of reach";
+  }
+  const test::TempDir dir;
+  dir.write(".kel/config.d/app", "LogFile=/chosen.log\n");
+  for (const char* const name : {"", ".kel", ".kel/config.d", ".kel/config.d/app"}) {
+    test::Unprivileged::give(dir / name);
+  }
+  EXPECT_EXIT(startUp(dir.path(), nullptr, "app", true), ExitedWithCode(0), "log=/chosen.log\n");
+  EXPECT_EXIT(startUp(dir.path(), nullptr, "app", false), ExitedWithCode(0), "log=.*/app.log\n");
+  ASSERT_EQ(::chmod((dir / ".kel/config.d/app").c_str(), 0), 0);
+  EXPECT_EXIT(startUp(dir.path(), nullptr, "app", true), ExitedWithCode(1), "failure=Error reading .*/config.d/app: ");
+}
+
+TEST(ProductInit, failsWithoutAPlaceForTheUser) {
+  EXPECT_EXIT(startUp("/dev/null", nullptr, "app", false), ExitedWithCode(1), "failure=mkDir./dev/null/.kel.: ");
+}
+
+TEST(ProductInit, findsAMissingHomeInThePasswordDatabase) {
+  const passwd* const nobody = ::getpwuid(65534);
+  if (::geteuid() != 0 || nobody == nullptr || ::access(nobody->pw_dir, F_OK) == 0) {
+    GTEST_SKIP() << "needs root, and a nobody without a home, so that nothing is written";
+  }
+  EXPECT_EXIT(startUp("", nullptr, "app", false), ExitedWithCode(1),
+              std::string("failure=mkDir.") + nobody->pw_dir + "/.kel.: ");
+}
+
+TEST(AppInfo, refusesToAnswerWhatIsNotSet) {
+  EXPECT_STREQ(AppInfo::group(true), "");
+  EXPECT_DEATH((void)AppInfo::group(), "emptyIfUnset || group");
+  EXPECT_DEATH(AppInfo::setGroup(nullptr), "base/os/AppInfo");
+  EXPECT_DEATH(AppInfo::setApp(nullptr), "base/os/AppInfo");
+}
+
+TEST(AppInfo, prefersTheKeyThenTheFixedNameThenTheApplication) {
+  AppInfo::setApp("app");
+  AppInfo::setDisplayName("Kel® Fops®");
+  EXPECT_STREQ(AppInfo::getDisplayName().get(), "Kel® Fops®");
+  EXPECT_STREQ(AppInfo::getPlainDisplayName().get(), "Kel Fops");
+  AppInfo::setDisplayKey("no_such_key");
+  EXPECT_STREQ(AppInfo::getDisplayName().get(), "no_such_key");
+  AppInfo::setDisplayName(nullptr);  // takes the key back too
+  EXPECT_STREQ(AppInfo::getDisplayName().get(), "app");
+}
+
+TEST(VersionInfoUpdater, wordsTheProductsTexts) {
+  AppInfo::setApp("app");
+  AppInfo::setDisplayName("Two  blanks®");
+  qzutil::setProductVersion("1.2.3 (r4)", "1.2.3.4");
+  { const qzutil::VersionInfoUpdater updater; }
+  const qzutil::ProductInfo info = qzutil::productInfo();
+  { const qzutil::VersionInfoUpdater updater("7.8"); }
+  plat::LogDestFile::setHeader(nullptr);
+  AppInfo::setDisplayName(nullptr);
+  EXPECT_THAT(info.versionLine.get(),
+              testing::MatchesRegex("Two blanks® 1\\.2\\.3 \\(r4\\) [^ ]+ \\([A-Z][a-z][a-z] [0-9]+ [0-9]{4}\\)"));
+  EXPECT_THAT(info.osLine.get(), testing::MatchesRegex("OS: ([^,]+, )?[^,]+, [^,]+"));
+  EXPECT_THAT(info.aboutHtml.get(), testing::MatchesRegex("<div>[^<]+</div><div>[^<]+</div><div>[^<]+</div><div>.*"
+                                                          "https://[^\"]+/1/[^\"]+\".*"));
+  const std::string text = info.productInfo.get();
+  EXPECT_THAT(text, testing::StartsWith("Two blanks(R) 1.2.3 (r4) "));
+  EXPECT_THAT(text, testing::HasSubstr("\nCopyright (C) "));
+  EXPECT_EQ(text.find("®"), std::string::npos);
+  for (std::size_t start = 0, end = 0; end != std::string::npos; start = end + 1) {
+    end = text.find('\n', start);
+    const std::string line = text.substr(start, end - start);
+    EXPECT_TRUE(line.size() <= 79 || line.find(' ') == std::string::npos) << line;
+  }
+  EXPECT_THAT(qzutil::productInfo().productInfo.get(), testing::HasSubstr("/7.8/"));
+}
+
+TEST(VersionInfoUpdater, followsTheLocale) {
+  AppInfo::setApp("app");
+  loc::Localize::instance().setSearchDirs({});  // hooks the texts on to the parameter, ahead of the updater
+  const qzutil::VersionInfoUpdater updater;
+  plat::StringParameter& locale = plat::Configuration::global().getStringParam("Locale");
+  for (const auto& [name, words] : {std::pair("de_DE", "Alle Rechte vorbehalten"), std::pair("en_US", "All rights")}) {
+    locale.setParam(name, 10);
+    EXPECT_THAT(qzutil::productInfo().productInfo.get(), testing::HasSubstr(words));
+    EXPECT_THAT(qzutil::productInfo().aboutHtml.get(), testing::HasSubstr(words));
+  }
+  locale.unsetParam(10, true);
+  plat::LogDestFile::setHeader(nullptr);
+}
