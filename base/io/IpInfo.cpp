@@ -1,6 +1,7 @@
 #include "base/io/IpInfo.h"
 
 #include <cerrno>
+#include <cstring>
 #include <memory>
 
 #include <arpa/inet.h>
@@ -8,6 +9,7 @@
 #include <netinet/in.h>
 
 #include "base/io/GetAddrInfoException.h"
+#include "base/io/PktInfo.h"
 #include "base/io/endpoint.h"
 #include "base/os/socketUtil.h"
 #include "base/plat/SystemException.h"
@@ -19,6 +21,17 @@ namespace {
 
 constexpr std::size_t AddressRoom = 128;
 constexpr std::size_t NumericHostRoom = 1025;
+constexpr int MaxPort = 65535;
+constexpr int Ipv4Size = sizeof(in_addr);
+constexpr int Ipv6Size = sizeof(in6_addr);
+
+const sockaddr_in& ipv4(const sockaddr* address) noexcept {
+  return *reinterpret_cast<const sockaddr_in*>(address);
+}
+
+const sockaddr_in6& ipv6(const sockaddr* address) noexcept {
+  return *reinterpret_cast<const sockaddr_in6*>(address);
+}
 
 }  // namespace
 
@@ -29,6 +42,12 @@ IpInfo::IpInfo(const sockaddr* address, socklen_t length) {
 
 IpInfo::IpInfo(const char* host, int port) {
   os::socketInit();
+  if (host == nullptr) {
+    throw GetAddrInfoException("getaddrinfo", EAI_NONAME);  // which getaddrinfo takes for the loopback address
+  }
+  if (port < 0 || port > MaxPort) {
+    throw GetAddrInfoException("getaddrinfo", EAI_SERVICE);  // of which getaddrinfo takes the lower 16 bits
+  }
   addrinfo hints = {};
   hints.ai_flags = AI_NUMERICHOST;
   hints.ai_family = AF_UNSPEC;
@@ -40,6 +59,30 @@ IpInfo::IpInfo(const char* host, int port) {
   }
   const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> holder(found, &::freeaddrinfo);
   assign(found->ai_addr, found->ai_addrlen);
+}
+
+IpInfo::IpInfo(int port, bool loopback, int family) {
+  os::socketInit();
+  PLAT_REQUIRE_AS(family == AF_INET || family == AF_INET6, "family == 2 || ((family) == 10)", __FILE__, __LINE__);
+  const in_addr ipv4Address = {htonl(loopback ? INADDR_LOOPBACK : INADDR_ANY)};
+  const in6_addr& ipv6Address = loopback ? in6addr_loopback : in6addr_any;
+  build(family, family == AF_INET ? static_cast<const void*>(&ipv4Address) : &ipv6Address, port);
+}
+
+IpInfo::IpInfo(const plat::MBuf<unsigned char>& binAddr, int port) {
+  os::socketInit();
+  PLAT_REQUIRE_AS(binAddr.size() == Ipv4Size || binAddr.size() == Ipv6Size,
+                  "binAddr.length() == 4 || ((binAddr.length()) == 16)", __FILE__, __LINE__);
+  build(binAddr.size() == Ipv4Size ? AF_INET : AF_INET6, binAddr.data(), port);
+}
+
+IpInfo::IpInfo(const PktInfo& info, int port) {
+  os::socketInit();
+  const plat::MBuf<unsigned char> binAddr = info.binaryAddress();
+  build(info.family(), binAddr.data(), port);
+  if (family() == AF_INET6 && isLinkLocal()) {
+    reinterpret_cast<sockaddr_in6*>(addr_.data())->sin6_scope_id = info.interfaceIndex();
+  }
 }
 
 IpInfo::IpInfo(int fd, End end) {
@@ -58,10 +101,30 @@ IpInfo::IpInfo(int fd, End end) {
 
 void IpInfo::assign(const sockaddr* address, socklen_t length) {
   PLAT_REQUIRE_AS(length == sizeof(sockaddr_in) || length == sizeof(sockaddr_in6),
-                  "len == sizeof(sockaddr_in) || ((len) == sizeof(sockaddr_in6))", "base/io/IpInfo", __LINE__);
+                  "len == sizeof(sockaddr_in) || ((len) == sizeof(sockaddr_in6))", __FILE__, __LINE__);
   addr_.assign(reinterpret_cast<const unsigned char*>(address), static_cast<int>(length));
-  PLAT_REQUIRE_AS(family() == AF_INET || family() == AF_INET6, "family() == 2 || ((family()) == 10)", "base/io/IpInfo",
-                  __LINE__);
+  // A family with the other's length would have us read past the end.
+  PLAT_REQUIRE_AS((family() == AF_INET && length == sizeof(sockaddr_in)) ||
+                      (family() == AF_INET6 && length == sizeof(sockaddr_in6)),
+                  "family() == 2 || ((family()) == 10)", __FILE__, __LINE__);
+}
+
+void IpInfo::build(int family, const void* binAddr, int port) {
+  PLAT_REQUIRE(port >= 0 && port <= MaxPort);
+  const in_port_t netPort = htons(static_cast<std::uint16_t>(port));
+  if (family == AF_INET) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = netPort;
+    std::memcpy(&address.sin_addr, binAddr, sizeof address.sin_addr);
+    assign(reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  } else {
+    sockaddr_in6 address = {};
+    address.sin6_family = AF_INET6;
+    address.sin6_port = netPort;
+    std::memcpy(&address.sin6_addr, binAddr, sizeof address.sin6_addr);
+    assign(reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  }
 }
 
 const sockaddr* IpInfo::address() const noexcept {
@@ -73,15 +136,40 @@ int IpInfo::family() const noexcept {
 }
 
 int IpInfo::port() const noexcept {
-  return ntohs(family() == AF_INET6 ? reinterpret_cast<const sockaddr_in6*>(address())->sin6_port
-                                    : reinterpret_cast<const sockaddr_in*>(address())->sin_port);
+  return ntohs(family() == AF_INET6 ? ipv6(address()).sin6_port : ipv4(address()).sin_port);
+}
+
+const unsigned char* IpInfo::binaryStart() const noexcept {
+  return family() == AF_INET6 ? ipv6(address()).sin6_addr.s6_addr
+                              : reinterpret_cast<const unsigned char*>(&ipv4(address()).sin_addr);
+}
+
+int IpInfo::binarySize() const noexcept {
+  return family() == AF_INET6 ? Ipv6Size : Ipv4Size;
+}
+
+plat::MBuf<unsigned char> IpInfo::binaryAddress() const {
+  return {binaryStart(), binarySize()};
+}
+
+bool IpInfo::equals(const IpInfo* other) const noexcept {
+  return other != nullptr && family() == other->family() && port() == other->port() &&
+         std::memcmp(binaryStart(), other->binaryStart(), static_cast<std::size_t>(binarySize())) == 0;
+}
+
+bool IpInfo::isAny() const noexcept {
+  return family() == AF_INET6 ? IN6_IS_ADDR_UNSPECIFIED(&ipv6(address()).sin6_addr)
+                              : ipv4(address()).sin_addr.s_addr == htonl(INADDR_ANY);
 }
 
 bool IpInfo::isLoopback() const noexcept {
-  if (family() == AF_INET6) {
-    return IN6_IS_ADDR_LOOPBACK(&reinterpret_cast<const sockaddr_in6*>(address())->sin6_addr);
-  }
-  return reinterpret_cast<const sockaddr_in*>(address())->sin_addr.s_addr == htonl(INADDR_LOOPBACK);
+  return family() == AF_INET6 ? IN6_IS_ADDR_LOOPBACK(&ipv6(address()).sin6_addr)
+                              : ipv4(address()).sin_addr.s_addr == htonl(INADDR_LOOPBACK);
+}
+
+bool IpInfo::isLinkLocal() const noexcept {
+  const unsigned char* const bytes = binaryStart();
+  return family() == AF_INET6 ? IN6_IS_ADDR_LINKLOCAL(&ipv6(address()).sin6_addr) : bytes[0] == 169 && bytes[1] == 254;
 }
 
 const plat::String& IpInfo::numericHostName() const {

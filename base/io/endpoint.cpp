@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "base/io/EndpointInvalid.h"
 #include "base/plat/hex.h"
@@ -72,10 +73,10 @@ plat::String parseHost(const char* text, const char* hostEnd) {
   if (hostEnd == text) {
     return "localhost";
   }
-  const std::string host(text, hostEnd);
+  const std::string_view host(text, static_cast<std::size_t>(hostEnd - text));
   const bool bracketed = host.front() == '[';
-  const std::string inside = bracketed ? host.substr(1, host.size() - 2) : host;
-  if (inside.find_first_of("[]") != std::string::npos) {
+  const std::string_view inside = bracketed ? host.substr(1, host.size() - 2) : host;
+  if (inside.find_first_of("[]") != std::string_view::npos) {
     throw EndpointInvalid("io_error_endpoint_general");
   }
   return plat::String(host);
@@ -103,6 +104,10 @@ const char* orEmpty(const char* text) noexcept {
   return text ? text : "";
 }
 
+bool needsBrackets(std::string_view host) noexcept {
+  return !host.starts_with('[') && host.find(':') != std::string_view::npos;
+}
+
 }  // namespace
 
 void splitHostPort(const char* text, plat::String& host, int* port, int defaultPort, int portRange) {
@@ -128,23 +133,22 @@ void splitHostPort(const char* text, plat::String& host, int* port, int defaultP
 }
 
 plat::String formatEndpoint(const char* host, int port, int basePort, int portRange) {
-  const plat::String shown = bracketHost(host);
-  if (port == basePort) {
-    return shown;
+  const std::string_view bare = orEmpty(host);
+  const bool brackets = needsBrackets(bare);
+  std::string text;
+  text.reserve(bare.size() + sizeof "[]::-2147483648");
+  text.append(brackets ? "[" : "").append(bare).append(brackets ? "]" : "");
+  if (port != basePort) {
+    const std::int64_t offset = static_cast<std::int64_t>(port) - basePort;
+    const bool isOffset = offset >= 0 && offset < portRange;
+    text.append(isOffset || portRange == 0 ? ":" : "::").append(std::to_string(isOffset ? offset : port));
   }
-  if (portRange == 0) {
-    return plat::String::format("%s:%d", shown.orEmpty(), port);
-  }
-  const std::int64_t offset = static_cast<std::int64_t>(port) - basePort;
-  if (offset >= 0 && offset < portRange) {
-    return plat::String::format("%s:%d", shown.orEmpty(), static_cast<int>(offset));
-  }
-  return plat::String::format("%s::%d", shown.orEmpty(), port);
+  return plat::String(text);
 }
 
 plat::String bracketHost(const char* host) {
   host = orEmpty(host);
-  return *host != '[' && std::strchr(host, ':') ? plat::String::format("[%s]", host) : plat::String(host);
+  return needsBrackets(host) ? plat::String::format("[%s]", host) : plat::String(host);
 }
 
 plat::String stripBrackets(const char* host) {

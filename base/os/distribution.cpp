@@ -81,7 +81,7 @@ plat::DString parseReleaseLine(char* line, bool& hasVersion) {
       hasVersion = isLast = true;
       continue;
     }
-    if (*word == '(') {
+    if (*word == '(' && !isLast) {
       hasVersion = true;
       break;
     }

@@ -8,6 +8,7 @@
 #include <netinet/ip.h>
 #include <sys/socket.h>
 
+#include "base/os/socketLog.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/SystemExceptionFmt.h"
@@ -15,8 +16,6 @@
 namespace os {
 
 namespace {
-
-plat::LogSrc log("SocketUtil");
 
 constinit int dscpValue = 0;
 
@@ -53,11 +52,11 @@ int growSocketBuffer(int fd, int size, int option, const char* label) {
 }
 
 void setReceiveBuffer(int fd, int size) {
-  log.debug("Using receive buffer size of %d KiB", growSocketBuffer(fd, size, SO_RCVBUF, "SO_RCVBUF") / 1024);
+  socketLog.debug("Using receive buffer size of %d KiB", growSocketBuffer(fd, size, SO_RCVBUF, "SO_RCVBUF") / 1024);
 }
 
 void setSendBuffer(int fd, int size) {
-  log.debug("Using send buffer size of %d KiB", growSocketBuffer(fd, size, SO_SNDBUF, "SO_SNDBUF") / 1024);
+  socketLog.debug("Using send buffer size of %d KiB", growSocketBuffer(fd, size, SO_SNDBUF, "SO_SNDBUF") / 1024);
 }
 
 void setDscp(int value) noexcept {
@@ -81,7 +80,7 @@ void applyDscp(int fd) {
     done = trySetOption(fd, IPPROTO_IPV6, IPV6_TCLASS, trafficClass);
   }
   if (!done) {
-    log.debug("setsockopt(DSCP, %d): %s", dscpValue, std::strerror(errno));
+    socketLog.debug("setsockopt(DSCP, %d): %s", dscpValue, std::strerror(errno));
   }
 }
 
@@ -93,7 +92,7 @@ void applyDscpIfValid(int fd) {
 
 void setIpv6Only(int fd) {
   if (!trySetOption(fd, IPPROTO_IPV6, IPV6_V6ONLY, 1)) {
-    log.debug("%s", plat::SystemException("setsockopt(IPV6_V6ONLY)", errno).message);
+    socketLog.debug("%s", plat::SystemException("setsockopt(IPV6_V6ONLY)", errno).message);
   }
 }
 
@@ -110,7 +109,8 @@ bool setPathMtuDiscovery(int fd, int family, bool on) {
     return true;
   }
   const char* const prefix = isIpv6 ? "IPV6" : "IP";
-  log.debug("setsockopt(%s_MTU_DISCOVER,%s_PMTUDISC_%s): %s", prefix, prefix, on ? "DO" : "DONT", std::strerror(errno));
+  socketLog.debug("setsockopt(%s_MTU_DISCOVER,%s_PMTUDISC_%s): %s", prefix, prefix, on ? "DO" : "DONT",
+                  std::strerror(errno));
   return isIpv6;
 }
 

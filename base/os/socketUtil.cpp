@@ -4,22 +4,25 @@
 #include <cerrno>
 #include <csignal>
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "base/os/socketLog.h"
 #include "base/os/socketOptions.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/SystemException.h"
 
 namespace os {
 
-namespace {
+plat::LogSrc socketLog("SocketUtil");
 
-plat::LogSrc log("SocketUtil");
+constinit LateFunction<int(int*, int)> latePipe2("pipe2");
+constinit LateFunction<int(int, sockaddr*, socklen_t*, int)> lateAccept4("accept4");
+
+namespace {
 
 std::atomic<bool> initDone = false;
 rlimit savedFileLimit = {};
@@ -39,22 +42,16 @@ void ignoreSigPipe() noexcept {
 
 void limitDescriptors() {
   if (::getrlimit(RLIMIT_NOFILE, &savedFileLimit) != 0) {
-    log.error("%s", plat::SystemException("getrlimit(RLIMIT_NOFILE)", errno).message);
+    socketLog.error("%s", plat::SystemException("getrlimit(RLIMIT_NOFILE)", errno).message);
     return;
   }
   fileLimitRead = true;
   if (savedFileLimit.rlim_cur > FD_SETSIZE) {
     const rlimit lower = {FD_SETSIZE, savedFileLimit.rlim_max};
     if (::setrlimit(RLIMIT_NOFILE, &lower) != 0) {
-      log.error("%s", plat::SystemException("setrlimit(RLIMIT_NOFILE)", errno).message);
+      socketLog.error("%s", plat::SystemException("setrlimit(RLIMIT_NOFILE)", errno).message);
     }
   }
-}
-
-/// A function that the system library may or may not have.
-template <class Function>
-Function* findFunction(const char* name) noexcept {
-  return reinterpret_cast<Function*>(::dlsym(RTLD_DEFAULT, name));
 }
 
 void closeKeepingErrno(int fd) noexcept {
@@ -100,10 +97,8 @@ void prepareAndBind(int fd, const sockaddr* addr, socklen_t addrLength, int type
   }
 }
 
-int acceptOnce(int listenFd) noexcept {
-  using Accept4 = int(int, sockaddr*, socklen_t*, int);
-  static Accept4* const accept4 = findFunction<Accept4>("accept4");
-  if (accept4 != nullptr) {
+int acceptOnce(int listenFd) {
+  if (auto* const accept4 = lateAccept4.get()) {
     return accept4(listenFd, nullptr, nullptr, SOCK_CLOEXEC);
   }
   const int fd = ::accept(listenFd, nullptr, nullptr);
@@ -206,9 +201,7 @@ void dup2CloseOnExec(int from, int to) {
 }
 
 void pipeCloseOnExec(int (&fds)[2]) {
-  using Pipe2 = int(int*, int);
-  static Pipe2* const pipe2 = findFunction<Pipe2>("pipe2");
-  if (pipe2 != nullptr) {
+  if (auto* const pipe2 = latePipe2.get()) {
     if (pipe2(fds, O_CLOEXEC) != 0) {
       throw plat::SystemException("pipe2", errno);
     }

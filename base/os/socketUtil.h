@@ -2,6 +2,8 @@
 
 #include <sys/socket.h>
 
+#include "base/os/LateFunction.h"
+
 namespace os {
 
 /// The system's descriptor and socket calls, each with one decision in it: no descriptor is ever inherited by accident,
@@ -59,5 +61,9 @@ int connectNew(const sockaddr* addr, socklen_t addrLength, int type, bool blocki
 /// The next waiting connection, not inherited; -1 if there is none or it was lost, for the caller to try later.
 /// @throws plat::SystemException "accept"
 int acceptSocket(int listenFd);
+
+/// What pipeCloseOnExec() and acceptSocket() use if the system has it.
+extern LateFunction<int(int*, int)> latePipe2;
+extern LateFunction<int(int, sockaddr*, socklen_t*, int)> lateAccept4;
 
 }  // namespace os

@@ -1,8 +1,14 @@
 #include "base/io/endpoint.h"
 
+#include <algorithm>
+#include <climits>
+#include <random>
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include "base/io/EndpointInvalid.h"
+#include "base/plat/utf8.h"
 
 namespace {
 
@@ -87,19 +93,48 @@ TEST(SplitHostPort, refusesWhatIsNone) {
   EXPECT_STREQ(host.get(), "host");
 }
 
-TEST(FormatEndpoint, isTheShortestFormAndUndoneBySplitHostPort) {
-  EXPECT_STREQ(formatEndpoint("fe80::1", 80, -1, -1).get(), "[fe80::1]::80");
-  EXPECT_STREQ(formatEndpoint("host", 1005, 1000, 100).get(), "host:5");
-  for (const int range : {0, 1, PortRange}) {
-    for (const int port : {1, 99, 100, 999, 1000, 1001, 1099, 1100, 65535}) {
-      const plat::String text = formatEndpoint("[::1]", port, BasePort, range);
-      SCOPED_TRACE(text.get());
-      plat::String host;
-      int portAgain = -1;
-      splitHostPort(text.get(), host, &portAgain, BasePort, range);
-      EXPECT_STREQ(host.get(), "[::1]");
-      EXPECT_EQ(portAgain, port);
+TEST(FormatEndpoint, isTheShortestForm) {
+  const struct {
+    const char* host;
+    int port;
+    int basePort;
+    int portRange;
+    const char* text;
+  } cases[] = {
+      {"host", 1000, 1000, 100, "host"},        {"host", 1005, 1000, 100, "host:5"},
+      {"host", 1099, 1000, 100, "host:99"},     {"host", 1100, 1000, 100, "host::1100"},
+      {"host", 999, 1000, 100, "host::999"},    {"host", 1005, 1000, 0, "host:1005"},
+      {"fe80::1", 80, -1, -1, "[fe80::1]::80"}, {"[fe80::1]", -1, -1, -1, "[fe80::1]"},
+      {"host", -2, INT_MAX, 1, "host::-2"},     {"host", INT_MAX, -2, INT_MAX, "host::2147483647"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_STREQ(formatEndpoint(c.host, c.port, c.basePort, c.portRange).get(), c.text);
+  }
+}
+
+TEST(FormatEndpoint, isUndoneBySplitHostPort) {
+  std::mt19937 random(2604);
+  const auto pick = [&random](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
+  const std::string inHosts = "abcXYZ019.-_%/@+ ~\xC3\xA9:";
+  for (int round = 0; round < 5000; ++round) {
+    const bool hasColons = pick(0, 1) == 1;
+    std::string host;
+    for (int length = pick(1, 20); length > 0; --length) {
+      host += inHosts[static_cast<std::size_t>(pick(0, static_cast<int>(inHosts.size()) - (hasColons ? 1 : 2)))];
     }
+    const int basePort = pick(0, 9) == 0 ? -1 : pick(1, 65535);
+    const int portRange = basePort < 0 ? pick(-1, 0) : pick(0, 3) * pick(0, 200);
+    const int port = pick(0, 1) == 0 || basePort < 0 ? pick(1, 65535) : std::min(basePort + pick(0, 300), 65535);
+    const plat::String text = formatEndpoint(host.c_str(), port, basePort, portRange);
+    SCOPED_TRACE(text.get());
+    plat::String hostAgain;
+    int portAgain = -1;
+    ASSERT_NO_THROW(splitHostPort(text.get(), hostAgain, &portAgain, basePort, portRange));
+    ASSERT_EQ(hostAgain, bracketHost(host.c_str()));
+    ASSERT_EQ(portAgain, port);
+    ASSERT_EQ(bracketHost(stripBrackets(hostAgain.get()).get()), hostAgain);
+    ASSERT_EQ(formatEndpoint(hostAgain.get(), portAgain, basePort, portRange), text);
+    ASSERT_EQ(unescapeEndpoint(escapeEndpoint(host.c_str()).get(), false), plat::utf8Repair(host.c_str()));
   }
 }
 

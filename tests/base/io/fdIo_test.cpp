@@ -132,7 +132,6 @@ TEST_F(FdIoTest, aNewHandlerHearsOnceThatItMayWriteAndOfWhatIsUnreadAlready) {
   io->markReadable();
   EXPECT_THAT(turn(), ElementsAre("readable"));
   EXPECT_EQ(readAll(*io), "bc");
-
   io->setHandler(&handler, false);
   pair.send("d");
   EXPECT_THAT(turn(), ElementsAre("writable")) << "without interest in input";
@@ -160,31 +159,13 @@ TEST_F(FdIoTest, streamsWaitUnlessThereIsAHandler) {
   io->setHandler(&handler, true);
   EXPECT_THROW(io->in()->readU8(), rdr::BlockException);
   write(*io, Much);
-  EXPECT_GT(io->out()->nPending(), 0);
-  drain(*io);
-  io->setHandler(nullptr, true);
-  EXPECT_THROW(io->in()->readU8(), plat::TimedOut);
-  EXPECT_THAT(turn(), IsEmpty());
-  io->setHandler(&handler, true);  // it changes hands
-  EXPECT_THAT(turn(), ElementsAre("writable"));
-  write(*io, Much);
   io->setHandler(nullptr, true);
   EXPECT_THAT(log.lines(), Contains("0 FdIo: setHandler: [TimedOut] Timed out")) << "it waited for the rest to go";
+  EXPECT_THROW(io->in()->readU8(), plat::TimedOut);
   clock.advanceMs(60000);
   EXPECT_THAT(turn(), IsEmpty());
-  io->shutdown(false, false);
-  EXPECT_THAT(events, ElementsAre("deleted"));
-}
-
-TEST_F(FdIoTest, writableMeansThatEverythingHasLeftTheBuffer) {
-  TestIo* const io = attached();
-  write(*io, "hello");
-  EXPECT_EQ(pair.receive(), "hello") << "what the descriptor takes goes at once";
-  EXPECT_THAT(turn(), ElementsAre("writable"));
-  EXPECT_THAT(turn(), IsEmpty());
-  write(*io, Much);
-  EXPECT_EQ(drain(*io), Much);
-  EXPECT_THAT(events, IsEmpty());
+  io->setHandler(&handler, true);  // it changes hands
+  drain(*io);
   EXPECT_THAT(turn(), ElementsAre("writable"));
   io->shutdown(false, false);
 }
@@ -214,40 +195,31 @@ TEST_F(FdIoTest, whatTheWriterLetsOutEndsTheConnection) {
   write(*io, "x");
   turns(2);
   EXPECT_THAT(events, ElementsAre("writable", "closed", "deleted"));
-  EXPECT_THAT(log.lines(), Contains("30 FdIo: Write error: enough"));
-
   handler.onWritable = nullptr;
   test::FdPair leaver;
   io = attached(leaver);
   io->setHandler(&handler, false);
   write(*io, Much);
-  turns(1);
   leaver.closeFar();
   turns(2);
   EXPECT_THAT(events, ElementsAre("closed", "deleted"));
-  EXPECT_THAT(log.lines(), Contains(HasSubstr("Write error: write: ")));
+  EXPECT_THAT(log.lines(),
+              AllOf(Contains("30 FdIo: Write error: enough"), Contains(HasSubstr("Write error: write: "))));
 }
 
 TEST_F(FdIoTest, aPeerThatTakesNothingForTheSetTimeIsAReadError) {
-  struct Case {
-    const char* seconds;
-    std::int64_t ms;
-  };
-  const Case cases[] = {{"0", 0}, {"60", 60000}, {"2147483", 2147483000}, {"2147484", 2147483647}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.seconds);
+  handler.onReadable = [](io::Io& connection) { connection.in()->readU8(); };
+  for (const auto& [seconds, ms] : {std::pair("60", 60000LL), {"2147483", 2147483000LL}, {"2147484", 2147483647LL}}) {
+    SCOPED_TRACE(seconds);
     test::FdPair silent;
     TestIo* const io = attached(silent);
-    ASSERT_TRUE(plat::Configuration::global().set("LazyFlushTimeout", c.seconds, 10));
-    handler.onReadable = [](io::Io& connection) { connection.in()->readU8(); };
+    ASSERT_TRUE(plat::Configuration::global().set("LazyFlushTimeout", seconds, 10));
     write(*io, Much);
-    if (c.ms > 0) {
-      turns(1);  // tries again and finds no room
-      clock.advanceTicks((c.ms - 1) * plat::TicksPerMs);
-      turns(1);
-      EXPECT_THAT(events, IsEmpty());
-      clock.advanceMs(1);
-    }
+    turns(1);  // tries again and finds no room
+    clock.advanceTicks((ms - 1) * plat::TicksPerMs);
+    turns(1);
+    EXPECT_THAT(events, IsEmpty());
+    clock.advanceMs(1);
     EXPECT_THAT(turn(), ElementsAre("readable"));
     EXPECT_THAT(turn(), ElementsAre("closed", "deleted"));
     EXPECT_THAT(log.lines(), AllOf(Contains("100 FdIo: flush timer"), Contains("30 FdIo: Read error: Timed out")));
@@ -312,8 +284,8 @@ TEST_F(FdIoTest, shutdownFromTheHandlersOwnCallFlushesAndHearsNoMoreInput) {
   EXPECT_TRUE(pair.farEnded());
 }
 
-TEST_F(FdIoTest, aFlushAtTheEndGivesUpOnAStalledPeerIfThereIsSomebodyToTell) {
-  TestIo* io = attached();
+TEST_F(FdIoTest, aFlushAtTheEndGivesUpOnAStalledPeer) {
+  TestIo* const io = attached();
   write(*io, Much);
   io->shutdown(true, true);
   turns(2);
@@ -325,17 +297,6 @@ TEST_F(FdIoTest, aFlushAtTheEndGivesUpOnAStalledPeerIfThereIsSomebodyToTell) {
   EXPECT_THAT(events, ElementsAre("closed", "deleted"));
   EXPECT_LT(pair.receive().size(), Much.size());
   EXPECT_TRUE(pair.farEnded());
-
-  test::FdPair other;
-  io = attached(other);
-  write(*io, Much);
-  io->shutdown(true, false);
-  turns(2);
-  clock.advanceMs(60000);
-  EXPECT_THAT(messageFrom<AssertionFail>([this] { turns(1); }), HasSubstr("'handler'"));
-  EXPECT_THAT(events, IsEmpty());
-  manager.reset();
-  EXPECT_THAT(events, ElementsAre("deleted"));
 }
 
 TEST_F(FdIoTest, withoutAManagerShutdownIsImmediateAndCanTellNobody) {
@@ -391,13 +352,10 @@ TEST_F(FdIoTest, namesErrorsAndTheDescriptorsOwner) {
   ASSERT_EQ(::pipe2(pipeFds, O_CLOEXEC), 0);
   {
     TestIo late(-1, events);
-    EXPECT_EQ(late.in(), nullptr);
     late.attach(pipeFds[0]);
     EXPECT_THAT(messageFrom<AssertionFail>([&] { late.attach(pipeFds[1]); }), HasSubstr("'fd < 0'"));
     EXPECT_EQ(late.displayName(), "<fd" + std::to_string(pipeFds[0]) + ">");
     EXPECT_THAT(messageFrom([&] { late.socketError(); }), testing::StartsWith("getsockopt: ")) << "no socket";
-    late.setSocketError(ECONNREFUSED);
-    EXPECT_EQ(late.socketError(), ECONNREFUSED);
     const FdIo borrowed(pipeFds[1], false, false);
   }
   EXPECT_EQ(::fcntl(pipeFds[0], F_GETFD), -1) << "owned";

@@ -1,8 +1,6 @@
 #include "base/io/FdKicker.h"
 
-#include <filesystem>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -14,6 +12,7 @@
 #include "base/io/FdSelectManager.h"
 #include "base/plat/AssertionFail.h"
 #include "base/rdr/InStream.h"
+#include "tests/support/openFds.h"
 #include "tests/support/thrown.h"
 
 namespace {
@@ -39,10 +38,6 @@ public:
   int calls = 0;
 };
 
-auto openDescriptors() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
-
 TEST(FdKicker, wakesTheLoopFromAnotherThreadWithTheBytesInOrder) {
   io::FdSelectManager manager;
   TestCallback callback;
@@ -66,17 +61,14 @@ TEST(FdKicker, whatTheCallbackDoesNotReadIsKept) {
   FdKicker kicker(&callback);
   callback.action = [&callback](rdr::InStream& in) { callback.bytes += static_cast<char>(in.readU8()); };
   kicker.kick('a');
-  manager.processEvents(0);
-  EXPECT_FALSE(kicker.hasData());
   kicker.kick('b');
-  kicker.kick('c');
   manager.processEvents(0);
-  EXPECT_EQ(callback.bytes, "ab");
+  EXPECT_EQ(callback.bytes, "a");
   EXPECT_TRUE(kicker.hasData());
   callback.action = nullptr;
-  kicker.kick('d');
+  kicker.kick('c');
   manager.processEvents(0);
-  EXPECT_EQ(callback.bytes, "abcd");
+  EXPECT_EQ(callback.bytes, "abc");
   EXPECT_FALSE(kicker.hasData());
 }
 
@@ -99,17 +91,17 @@ TEST(FdKicker, aFullPipeDropsKicksAndDrainEmptiesIt) {
 }
 
 TEST(FdKicker, mayOutliveItsManagerAndLeavesNoDescriptorBehind) {
-  const auto before = openDescriptors();
+  const auto before = test::openFds();
   TestCallback callback;
   auto manager = std::make_unique<io::FdSelectManager>();
   auto kicker = std::make_unique<FdKicker>(&callback);
   manager.reset();
   kicker->kick('b');
   kicker.reset();
-  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_EQ(test::openFds(), before);
   EXPECT_THAT(test::messageFrom<plat::AssertionFail>([&] { const FdKicker orphan(&callback); }),
               testing::HasSubstr("'fdMgr'"));
-  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_EQ(test::openFds(), before);
 }
 
 }  // namespace

@@ -1,78 +1,143 @@
 #include "base/io/TcpIo.h"
 
+#include <cerrno>
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <unistd.h>
 
-#include "base/io/GetAddrInfoException.h"
+#include "base/os/socketUtil.h"
 #include "base/plat/AssertionFail.h"
+#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/openFds.h"
+#include "tests/support/thrown.h"
 
 namespace {
 
 using io::IpInfo;
 using io::TcpIo;
 
-/// Both ends of a TCP connection; they belong to the caller.
-void connectPair(int ends[2]) {
-  const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const IpInfo any("127.0.0.1", 0);
-  ASSERT_EQ(::bind(listener, any.address(), any.addressLength()), 0);
-  ASSERT_EQ(::listen(listener, 1), 0);
-  const IpInfo bound(listener, IpInfo::End::Local);
-  ends[0] = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  ASSERT_EQ(::connect(ends[0], bound.address(), bound.addressLength()), 0);
-  ends[1] = ::accept(listener, nullptr, nullptr);
-  ::close(listener);
+int connectTo(const IpInfo& address, bool blocking = true) {
+  return os::connectNew(address.address(), address.addressLength(), SOCK_STREAM, blocking);
 }
 
-TEST(TcpIo, knowsBothEndsByNumberAndByTheNameThatTheUserKnows) {
-  int fds[2] = {-1, -1};
-  ASSERT_NO_FATAL_FAILURE(connectPair(fds));
-  TcpIo client(fds[0], true, false);
-  TcpIo server(fds[1], true, false);
-  const std::string port = std::to_string(IpInfo(fds[1], IpInfo::End::Local).port());
-  EXPECT_STREQ(client.peerAddress().get(), "127.0.0.1");
-  EXPECT_EQ(client.peerEndpoint().get(), "127.0.0.1::" + port);
-  EXPECT_EQ(server.peerEndpoint(), client.myEndpoint());
-  EXPECT_EQ(client.displayName(), "127.0.0.1::" + port + " (TCP)");
+/// Connections over the loopback of each family.
+class TcpIoTest : public testing::TestWithParam<const char*> {
+protected:
+  void SetUp() override {
+    const IpInfo any(GetParam(), 0);
+    try {
+      listener_ = os::bindSocket(any.address(), any.addressLength(), SOCK_STREAM, false);
+    } catch (const plat::SystemException& e) {
+      GTEST_SKIP() << "no such address here: " << e.message;
+    }
+    ASSERT_EQ(::listen(listener_, 5), 0);
+  }
+  void TearDown() override {
+    if (listener_ >= 0) {
+      ::close(listener_);
+    }
+  }
+  IpInfo server() const { return {listener_, IpInfo::End::Local}; }
+
+  int listener_ = -1;
+};
+
+INSTANTIATE_TEST_SUITE_P(Families, TcpIoTest, testing::Values("127.0.0.1", "::1"),
+                         [](const auto& family) { return *family.param == ':' ? "Ipv6" : "Ipv4"; });
+
+TEST_P(TcpIoTest, knowsBothEndsByNumberAndByTheNameThatTheUserKnows) {
+  const IpInfo bound = server();
+  const std::string port = std::to_string(bound.port());
+  const std::string numeric = bound.numericHostName().get();
+  TcpIo client(connectTo(bound), true, false);
+  TcpIo accepted(os::acceptSocket(listener_), true, false);
+  EXPECT_EQ(client.peerAddress().get(), numeric);
+  EXPECT_EQ(client.peerEndpoint().get(), numeric + "::" + port);
+  EXPECT_EQ(accepted.peerEndpoint(), client.myEndpoint());
+  EXPECT_EQ(client.displayName(), GetParam() + ("::" + port) + " (TCP)");
   EXPECT_EQ(client.flags().count("secureTransport"), 1U);
-  TcpIo named(::dup(fds[0]), true, false);
+  EXPECT_EQ(accepted.flags().count("secureTransport"), 1U);
+  int noDelay = 0;
+  socklen_t length = sizeof noDelay;
+  ::getsockopt(client.fd(), IPPROTO_TCP, TCP_NODELAY, &noDelay, &length);
+  EXPECT_NE(noDelay, 0);
+  TcpIo named(::dup(client.fd()), true, false);
   named.setHostName("some.host");
   EXPECT_EQ(named.displayName(), "some.host::" + port + " (TCP)");
   EXPECT_EQ(named.peerEndpoint().get(), "some.host::" + port);
-  EXPECT_EQ(named.resolvedPeerEndpoint().get(), "127.0.0.1::" + port);
+  EXPECT_EQ(named.resolvedPeerEndpoint().get(), numeric + "::" + port);
+  client.out()->writeU32(7);
+  client.out()->flush();
+  EXPECT_EQ(accepted.in()->readU32(), 7U);
+}
+
+TEST_P(TcpIoTest, failuresLeaveNoDescriptorOpen) {
+  const IpInfo bound = server();
+  const auto before = test::openFds();
+  const auto error = [](const auto& call) { return test::failureFrom(call).err; };
+  EXPECT_EQ(error([&] { os::bindSocket(bound.address(), bound.addressLength(), SOCK_STREAM, false); }), EADDRINUSE);
+  const IpInfo foreign(*GetParam() == ':' ? "2001:db8::1" : "192.0.2.1", 0);
+  EXPECT_EQ(error([&] { os::bindSocket(foreign.address(), foreign.addressLength(), SOCK_DGRAM, true); }),
+            EADDRNOTAVAIL);
+  // Nothing to connect to: a bound port that nobody listens on.
+  const int silent = os::bindSocket(IpInfo(GetParam(), 0).address(), bound.addressLength(), SOCK_STREAM, false);
+  const IpInfo refusing(silent, IpInfo::End::Local);
+  EXPECT_EQ(error([&] { connectTo(refusing); }), ECONNREFUSED);
+  EXPECT_EQ(error([&] { os::connectNew(bound.address(), 3, SOCK_STREAM, false); }), EINVAL);
+  // A socket that is owned is closed too if there is no connection on it.
+  EXPECT_EQ(error([&] { TcpIo(silent, true, false); }), ENOTCONN);
+  int pair[2];
+  os::socketPairCloseOnExec(pair);
+  ::close(pair[1]);
+  EXPECT_THROW(TcpIo(pair[0], true, false), plat::AssertionFail);
+  os::setBlocking(listener_, false);
+  EXPECT_EQ(os::acceptSocket(listener_), -1) << "nobody there";
+  EXPECT_EQ(test::openFds(), before);
+}
+
+TEST(TcpIo, isNotSecureUnlessBothEndsAreLoopbackByTheLetter) {
+  const IpInfo other("127.0.0.2", 0);
+  const int listener = os::bindSocket(other.address(), other.addressLength(), SOCK_STREAM, false);
+  ASSERT_EQ(::listen(listener, 1), 0);
+  const TcpIo client(connectTo(IpInfo(listener, IpInfo::End::Local)), true, false);
+  EXPECT_EQ(client.flags().count("secureTransport"), 0U);
+  ::close(listener);
 }
 
 TEST(TcpIo, namesOfAnUnconnectedSocketAreEmptyAndRaiseNothing) {
-  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int fd = os::openSocket(AF_INET, SOCK_STREAM, 0);
   TcpIo io(fd, true, true);
+  const test::RecordingDest log("TcpIo:rec:30");
   EXPECT_EQ(io.displayName(), "<fd" + std::to_string(fd) + ">");
   EXPECT_STREQ(io.peerEndpoint().get(), "");
   EXPECT_STREQ(io.resolvedPeerEndpoint().get(), "");
   EXPECT_STREQ(io.peerAddress().get(), "");
   EXPECT_STREQ(io.myEndpoint().get(), "0.0.0.0::0");
+  using testing::StartsWith;
+  EXPECT_THAT(log.lines(), testing::ElementsAre(StartsWith("30 TcpIo: displayName error: "),
+                                                StartsWith("30 TcpIo: peerEndpoint error: "),
+                                                StartsWith("30 TcpIo: resolvedPeerEndpoint error: "),
+                                                StartsWith("30 TcpIo: peerAddress error: ")));
 }
 
-TEST(IpInfo, readsNumericHostsAndLooksUpNoNames) {
-  const IpInfo info("2001:db8::5", 80);
-  EXPECT_EQ(info.family(), AF_INET6);
-  EXPECT_STREQ(info.endpointText().get(), "[2001:db8::5]::80");
-  EXPECT_STREQ(info.displayText("P", nullptr).get(), "2001:db8::5::80 (P)");
-  EXPECT_TRUE(IpInfo("::1", 80).isLoopback());
-  EXPECT_FALSE(IpInfo("127.0.0.2", 80).isLoopback());
-  try {
-    const IpInfo named("localhost", 80);
-    FAIL();
-  } catch (const io::GetAddrInfoException& e) {
-    EXPECT_STREQ(e.type, "GetAddrInfo");
-    EXPECT_STREQ(e.message, ("getaddrinfo: '" + std::string(::gai_strerror(EAI_NONAME)) + "' (-2)").c_str());
-    EXPECT_STREQ(e.userText(), "No such host is known");
+TEST(TcpIo, errorsHaveATextForTheUser) {
+  const struct {
+    int error;
+    const char* key;
+  } cases[] = {{ETIMEDOUT, "io_error_tcp_timedout"},
+               {ENETUNREACH, "io_error_ip_nethostunreach"},
+               {EHOSTDOWN, "io_error_ip_nethostunreach"},
+               {EHOSTUNREACH, "io_error_ip_nethostunreach"},
+               {ECONNRESET, "io_error_tcp_connreset"},
+               {EPIPE, "io_error_tcp_connreset"},
+               {ECONNREFUSED, nullptr},
+               {0, nullptr}};
+  for (const auto& c : cases) {
+    EXPECT_STREQ(TcpIo::tcpErrorKey(c.error), c.key) << c.error;
   }
-  sockaddr_storage path = {};
-  path.ss_family = AF_UNIX;
-  EXPECT_THROW(IpInfo(reinterpret_cast<sockaddr*>(&path), sizeof path), plat::AssertionFail);
-  EXPECT_THROW(IpInfo(reinterpret_cast<sockaddr*>(&path), sizeof(sockaddr_in)), plat::AssertionFail);
 }
 
 }  // namespace
