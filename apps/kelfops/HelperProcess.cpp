@@ -4,21 +4,21 @@
 #include <cerrno>
 #include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/random.h>
 #include <sys/resource.h>
-#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "apps/kelfops/PrivateSocket.h"
+#include "apps/kelfops/localPath.h"
 #include "base/crypto/Digest.h"
 #include "base/io/Io.h"
 #include "base/os/adoptFd.h"
+#include "base/os/childExit.h"
 #include "base/os/signalName.h"
 #include "base/os/socketUtil.h"
 #include "base/os/unix/UnixIo.h"
@@ -56,44 +56,73 @@ int openPidFd(pid_t pid) {
   return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
 }
 
-std::int64_t microseconds(const timeval& time) {
-  return static_cast<std::int64_t>(time.tv_sec) * 1000000 + time.tv_usec;
+/// Processor time of the children that have been waited for so far.
+std::int64_t childrenTimeUs() {
+  rusage usage = {};
+  getrusage(RUSAGE_CHILDREN, &usage);
+  const auto microseconds = [](const timeval& t) { return static_cast<std::int64_t>(t.tv_sec) * 1000000 + t.tv_usec; };
+  return microseconds(usage.ru_utime) + microseconds(usage.ru_stime);
 }
 
 std::string describeEnd(int status) {
-  if (WIFSIGNALED(status)) {
-    const char* name = os::signalName(WTERMSIG(status));
-    return std::string("signal ") + (name ? name : std::to_string(WTERMSIG(status)));
+  if (status < 0) {
+    const char* const name = os::signalName(-status);
+    return std::string("signal ") + (name ? name : std::to_string(-status));
   }
-  return "exit status " + std::to_string(WEXITSTATUS(status));
+  return "exit status " + std::to_string(status);
 }
 
 /// Keeps the signals that end a program from ending this one while there is something to clean up behind it, and makes
-/// them visible to poll(2).
+/// them visible to poll(2). They are caught, not blocked: a helper that is launched meanwhile must get them.
 class HeldSignals {
 public:
   HeldSignals() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
-      sigaddset(&ending, sig);
+    os::pipeCloseOnExec(fds_);
+    os::setBlocking(fds_[0], false);
+    os::setBlocking(fds_[1], false);
+    writeFd = fds_[1];
+    for (std::size_t i = 0; i < Ending.size(); ++i) {
+      sigaction(Ending[i], nullptr, &before_[i]);
+      if (before_[i].sa_handler != SIG_IGN) {
+        struct sigaction catching = {};
+        catching.sa_handler = note;
+        sigaction(Ending[i], &catching, nullptr);
+      }
     }
-    sigprocmask(SIG_BLOCK, &ending, &before_);
-    fd_ = signalfd(-1, &ending, SFD_CLOEXEC | SFD_NONBLOCK);
   }
   HeldSignals(const HeldSignals&) = delete;
   HeldSignals& operator=(const HeldSignals&) = delete;
   ~HeldSignals() {
-    if (fd_ >= 0) {
-      close(fd_);
+    for (std::size_t i = 0; i < Ending.size(); ++i) {
+      sigaction(Ending[i], &before_[i], nullptr);
     }
-    sigprocmask(SIG_SETMASK, &before_, nullptr);
+    const int late = take();
+    close(fds_[0]);
+    close(fds_[1]);
+    if (late > 0) {
+      raise(late);  // nobody has looked at it
+    }
   }
-  int fd() const noexcept { return fd_; }
+  int fd() const noexcept { return fds_[0]; }
+
+  /// The first signal that has come and was not taken yet; 0 for none.
+  int take() const noexcept {
+    unsigned char sig = 0;
+    return read(fds_[0], &sig, 1) == 1 ? sig : 0;
+  }
 
 private:
-  sigset_t before_ = {};
-  int fd_ = -1;
+  static void note(int sig) {
+    const int savedErrno = errno;
+    const auto byte = static_cast<unsigned char>(sig);
+    static_cast<void>(!write(writeFd, &byte, 1));
+    errno = savedErrno;
+  }
+
+  static constexpr std::array Ending = {SIGINT, SIGTERM, SIGHUP};
+  static inline volatile sig_atomic_t writeFd = -1;
+  std::array<struct sigaction, Ending.size()> before_ = {};
+  int fds_[2] = {-1, -1};
 };
 
 /// A descriptor that is closed at the end.
@@ -130,7 +159,7 @@ HelperProcess::HelperProcess(const std::string& program, LinkKind kind, const st
   try {
     launch(program, kind, arguments);
   } catch (const plat::Exception&) {
-    if (pid_ > 0) {
+    if (launch_.pid > 0) {
       endAtOnce();
     }
     throw;
@@ -158,7 +187,7 @@ std::string HelperProcess::bringToEnd() {
 }
 
 void HelperProcess::endAtOnce() {
-  kill(pid_, SIGKILL);
+  os::killProcessNoThrow(launch_.pid, SIGKILL);
   waitForEnd(-1);
 }
 
@@ -170,10 +199,14 @@ void HelperProcess::launchOnSocket(const std::string& program, const std::vector
   const HeldSignals held;  // longer than the socket's folder is there
   const PrivateSocket socket;
   const Secret secret = makeSecret();
-  std::vector<std::string> words = {program, "-hash", hexDigest(secret), socket.path()};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  spawn(program, words, -1, -1);
-  auto link = std::make_unique<os::UnixIo>(nullptr, acceptFrom(socket.fd(), held.fd()), false, LinkBufferSize);
+  launch_.args = {"-hash", hexDigest(secret).c_str(), socket.path().c_str()};
+  start(program, arguments);
+  const int fd = acceptFrom(socket.fd(), held.fd());
+  if (fd < 0) {
+    held.take();  // or it would end this program as soon as it is let through again
+    throw plat::Exception("interrupted");
+  }
+  auto link = std::make_unique<os::UnixIo>(nullptr, fd, false, LinkBufferSize);
   link->namedPipeCredCheck(static_cast<int>(geteuid()));
   link->out()->writeBytes(secret.data(), static_cast<int>(secret.size()));
   link->out()->flush();
@@ -182,53 +215,38 @@ void HelperProcess::launchOnSocket(const std::string& program, const std::vector
 
 void HelperProcess::launchOnPair(const std::string& program, bool asStdin, const std::vector<std::string>& arguments) {
   SocketPair pair;
-  const int childFd = asStdin ? 0 : ChildLinkFd;
-  std::vector<std::string> words = {program, asStdin ? "-dummy" : std::to_string(childFd)};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  spawn(program, words, pair.fds[1], childFd);
+  const int childFd = asStdin ? STDIN_FILENO : ChildLinkFd;
+  launch_.args = {asStdin ? "-dummy" : std::to_string(childFd).c_str()};
+  launch_.childDup[childFd] = std::exchange(pair.fds[1], -1);
+  start(program, arguments);
   link_ = os::adoptFd(std::exchange(pair.fds[0], -1), LinkBufferSize);
 }
 
-void HelperProcess::spawn(const std::string& program, const std::vector<std::string>& words, int linkFd, int childFd) {
-  std::vector<char*> argv;
-  for (const std::string& word : words) {
-    argv.push_back(const_cast<char*>(word.c_str()));  // posix_spawn leaves them alone
+void HelperProcess::start(const std::string& program, const std::vector<std::string>& arguments) {
+  launch_.args.insert(launch_.args.begin(), absoluteLocalPath(program).c_str());
+  launch_.args.insert(launch_.args.end(), arguments.begin(), arguments.end());
+  launch_.inheritEnvironment();
+  // A setting may send the helper's log to standard output; without one, it is /dev/null like standard input.
+  if (const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0); output >= 0) {
+    launch_.childDup[STDOUT_FILENO] = output;
   }
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  if (linkFd >= 0) {
-    posix_spawn_file_actions_adddup2(&actions, linkFd, childFd);
+  othersTimeUs_ = childrenTimeUs();
+  try {
+    launch_.start();
+  } catch (const plat::SystemException& e) {
+    throw plat::SystemException(program.c_str(), e.err);
   }
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t defaults;
-  sigemptyset(&defaults);
-  sigaddset(&defaults, SIGPIPE);  // ignored here, and an ignored signal survives exec
-  posix_spawnattr_setsigdefault(&attributes, &defaults);
-  sigset_t none;
-  sigemptyset(&none);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-  const int error = posix_spawn(&pid_, program.c_str(), &actions, &attributes, argv.data(), environ);
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) {
-    pid_ = -1;
-    throw plat::SystemException(program.c_str(), error);
-  }
+  pid_ = launch_.pid;
 }
 
 int HelperProcess::acceptFrom(int listenFd, int signalFd) {
-  const ScopedFd pidFd(openPidFd(pid_));
+  const ScopedFd pidFd(openPidFd(launch_.pid));
   pollfd watched[3] = {{listenFd, POLLIN, 0}, {pidFd.fd, POLLIN, 0}, {signalFd, POLLIN, 0}};
   int ready = 0;
   while ((ready = poll(watched, 3, ConnectMs)) < 0 && errno == EINTR) {
   }
   if (watched[2].revents & POLLIN) {
-    signalfd_siginfo taken;  // or it would end this program as soon as it is let through again
-    static_cast<void>(!read(signalFd, &taken, sizeof taken));
-    throw plat::Exception("interrupted");
+    return -1;
   }
   if (watched[0].revents & POLLIN) {
     const int fd = accept4(listenFd, nullptr, nullptr, SOCK_CLOEXEC);
@@ -245,20 +263,22 @@ int HelperProcess::acceptFrom(int listenFd, int signalFd) {
 }
 
 std::string HelperProcess::waitForEnd(int timeoutMs) {
-  if (pid_ < 0 || !end_.empty()) {
-    return pid_ < 0 ? "not running" : end_;
+  if (launch_.pid < 0) {
+    return end_.empty() ? "not running" : end_;
   }
-  const ScopedFd pidFd(openPidFd(pid_));
+  const ScopedFd pidFd(openPidFd(launch_.pid));
   pollfd watched = {pidFd.fd, POLLIN, 0};
   while (pidFd.fd >= 0 && timeoutMs != 0 && poll(&watched, 1, timeoutMs) < 0 && errno == EINTR) {
   }
   int status = 0;
-  rusage usage = {};
-  // Without such a descriptor there is no waiting with a limit: the helper is taken to end when its link has closed.
-  const bool mayWait = timeoutMs < 0 || (pidFd.fd < 0 && timeoutMs > 0);
-  if (wait4(pid_, &status, mayWait ? 0 : WNOHANG, &usage) == pid_) {
-    end_ = describeEnd(status);
-    processorTimeUs_ = microseconds(usage.ru_utime) + microseconds(usage.ru_stime);
+  // Without such a descriptor the wait has steps.
+  if (launch_.wait(&status, pidFd.fd >= 0 && timeoutMs > 0 ? 0 : timeoutMs)) {
+    noteEnd(status);
   }
   return end_;
+}
+
+void HelperProcess::noteEnd(int status) {
+  end_ = describeEnd(status);
+  processorTimeUs_ = childrenTimeUs() - othersTimeUs_;
 }

@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include "apps/kelfops/Options.h"
+#include "base/os/LaunchProcess.h"
 #include "base/plat/NonCopyable.h"
 
 namespace io {
@@ -34,7 +35,12 @@ public:
   /// The link to the helper; hands it out once.
   std::unique_ptr<io::Io> takeLink();
 
+  /// The helper's, also after its end.
   pid_t pid() const noexcept { return pid_; }
+
+  /// For who watches the helper: the child, or -1 once it has been waited for, and where to tell how it ended.
+  pid_t& child() noexcept { return launch_.pid; }
+  void noteEnd(int status);
 
   /// Waits for the helper's end, at most `timeoutMs` milliseconds.
   /// @return "exit status N" or "signal NAME", or empty if it is still running.
@@ -52,11 +58,14 @@ private:
   void endAtOnce();
   void launchOnSocket(const std::string& program, const std::vector<std::string>& arguments);
   void launchOnPair(const std::string& program, bool asStdin, const std::vector<std::string>& arguments);
-  void spawn(const std::string& program, const std::vector<std::string>& words, int linkFd, int childFd);
+  void start(const std::string& program, const std::vector<std::string>& arguments);
+  /// @return the connection, or -1 if a signal has come.
   int acceptFrom(int listenFd, int signalFd);
 
+  os::LaunchProcess launch_;
   pid_t pid_ = -1;
   std::unique_ptr<io::Io> link_;
-  std::string end_;  ///< how it ended, once that is known
+  std::string end_;                ///< how it ended, once that is known
+  std::int64_t othersTimeUs_ = 0;  ///< processor time of children before the helper
   std::int64_t processorTimeUs_ = 0;
 };

@@ -52,6 +52,14 @@ void PeerSession::finish() {
   }
 }
 
+void PeerSession::helperEnded() {
+  if (!isFinished_) {
+    exitStatus_ = HelperFailed;
+  }
+  isFinished_ = true;
+  os::AppLoop::quit(exitStatus_);
+}
+
 bool PeerSession::timerFired(plat::Timer&) {
   os::AppLoop::quit(exitStatus_);
   return false;

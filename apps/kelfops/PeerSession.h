@@ -47,6 +47,9 @@ public:
   /// Ends the session. The loop ends when the helper has closed the link, so that its last log lines arrive.
   void finish();
 
+  /// The helper has ended, but something else still holds its link open: ends the loop as a closed link would.
+  void helperEnded();
+
 private:
   bool timerFired(plat::Timer& timer) override;
   bool sessionMessage(rdr::InStream& in) override;

@@ -7,6 +7,7 @@
 #include "apps/kelfops/GetCommand.h"
 #include "apps/kelfops/HelperProcess.h"
 #include "apps/kelfops/HelperStats.h"
+#include "apps/kelfops/HelperWatch.h"
 #include "apps/kelfops/InfoCommand.h"
 #include "apps/kelfops/ListCommand.h"
 #include "apps/kelfops/PeerSession.h"
@@ -79,6 +80,7 @@ int serve(const Options& options, HelperProcess& helper, HelperStats& stats) {
   if (options.stats) {
     session.onProgress([&] { stats.sessionStarted(helper.pid()); }, [&] { stats.workDone(helper.pid()); });
   }
+  const HelperWatch watch(helper, [&] { session.helperEnded(); });
   return loop.run();
 }
 

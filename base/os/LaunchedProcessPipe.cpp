@@ -5,16 +5,15 @@
 #include <cstring>
 
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "base/crypto/Digest.h"
 #include "base/loc/translate.h"
 #include "base/os/adoptFd.h"
+#include "base/os/doubleFork.h"
 #include "base/os/unix/UnixIo.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/Time.h"
-#include "base/plat/assert.h"
 #include "base/plat/dateText.h"
 #include "base/plat/file.h"
 #include "base/plat/hex.h"
@@ -31,33 +30,6 @@ constexpr int SecretSize = 32;
 int parseFd(const char* pipeName) noexcept {
   std::int32_t fd = -1;
   return plat::tryParseS32(pipeName, 10, fd) && *pipeName == '\0' ? fd : -1;
-}
-
-/// Goes on in a grandchild in a session of its own: the launcher sees the launched process end with 0 at once. The
-/// child in between leaves the session's leadership to nobody, so that no terminal can attach itself.
-void detachFromLauncher() {
-  const pid_t child = ::fork();
-  if (child < 0) {
-    throw plat::SystemException("fork", errno);
-  }
-  if (child > 0) {
-    pid_t rv = 0;
-    do {
-      rv = ::waitpid(child, nullptr, 0);
-    } while (rv < 0 && errno == EINTR);
-    PLAT_REQUIRE(rv > 0);
-    ::_exit(0);
-  }
-  ::setsid();
-  const pid_t grandchild = ::fork();
-  if (grandchild < 0) {
-    std::fprintf(stderr, "fork error %s", std::strerror(errno));
-    std::fflush(stderr);
-    ::_exit(1);
-  }
-  if (grandchild > 0) {
-    ::_exit(0);
-  }
 }
 
 int countArgs(char* const* argv) noexcept {
@@ -92,7 +64,9 @@ void LaunchedProcessPipe::parseArgs(char**& argv) {
       parseHash(argv[1]);
       ++argv;
     } else if (arg && std::strcmp(arg, "-fork") == 0) {
-      detachFromLauncher();
+      if (!doubleFork()) {
+        ::_exit(0);  // the launcher sees the process that it launched end at once
+      }
     } else if (!arg || *arg == '-') {
       throw plat::Exception(plat::Formatted, "Bad command-line: got %s instead of pipe name", arg ? arg : "<null>");
     } else {

@@ -52,6 +52,9 @@ public:
   /// @throws plat::AssertionFail "!disabled", "fdMgr"; plat::SystemException if the first registration gets no pipe
   void setHandler(int sig, Callback* callback, bool enable);
 
+  /// Whether there has been a registration: handlers of this kind have a pipe to write to.
+  bool inUse() const noexcept { return kicker != nullptr; }
+
   /// Blocks every signal that has a callback.
   void blockSignals(BlockRecord& record) const noexcept;
   /// Brings the mask back that blockSignals() found.

@@ -183,6 +183,19 @@ TEST(Kelfops, tellsAHelperThatDiesFromAFileThatFails) {
   EXPECT_NE(dead.errors.find("kelfops: the helper ended with signal SIGKILL"), std::string::npos) << dead.errors;
 }
 
+TEST(Kelfops, noticesAHelpersDeathEvenWhileItsLinkIsHeldOpen) {
+  const test::TempDir remote;
+  const test::TempDir local;
+  local.write("helper", "#!/bin/sh\nsleep 20 >/dev/null 2>&1 &\n(sleep 0.3; kill -9 $$) &\nexec " +
+                            environment::helper() + " \"$@\"\n");
+  chmod((local / "helper").c_str(), 0755);
+  const auto begin = std::chrono::steady_clock::now();
+  const auto dead = run(remote.path(), {"--link", "fd", "--helper", local / "helper", "ls", "--repeat", "100000000"});
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_EQ(dead.status, 3);
+  EXPECT_NE(dead.errors.find("kelfops: the helper ended with signal SIGKILL"), std::string::npos) << dead.errors;
+}
+
 TEST(Kelfops, showsTheHelpersLogAndPassesSettings) {
   const test::TempDir dir;
   const auto quiet = run(dir.path(), {"ls"});

@@ -77,6 +77,7 @@ TEST(SysInfo, releaseFilesGiveNameAndVersion) {
       {"SuSE Linux 10.1 (X86-64)\n", nullptr, nullptr},  // the scan ends with the number
       {"Gentoo (base)\n", nullptr, "Gentoo"},
       {"A release release next after\nsecond line", nullptr, "A next"},
+      {"A release (next)\n", nullptr, "A (next)"},
       {"  Arch   Linux\n", "arch", "Arch Arch Linux"},
       {"(nothing)\n", nullptr, nullptr},
       {"", "debian", nullptr},
@@ -112,6 +113,34 @@ TEST(SysInfo, theDistributionIsWhatTheFirstFileSays) {
   EXPECT_TRUE(os::isDebianFamily((dir / "os-release").c_str()));
   EXPECT_FALSE(os::isDebianFamily((dir / "lsb-release").c_str()));
   EXPECT_FALSE(os::isDebianFamily((dir / "missing").c_str()));
+}
+
+TEST(SysInfo, olderDistributionsAreKnownByTheirReleaseFiles) {
+  struct Case {
+    const char* file;
+    const char* text;
+    const char* result;
+  };
+  const Case cases[] = {
+      {"redhat-release", "Some Enterprise Server release 6.10 (Name)\n", "Some Enterprise Server 6.10"},
+      {"SuSE-release", "Some Linux (x86)\nVERSION = 9\n", "Some Linux"},
+      {"suse-release", "Some Linux release 9\n", nullptr},
+      {"gentoo-release", "Base System release 2.7", "Base System 2.7"},
+      {"slackware-version", "14.2\n", "Slackware 14.2"},
+      {"UnitedLinux-version", "1.0 2.0\n", "UnitedLinux 1.0"},
+      {"debian_version", "testing/unstable\n", "Debian testing/unstable"},
+      {"arch-release", "", nullptr},
+      {"fedora-release-version", "Core release 3\n", "Core 3"},
+      {"fedoraversion", "3\n", nullptr},
+      {"lsb-release", "DISTRIB_ID=Twig\n", nullptr},
+      {"lsb-release", "DISTRIB_ID='Twig'\nDISTRIB_RELEASE=\"\"\n", "Twig "},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.file);
+    const test::TempDir dir;
+    dir.write(c.file, c.text);
+    EXPECT_EQ(os::distributionName(dir.path().c_str()), c.result);
+  }
 }
 
 TEST(SysInfo, aBacktraceNumbersItsLinesFromTheCaller) {

@@ -10,6 +10,8 @@
 
 #include "base/plat/SystemException.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/openFds.h"
+#include "tests/support/thrown.h"
 
 namespace {
 
@@ -64,6 +66,7 @@ TEST(UnixIo, namesTellSidePathAndUser) {
 
 TEST(UnixIo, refusalsOfTheSystemAreRaised) {
   const test::TempDir dir;
+  const auto before = test::openFds();
   EXPECT_EQ(connectError(std::string(108, 'x')), ENAMETOOLONG);
   EXPECT_EQ(connectError(std::string(107, 'x')), ENOENT);
   dir.write("file", "");
@@ -71,6 +74,16 @@ TEST(UnixIo, refusalsOfTheSystemAreRaised) {
   const Server datagrams(dir / "datagrams", SOCK_DGRAM);
   EXPECT_EQ(connectError(dir / "datagrams"), EPROTOTYPE);
   EXPECT_EQ(connectError(dir / "datagrams", true), 0);
+  EXPECT_THROW(UnixIo::canConnect(std::string(108, 'x').c_str(), false), plat::SystemException);
+  int pipeFds[2];
+  ASSERT_EQ(::pipe(pipeFds), 0);
+  {
+    UnixIo noSocket(nullptr, pipeFds[0], false);
+    EXPECT_STREQ(noSocket.displayName(), "<unix-server-anon>");
+    EXPECT_EQ(test::failureFrom([&] { noSocket.namedPipeCredCheck(0); }).err, ENOTSOCK);
+  }
+  ::close(pipeFds[1]);
+  EXPECT_EQ(test::openFds().size(), before.size() + 1) << "that of the datagram socket";
 }
 
 TEST(UnixIo, canConnectTellsWhetherSomebodyListens) {
@@ -82,9 +95,11 @@ TEST(UnixIo, canConnectTellsWhetherSomebodyListens) {
   EXPECT_FALSE(UnixIo::canConnect((dir / "gone").c_str(), false));
   EXPECT_TRUE(UnixIo::canConnect((dir / "datagrams").c_str(), true));
   EXPECT_THROW(UnixIo::canConnect((dir / "datagrams").c_str(), false), plat::SystemException);
+  const auto before = test::openFds();
   for (int i = 0; i < 5; ++i) {  // soon the queue is full, which takes a listener
     EXPECT_TRUE(UnixIo::canConnect((dir / "pipe").c_str(), false));
   }
+  EXPECT_EQ(test::openFds(), before);
 }
 
 }  // namespace

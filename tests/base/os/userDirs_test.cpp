@@ -46,7 +46,6 @@ TEST_F(UserDirsTest, homeMustBeAFolder) {
   ::setenv("HOME", (dir / "file").c_str(), 1);
   EXPECT_EQ(test::messageFrom([] { getHomeDir(); }), "HOME dir not found");
   ::unsetenv("HOME");
-  EXPECT_THROW(getHomeDir(), plat::Exception);
   EXPECT_THROW(getDesktopDir(), plat::Exception);
   EXPECT_THROW(getXdgUserDir("XDG_DESKTOP_DIR"), plat::Exception);
 }
@@ -97,7 +96,6 @@ TEST_F(UserDirsTest, theFirstUsableAssignmentCounts) {
 
 TEST_F(UserDirsTest, eachFolderFallsBackToTheNext) {
   EXPECT_EQ(getVideosDir().get(), dir.path()) << "no settings and no usual folder: all the way to HOME";
-  EXPECT_EQ(getDesktopDir().get(), dir.path());
   dir.makeDir("Desktop");
   EXPECT_EQ(getDesktopDir().get(), dir / "Desktop");
   EXPECT_EQ(getDownloadsDir().get(), dir / "Desktop");

@@ -34,27 +34,6 @@ protected:
   test::FdPair pair;
 };
 
-/// Lets a signal come in every few milliseconds while it lives.
-class Interruptions {
-public:
-  Interruptions() {
-    struct sigaction action {};
-    action.sa_handler = [](int) { count = count + 1; };
-    sigaction(SIGALRM, &action, &old_);
-    const itimerval every{{0, 5000}, {0, 5000}};
-    setitimer(ITIMER_REAL, &every, nullptr);
-  }
-  ~Interruptions() {
-    const itimerval off{};
-    setitimer(ITIMER_REAL, &off, nullptr);
-    sigaction(SIGALRM, &old_, nullptr);
-  }
-  static inline volatile std::sig_atomic_t count = 0;
-
-private:
-  struct sigaction old_ {};
-};
-
 class RecordingCallback final : public rdr::FdOutStream::Callback {
 public:
   void writeResult(rdr::FdOutStream*, bool blocked) override { events += blocked ? 'b' : 'w'; }
@@ -110,17 +89,20 @@ TEST_F(FdStreams, closeOnlyWhatTheyOwn) {
 }
 
 TEST_F(FdStreams, waitForTheWholeLimitInSpiteOfSignals) {
-  const Interruptions interruptions;
-  const int before = Interruptions::count;
+  static volatile std::sig_atomic_t interruptions = 0;
+  std::signal(SIGALRM, [](int) { interruptions = interruptions + 1; });
+  const itimerval every{{0, 5000}, {0, 5000}};
+  setitimer(ITIMER_REAL, &every, nullptr);
   const plat::FileTime start = plat::getMonoTime();
   EXPECT_FALSE(rdr::waitForFd(pair.near(), 60, true, false));
   const plat::FileTime ms = (plat::getMonoTime() - start) / plat::TicksPerMs;
+  const itimerval off{};
+  setitimer(ITIMER_REAL, &off, nullptr);
+  std::signal(SIGALRM, SIG_DFL);
   EXPECT_GE(ms, 60);
   EXPECT_LT(ms, 1000) << "the limit does not start again at each signal";
-  EXPECT_GE(Interruptions::count - before, 3);
+  EXPECT_GE(interruptions, 3);
   EXPECT_TRUE(rdr::waitForFd(pair.near(), 0, true, true)) << "can be written";
-  pair.send("x");
-  EXPECT_TRUE(rdr::waitForFd(pair.near(), -1, true, false));
 }
 
 TEST_F(FdStreams, refuseToWaitForADescriptorThatSelectCannotWatch) {
@@ -182,7 +164,6 @@ TEST_F(FdStreams, raiseOrSwallowWriteErrors) {
 TEST_F(FdStreams, sendWhatIsPendingBeforeTheyGo) {
   { put(*std::make_unique<rdr::FdOutStream>(pair.near()), "last words"); }
   EXPECT_EQ(pair.receive(), "last words");
-  rdr::FdOutStream toNobody(pair.near());
   pair.closeFar();
-  put(toNobody, "lost");  // and its destructor lets nothing escape
+  { put(*std::make_unique<rdr::FdOutStream>(pair.near()), "lost"); }  // its destructor lets nothing escape
 }

@@ -42,15 +42,10 @@ std::string readToEnd(rdr::FileInStream& in) {
 TEST(FileInStream, readsAFileOneBufferAtATime) {
   const TempDir dir;
   for (const std::size_t size : {0, 1, 16799, 16800, 16801, 100000}) {
-    SCOPED_TRACE(size);
     const std::string bytes = pattern(size);
     dir.write("f", bytes);
     rdr::FileInStream in((dir / "f").c_str());
-    if (size >= 16800) {
-      in.check(true);
-      EXPECT_EQ(in.nUnread(), 16800);
-    }
-    EXPECT_EQ(readToEnd(in), bytes);
+    EXPECT_EQ(readToEnd(in), bytes) << size;
   }
 }
 
@@ -81,9 +76,6 @@ TEST(FileOutStream, writesWhatIsPendingToTheFileItWasWrittenFor) {
 }
 
 TEST(FileStreams, reportAFullDevice) {
-  if (access("/dev/full", W_OK) != 0) {
-    GTEST_SKIP() << "no /dev/full here";
-  }
   rdr::FileOutStream out("/dev/full");
   put(out, "x");
   EXPECT_EQ(raised([&] { out.flush(); }), "writing to file failed: No space left on device (28)");

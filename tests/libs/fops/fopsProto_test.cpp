@@ -5,7 +5,6 @@
 
 #include "base/plat/AssertionFail.h"
 #include "libs/fops/CFopsProto.h"
-#include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
 
 namespace fops {
@@ -162,24 +161,30 @@ TEST_F(FopsProtoTest, actsOnceOnAMessageCutAtAnyByte) {
   }
 }
 
-TEST_F(FopsProtoTest, readsAListThatIsFarLargerThanTheWindow) {
+TEST_F(FopsProtoTest, gathersWhatIsFarLargerThanTheWindow) {
   Body entries = Body().u32(500);
   for (int i = 0; i < 500; ++i) {
     entries.entry("entry " + std::to_string(i), static_cast<std::uint64_t>(i));
   }
-  for (const std::string& wire : {message("DirScanResult", Body(entries).result("", "")),
-                                  message("ReqEntriesResult", Body(entries).id(5, 7).result("", ""))}) {
+  const std::string data = test::pattern(1000);
+  const std::pair<std::string, std::string> cases[] = {
+      {message("DirScanResult", Body(entries).result("", "")), "dirScan 500|[] |"},
+      {message("ReqEntriesResult", Body(entries).id(5, 7).result("", "")), "reqEntries 5.7|500|<null>|<null>|[] |"},
+      {chunk(1, 1000, data), "dataChunk 5.7|1|1000|"},
+  };
+  for (const auto& [wire, call] : cases) {
     test::FedInStream in(100);
     for (std::size_t at = 0; at < wire.size(); at += 37) {
       EXPECT_FALSE(proto.run(in));
       EXPECT_EQ(calls(), Lines{});
       in.feed(wire.substr(at, 37));
     }
-    EXPECT_TRUE(proto.run(in));
-    EXPECT_EQ(calls().size(), 1U);
-    ASSERT_EQ(client.list.size(), 500U);
-    EXPECT_EQ(client.list.back().size, 499);
+    in.feed(message("Complete", Body().id(5, 7)));
+    EXPECT_TRUE(proto.run(in) && proto.run(in));
+    EXPECT_EQ(calls(), (Lines{call, "complete 5.7|"}));
   }
+  EXPECT_EQ(client.list.back().size, 499);
+  EXPECT_EQ(client.ends.chunk, data);
 }
 
 TEST_F(FopsProtoTest, handsAChunkOutOfTheWindowWithoutACopy) {
@@ -187,23 +192,6 @@ TEST_F(FopsProtoTest, handsAChunkOutOfTheWindowWithoutACopy) {
   EXPECT_TRUE(proto.run(in));
   EXPECT_EQ(client.ends.chunk, "12345");
   EXPECT_EQ(client.ends.chunkData + 5, in.getPtr());
-}
-
-TEST_F(FopsProtoTest, gathersAChunkThatIsLargerThanTheWindow) {
-  const std::string data = test::pattern(1000);
-  const std::string wire = chunk(1, 1000, data);
-  test::FedInStream in(64);
-  for (std::size_t at = 0; at < wire.size(); at += 50) {
-    EXPECT_FALSE(proto.run(in));
-    EXPECT_EQ(calls(), Lines{});
-    in.feed(wire.substr(at, 50));
-  }
-  in.feed(message("Complete", Body().id(5, 7)));
-  EXPECT_TRUE(proto.run(in));
-  EXPECT_EQ(calls(), Lines{"dataChunk 5.7|1|1000|"});
-  EXPECT_EQ(client.ends.chunk, data);
-  EXPECT_TRUE(proto.run(in));
-  EXPECT_EQ(calls(), Lines{"complete 5.7|"});
 }
 
 TEST_F(FopsProtoTest, refusesAChunkOfTheLimitOrMore) {
@@ -233,20 +221,6 @@ TEST_F(FopsProtoTest, standsBehindAChunkWhoseReceiverThrew) {
     EXPECT_TRUE(proto.run(in));
     EXPECT_EQ(calls().back(), "complete 5.7|");
   }
-}
-
-TEST_F(FopsProtoTest, losesItsOutputForGoodWithAnUnfinishedMessage) {
-  const test::RecordingDest log("*:rec:100");
-  DirEntry entry("x", 0);
-  while (entry.osAttrs.size() < 256) {
-    setUnixMode(entry, 0);
-  }
-  EXPECT_THROW(proto.uploadFile(1, entry, ""), plat::AssertionFail);
-  proto.complete(1);
-  proto.getRoot();
-  EXPECT_EQ(writer.take(), Lines{});
-  EXPECT_EQ(log.lines(), (Lines{"100 FopsProto: Discarding outgoing message Complete",
-                                "100 FopsProto: Discarding outgoing message GetRoot"}));
 }
 
 }  // namespace

@@ -120,7 +120,6 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
   dir.write("t/a2", "4567");
   dir.makeDir("t/u/v");
   dir.link("nowhere", "t/dangling");
-  ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
   struct Case {
     std::string request;
     Lines reply;
@@ -130,15 +129,12 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
     return Lines{message(type, body.result(error, kind))};
   };
   const std::string dots = "Invalid path: . or ..";
-  const std::string empty = "Invalid path: empty";
-  const std::string slash = "Invalid path: starts with /";
   const std::string noStat = "stat(" + dir / "none" + "): No such file or directory (2)";
   const std::string noFolder = "opendir(" + dir / "f" + "): Not a directory (20)";
   const std::string noPlace = "fileOpenFd(" + dir / "none/n.tmp" + "): No such file or directory (2)";
   const std::string notMade = "mkDir(" + dir / "f/n" + "): Not a directory (20)";
   const std::string notGone = "fileRemove(" + dir / "a\xEF\xBF\xBD" + "): No such file or directory (2)";
   const std::string notMoved = "fileRename(" + dir / "none" + "," + dir / "x" + "): No such file or directory (2)";
-  const std::string tooLong(300, 'n');
   DirEntry folder = onDisk("t");
   folder.size = 14;
   const Body none = entryBytes(DirEntry());
@@ -161,30 +157,15 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
          "100 LocalDirActions: Listing directory t//, full path " + dir / "t//"},
         {message("DirScan", Body().text("f").u8(1).u8(1)), answer("DirScanResult", listBytes({}), noFolder, "NotFound"),
          "30 LocalDirActions: Error reading directory 'f': [System-20] " + noFolder},
-        {message("DirScan", Body().text("/").u8(1).u8(1)), answer("DirScanResult", listBytes({}), slash, "BadPath"),
-         "100 SFopsProto: Scan error: [BadPath] " + slash},
-        {message("DirScan", Body().text(tooLong).u8(1).u8(1)),
-         answer("DirScanResult", listBytes({}),
-                ("opendir(" + dir / tooLong + "): File name too long (36)").substr(0, 255), "System-36"),
-         ""},
         {asked("ReqEntries", "t"),
          answer("ReqEntriesResult", listBytes(scanDir((dir / "t").c_str(), true, true)).id(5, 7).raw(only3("t"))),
          "100 SFopsProto: Request directory entries id=5.7: t"},
         {asked("ReqEntries", "f"),
          answer("ReqEntriesResult", Body().u32(0).id(5, 7).raw(only3("f")), noFolder, "System-20"),
          "30 LocalFileServer: Download dir entries failed id=5.7 f: [System-20] " + noFolder},
-        {asked("ReqEntries", ""), answer("ReqEntriesResult", Body().u32(0).id(5, 7).raw(only3("")), empty, "BadPath"),
-         ""},
         {asked("DownloadFile", "none"),
          answer("DownloadFileResult", Body(id).raw(only3("none")).raw(none), noStat, "System-2"),
          "30 LocalFileServer: Download file failed id=5.7 none: [System-2] " + noStat},
-        {asked("DownloadFile", "pipe"),
-         answer("DownloadFileResult", Body(id).raw(only3("pipe")).raw(none), dir / "pipe" + " is a special file"),
-         "30 SFopsProto: Download file id=5.7 pipe"},
-        {asked("DownloadFile", "home"),
-         answer("DownloadFileResult", Body(id).raw(only3("home")).raw(entryBytes(onDisk("home"))),
-                "Path is a directory"),
-         "100 SFopsProto: Download file result id=5.7 home: Path is a directory"},
         {asked("DownloadFile", "a/../b"),
          answer("DownloadFileResult", Body(id).raw(only3("a/../b")).raw(none), dots, "BadPath"),
          "100 SFopsProto: Download file result id=5.7 <null>: [BadPath] " + dots},
@@ -196,15 +177,9 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
                 Body(id).raw(v3 ? Body().u64(1) : Body()).raw(entryBytes(onDisk("f"))).raw(data), noFolder,
                 "System-20"),
          "30 LocalFileServer: Download top dir failed id=5.7 f: [System-20] " + noFolder},
-        {asked("DownloadFolder", ""),
-         answer("DownloadFolderResult", Body(id).raw(v3 ? Body().u64(0) : Body()).raw(none).raw(data), empty,
-                "BadPath"),
-         "30 SFopsProto: Download dir id=5.7 "},
         {message("UploadFile", Body(id).entry("n", 3).raw(data).text("none")),
          answer("CancelByReceiver", id, noPlace, "System-2"),
          "30 LocalFileServer: Upload file failed id=5.7 none: [System-2] " + noPlace},
-        {message("UploadFile", Body(id).entry("n", 3).raw(data).text("..")),
-         answer("CancelByReceiver", id, dots, "BadPath"), "100 SFopsProto: Upload file error: [BadPath] " + dots},
         {message("UploadFolder", Body(id).raw(data).entry("n").text("f")),
          answer("UploadFolderResult", Body(id).raw(data).raw(v3 ? Body().entry("n") : Body()).text("f/n"), notMade,
                 "System-20"),
@@ -216,22 +191,12 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
         {message("CreateFolder", Body().text("f").text("n")),
          answer("CreateFolderResult", Body(), notMade, "System-20"),
          "30 LocalDirActions: Failed to create new dir f/n: [System-20] " + notMade},
-        {message("CreateFolder", Body().text("..").text("n")), answer("CreateFolderResult", Body(), dots, "BadPath"),
-         ""},
-        {message("CreateFolder", Body().text("").text("a/b")),
-         answer("CreateFolderResult", Body(), "Invalid path: element contains /", "BadPath"), ""},
         {message("DeleteFileOrFolder", Body().text("a\xFF")),
          answer("DeleteFileOrFolderResult", Body(), notGone, "System-2"),
          "30 LocalDirActions: Failed to delete a\xEF\xBF\xBD - " + notGone},
-        {message("DeleteFileOrFolder", Body().text("a/")), answer("DeleteFileOrFolderResult", Body(), empty, "BadPath"),
-         ""},
         {message("RenameFileOrFolder", Body().text("none").text("x")),
          answer("RenameFileOrFolderResult", Body(), notMoved, "System-2"),
          "30 LocalDirActions: Failed to rename none: [System-2] " + notMoved},
-        {message("RenameFileOrFolder", Body().text("f").text("")),
-         answer("RenameFileOrFolderResult", Body(), empty, "BadPath"), ""},
-        {message("RenameFileOrFolder", Body().text("..").text("")),
-         answer("RenameFileOrFolderResult", Body(), dots, "BadPath"), ""},
     };
     for (const Case& c : cases) {
       SCOPED_TRACE(testing::PrintToString(c.request));
@@ -244,19 +209,7 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
       }
     }
   }
-  EXPECT_EQ(dir.list(), (Lines{"f", "home", "pipe", "t"}));
-}
-
-TEST_F(LocalFileServerTest, sendsFilesByIdFromTheRootItWasBuiltWith) {
-  dir.write("f", "0123456789");
-  const ParameterValue moved("FopsDir", (dir / "home").c_str());
-  const test::RecordingDest log("*:rec:100");
-  EXPECT_EQ(request("DownloadFile", Body(id).text("f")),
-            Lines{message("DownloadFileResult", Body(id).raw(entryBytes(onDisk("f"))).result("", ""))});
-  EXPECT_EQ(log.lines(), (Lines{"30 SFopsProto: Download file id=5.7 f", "30 FileSender: New id=5.7 f 10 bytes",
-                                "100 SFopsProto: Download file result id=5.7 f: ok"}));
-  EXPECT_EQ(request("DataReq", Body(id).u64(4)), Lines{message("DataChunk", Body(id).u64(0).text("0123"))});
-  EXPECT_EQ(request("GetRoot").at(0).substr(0, 14), std::string("\x0DGetRootResult"));
+  EXPECT_EQ(dir.list(), (Lines{"f", "home", "t"}));
 }
 
 TEST_F(LocalFileServerTest, leavesNothingOfUploadsThatDoNotEnd) {
@@ -269,7 +222,6 @@ TEST_F(LocalFileServerTest, leavesNothingOfUploadsThatDoNotEnd) {
   request("ClientClose");
   EXPECT_EQ(dir.list(), (Lines{"f.tmp", "home"})) << "the end of a session ends no transfer";
   server.reset();
-  EXPECT_EQ(writer.take(), Lines{});
   EXPECT_EQ(dir.list(), Lines{"home"});
 }
 
@@ -280,21 +232,16 @@ TEST_F(LocalFileServerTest, makesFoldersUnderFreeNames) {
     setUnixMode(folder, static_cast<std::uint16_t>(mode));
     return request("UploadFolder", Body(id).raw(entryBytes(folder)).text(destination));
   };
-  const auto made = [&](const char* path, const char* error, const char* type) {
-    return Lines{message("UploadFolderResult", Body(id).text(path).result(error, type))};
+  const auto made = [&](const char* path) {
+    return Lines{message("UploadFolderResult", Body(id).text(path).result("", ""))};
   };
-  EXPECT_EQ(upload(040700, ""), made("new.d", "", ""));
-  EXPECT_EQ(upload(040710, ""), made("new(1).d", "", ""));
-  EXPECT_EQ(upload(040555, "new(1).d"), made("new(1).d/new.d", "", ""));
+  EXPECT_EQ(upload(040700, ""), made("new.d"));
+  EXPECT_EQ(upload(040710, ""), made("new(1).d"));
+  EXPECT_EQ(upload(040555, "new(1).d"), made("new(1).d/new.d"));
   EXPECT_EQ(unixMode(onDisk("new.d")), 040700);
   EXPECT_EQ(unixMode(onDisk("new(1).d")), 040755);
   request("CreateFolder", Body().text("some/where").text("deep"));
   EXPECT_EQ(unixMode(onDisk("some/where")), 040700);
-  start(dir.path() + "/");
-  EXPECT_EQ(upload(040700, ""), made("new.d", "Invalid path: starts with /", "BadPath"));
-  EXPECT_EQ(request("CreateFolder", Body().text("").text("new.d")),
-            Lines{message("CreateFolderResult", Body().result("Invalid path: starts with /", "BadPath"))});
-  EXPECT_EQ(dir.list(), (Lines{"home", "new(1).d", "new(2).d", "new(3).d", "new.d", "some"})) << "they are there";
 }
 
 TEST_F(LocalFileServerTest, deletesAndRenamesAsTheSystemDoes) {
@@ -304,18 +251,15 @@ TEST_F(LocalFileServerTest, deletesAndRenamesAsTheSystemDoes) {
   dir.write("t/u/v", "");
   dir.link("kept", "link");
   dir.link("nowhere", "dangling");
+  const auto outcome = [&](const char* type, const Body& body) { return request(type, body).at(0).substr(25); };
   const auto renamed = [&](const char* from, const char* to) {
-    return request("RenameFileOrFolder", Body().text(from).text(to)).at(0).substr(25);
+    return outcome("RenameFileOrFolder", Body().text(from).text(to));
   };
-  const auto removed = [&](const char* path) {
-    return request("DeleteFileOrFolder", Body().text(path)).at(0).substr(25);
-  };
+  const auto removed = [&](const char* path) { return outcome("DeleteFileOrFolder", Body().text(path)); };
   const test::RecordingDest log("*:rec:100");
-  EXPECT_EQ(request("CreateFolder", Body().text("t").text("n")).size(), 1U);
+  request("CreateFolder", Body().text("t").text("n"));
   EXPECT_EQ(renamed("a", "b"), Body().result("", ""));
   EXPECT_EQ(dir.read("b"), "new");
-  EXPECT_EQ(renamed("home", "t"),
-            Body().result("fileRename(" + dir / "home" + "," + dir / "t" + "): Directory not empty (39)", "System-39"));
   EXPECT_EQ(removed("t"), Body().result("", ""));
   EXPECT_THAT(log.lines(), testing::IsSupersetOf({"30 LocalDirActions: Create new dir " + dir / "t/n",
                                                   std::string("30 LocalDirActions: Renaming path from a to b"),
@@ -334,18 +278,6 @@ TEST_F(LocalFileServerTest, goesOnInSilenceWithoutAHome) {
   EXPECT_THAT(log.lines(), testing::Contains("100 SFopsProto: Write error: HOME dir not found"));
   EXPECT_THAT(log.lines(), testing::Contains("100 FopsProto: Discarding outgoing message CreateFolderResult"));
   EXPECT_TRUE(dir.exists("made"));
-}
-
-TEST_F(LocalFileServerTest, diesOfALeadingSlashOrAnIdInUse) {
-  dir.write("f", "1");
-  dir.allowTemporaryFiles();
-  EXPECT_DEATH(request("CreateFolder", Body().text("").text("/x")), "libs/fops/path:34");
-  EXPECT_DEATH(request("CreateFolder", Body().text("/a").text("x")), "libs/fops/path:36");
-  const Body upload = Body(id).entry("g", 3).text("");
-  request("DownloadFile", Body(id).text("f"));
-  EXPECT_DEATH(request("DownloadFile", Body(id).text("f")), "i == files.end\\(\\).*libs/fops/FileSender");
-  request("UploadFile", upload);  // an upload may have the id of a download
-  EXPECT_DEATH(request("UploadFile", upload), "i == files.end\\(\\).*libs/fops/FileReceiver");
 }
 
 }  // namespace

@@ -1,0 +1,379 @@
+#include "base/os/LaunchProcess.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include "base/io/FdManager.h"
+#include "base/os/SignalHandler.h"
+#include "base/os/childExit.h"
+#include "base/os/detachedChildren.h"
+#include "base/os/doubleFork.h"
+#include "base/os/elevate.h"
+#include "base/os/launchChild.h"
+#include "base/os/programPath.h"
+#include "base/os/socketUtil.h"
+#include "base/os/startError.h"
+#include "base/plat/DString.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/SystemException.h"
+#include "base/plat/Time.h"
+#include "base/plat/assert.h"
+#include "base/plat/file.h"
+#include "base/plat/filePaths.h"
+#include "base/plat/fixedText.h"
+#include "base/rdr/FdInStreamOwn.h"
+
+namespace os {
+
+namespace {
+
+plat::LogSrc log("LaunchProcess");
+
+constexpr int ReportBufferSize = 512;  // more than one start-error record
+
+/// Holds a child that nobody else waits for any more.
+struct PidCleanup : plat::NonCopyable {
+  PidCleanup(pid_t childPid, const plat::String& childName) noexcept : pid(childPid), name(childName) {}
+  ~PidCleanup() {
+    int status = 0;
+    if (pid > 0 && reapChild(pid, name.get(), true, status, log) == Reaped::Failed) {
+      log.error("~PidCleanup: %s", plat::ExceptionText(plat::SystemException("waitpid", errno)).get());
+    }
+  }
+  const pid_t pid;
+  const plat::String& name;
+};
+
+/// The pipe for the child's start error.
+struct ErrorPipe : plat::NonCopyable {
+  ErrorPipe() { pipeCloseOnExec(fds); }
+  ~ErrorPipe() { close(); }
+  void close() noexcept {
+    for (int& fd : fds) {
+      if (fd >= 0) {
+        ::close(std::exchange(fd, -1));
+      }
+    }
+  }
+  int fds[2] = {-1, -1};
+};
+
+/// Keeps signals out while the child is made: one that arrived in it before its handlers are gone would run them there.
+class SignalBlock : plat::NonCopyable {
+public:
+  explicit SignalBlock(SignalHandler::BlockRecord& blockRecord) : record(blockRecord) {
+    SignalHandler::instance().blockSignals(record);
+    sigset_t all;
+    sigfillset(&all);
+    ::sigprocmask(SIG_BLOCK, &all, nullptr);
+  }
+  ~SignalBlock() { SignalHandler::instance().unblockSignals(record); }
+
+private:
+  SignalHandler::BlockRecord& record;
+};
+
+/// A sleep that the end of a child cuts short, if there is an event loop that listens to signals. The signal is held
+/// back but during the sleep, so none is missed between looking and sleeping; the loop is told of it as always.
+class ChildEvent final : private SignalHandler::Callback, plat::NonCopyable {
+public:
+  ChildEvent() : listening(io::FdManager::current() != nullptr && SignalHandler::instance().inUse()) {
+    if (listening) {
+      sigset_t chld;
+      sigemptyset(&chld);
+      sigaddset(&chld, SIGCHLD);
+      ::sigprocmask(SIG_BLOCK, &chld, &previous);
+      asleep = previous;
+      sigdelset(&asleep, SIGCHLD);
+      SignalHandler::instance().setHandler(SIGCHLD, this, true);
+    }
+  }
+  ~ChildEvent() override {
+    if (listening) {
+      ::sigprocmask(SIG_SETMASK, &previous, nullptr);
+      SignalHandler::instance().setHandler(SIGCHLD, this, false);
+    }
+  }
+  void wait(int ms) const {
+    if (listening) {
+      const timespec limit = {ms / 1000, (ms % 1000) * 1'000'000L};
+      ::ppoll(nullptr, 0, &limit, &asleep);
+    } else {
+      plat::sleepMs(ms);
+    }
+  }
+
+private:
+  void signalled(int) override {}
+
+  const bool listening;
+  sigset_t previous = {};
+  sigset_t asleep = {};
+};
+
+/// The words of execve(2), made while memory may still be asked for.
+struct ExecWords {
+  explicit ExecWords(const LaunchProcess& launch) {
+    for (const plat::String& arg : launch.args) {
+      argv.push_back(const_cast<char*>(arg.orEmpty()));  // execve leaves them alone
+    }
+    argv.push_back(nullptr);
+    for (const auto& [key, value] : launch.environment) {
+      settings.push_back(plat::String::format("%s=%s", key.orEmpty(), value.orEmpty()));
+    }
+    for (plat::String& setting : settings) {
+      environment.push_back(setting.data());
+    }
+    environment.push_back(nullptr);
+    plat::strFormatAppend(execCall, sizeof execCall, "execve(%s)", launch.args.empty() ? "" : argv[0]);
+  }
+  std::vector<char*> argv;
+  std::vector<plat::String> settings;
+  std::vector<char*> environment;
+  char execCall[256] = {};
+};
+
+[[gnu::no_sanitize_address]] int becomeProgram(void* child) noexcept {
+  static_cast<LaunchChild*>(child)->becomeProgram();
+}
+
+/// The child that becomes a program works in this process's memory; only one that runs on needs a copy of it.
+/// @return as fork(2); -1 without a failure for a child at level 2.
+pid_t forkAtLevel(int level, LaunchChild& child) {
+  const bool execs = *child.argv != nullptr;
+  if (level >= LaunchProcess::DetachFromStart) {
+    if (execs) {
+      doubleFork(child.errorFd, becomeProgram, &child);
+      return -1;
+    }
+    return doubleFork(child.errorFd) ? 0 : -1;
+  }
+  ChildStack stack;
+  const pid_t pid = execs ? forkShared(stack, becomeProgram, &child) : ::fork();
+  if (pid < 0) {
+    throw plat::SystemException("fork", errno);
+  }
+  return pid;
+}
+
+/// @throws plat::SystemException as the child reports it
+void awaitExec(rdr::InStream& in) {
+  StartError failure;
+  try {
+    if (!readStartError(in, failure)) {
+      return;
+    }
+  } catch (const plat::Exception& e) {
+    log.error("%s", plat::ExceptionText(e).get());
+    return;
+  }
+  throw plat::SystemException(failure.text.get(), failure.error);
+}
+
+}  // namespace
+
+LaunchProcess::~LaunchProcess() {
+  closeRedirects();
+  if (pid < 0) {
+    return;
+  }
+  if (dl == ParentWaits) {
+    const PidCleanup cleanup(pid, name);
+    return;
+  }
+  try {
+    leaveToPidManager(pid, log);
+  } catch (const plat::Exception& e) {
+    log.error("%s", plat::ExceptionText(e).get());
+  }
+}
+
+bool LaunchProcess::start() {
+  PLAT_REQUIRE(!used);
+  resolveProgram();
+  used = true;
+  addPrivilegeWords();
+  if (log.enabled(plat::LogDebug)) {
+    plat::DString words;
+    for (const plat::String& arg : args) {
+      words.append(words.get() == nullptr ? "" : " ").append(arg.orEmpty());
+    }
+    log.debug("Launching %s", args.empty() ? "(fork)" : words.orEmpty());
+  }
+  return forkChild();
+}
+
+void LaunchProcess::resolveProgram() {
+  if (args.empty()) {
+    return;
+  }
+  if (searchPath) {
+    args[0] = findProgram(args[0].orEmpty(), true, true);
+  } else {
+    PLAT_REQUIRE_AS(plat::isAbsolutePath(args[0].get()), "isAbsolutePath(cfg.args[0])", __FILE__, __LINE__);
+  }
+  if (name.isNull()) {
+    name = args[0];
+  }
+}
+
+void LaunchProcess::addPrivilegeWords() {
+  // A child that just ran on would keep the rights that it has now.
+  PLAT_REQUIRE(!args.empty() || (!elevate && runAsUid == 0));
+  if (elevate && ::geteuid() != 0) {
+    getElevateProg(args, title.get());
+  }
+  if (runAsUid != 0) {
+    PLAT_REQUIRE(getuid() == 0 && geteuid() == 0);
+    const plat::String program = selfAsHelper ? programPath() : args[0];
+    args.insert(args.begin(), {program, "-setuidhelper", plat::String::format("%u", runAsUid)});
+  }
+}
+
+void LaunchProcess::redirectMissing() {
+  if (!childDup.contains(STDIN_FILENO)) {
+    redirectFile(true, STDIN_FILENO, "/dev/null", false);
+  }
+  if (!childDup.contains(STDOUT_FILENO)) {
+    redirectFile(false, STDOUT_FILENO, "/dev/null", false);
+  }
+}
+
+bool LaunchProcess::forkChild() {
+  ExecWords words(*this);
+  redirectMissing();
+  ErrorPipe errors;
+  rdr::FdInStream in(errors.fds[0], ReportBufferSize);
+  LaunchChild child;
+  for (const auto& [target, source] : childDup) {
+    child.redirects.push_back({source, target, source});
+  }
+  child.toClose.assign(closeInChild.begin(), closeInChild.end());
+  if (args.empty()) {
+    child.toClose.push_back(errors.fds[0]);  // before its number is used for something else
+  }
+  child.errorFd = errors.fds[1];
+  child.signalHandler = &SignalHandler::instance();
+  child.argv = words.argv.data();
+  child.environment = words.environment.data();
+  child.execCall = words.execCall;
+  {
+    const SignalBlock block(child.signals);
+    pid = forkAtLevel(dl, child);
+    if (pid == 0) {
+      child.runOn();
+    }
+  }
+  if (pid == 0) {
+    errors.fds[0] = errors.fds[1] = -1;  // closed, and perhaps redirected since
+    childDup.clear();
+    pid = -1;
+    return false;
+  }
+  closeRedirects();
+  ::close(std::exchange(errors.fds[1], -1));
+  try {
+    awaitExec(in);
+  } catch (const plat::SystemException&) {
+    const PidCleanup cleanup(std::exchange(pid, -1), name);
+    throw;
+  }
+  return true;
+}
+
+void LaunchProcess::redirectFile(bool read, int childFd, const char* path, bool append) {
+  const int flags = read ? O_RDONLY : O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC);
+  const int fd = plat::fileOpenFd(path, flags, 0600);
+  setRedirect(childFd, fd);
+}
+
+void LaunchProcess::redirectDup2(int from, int to) {
+  const auto i = childDup.find(from);
+  if (i == childDup.end()) {
+    throw plat::AssertionFail("i != childDup.end()", __FILE__, __LINE__, plat::Formatted,
+                              "redirectDup2: fd %d not redirected", from);
+  }
+  setRedirect(to, i->second);
+}
+
+void LaunchProcess::setRedirect(int childFd, int fd) {
+  const auto [entry, isNew] = childDup.try_emplace(childFd, fd);
+  if (isNew) {
+    return;
+  }
+  const int former = std::exchange(entry->second, fd);
+  if (std::ranges::none_of(childDup, [former](const auto& other) { return other.second == former; })) {
+    ::close(former);
+  }
+}
+
+void LaunchProcess::setDetachLevel(int level) {
+  PLAT_REQUIRE_AS(level >= dl, "dl >= cfg.dl", __FILE__, __LINE__);
+  dl = level;
+  if (dl >= DetachFromStart && pid > 0) {
+    leaveToPidManager(std::exchange(pid, -1), log);
+  }
+}
+
+bool LaunchProcess::wait(int* status, int timeoutMs) {
+  if (pid < 0) {
+    throw plat::Exception("LaunchProcess: process detached or not started");
+  }
+  if (timeoutMs <= 0) {
+    return reap(timeoutMs < 0, status);
+  }
+  const plat::FileTime deadline = plat::getMonoTime() + timeoutMs * plat::TicksPerMs;
+  const int step = std::clamp(timeoutMs / 10, 50, 1000);
+  const ChildEvent event;
+  while (!reap(false, status)) {
+    const plat::FileTime leftMs = (deadline - plat::getMonoTime() + plat::TicksPerMs - 1) / plat::TicksPerMs;
+    if (leftMs <= 0) {
+      return false;
+    }
+    event.wait(static_cast<int>(std::min<plat::FileTime>(step, leftMs)));
+  }
+  return true;
+}
+
+bool LaunchProcess::reap(bool block, int* status) {
+  int value = 0;
+  const Reaped reaped = reapChild(pid, name.get(), block, value, log);
+  if (reaped == Reaped::Running) {
+    return false;
+  }
+  pid = -1;
+  if (reaped == Reaped::Failed) {
+    throw plat::SystemException("waitpid", errno);
+  }
+  if (status != nullptr) {
+    *status = value;
+  }
+  return true;
+}
+
+void LaunchProcess::inheritEnvironment() {
+  for (char** setting = environ; setting != nullptr && *setting != nullptr; ++setting) {
+    if (const char* const equals = std::strchr(*setting, '=')) {
+      environment[plat::String(*setting, static_cast<std::size_t>(equals - *setting))] = equals + 1;
+    }
+  }
+}
+
+void LaunchProcess::closeRedirects() noexcept {
+  while (!childDup.empty()) {
+    const int fd = childDup.begin()->second;
+    ::close(fd);
+    std::erase_if(childDup, [fd](const auto& entry) { return entry.second == fd; });
+  }
+  closeInChild.clear();
+}
+
+}  // namespace os

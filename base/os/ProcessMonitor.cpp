@@ -1,0 +1,74 @@
+#include "base/os/ProcessMonitor.h"
+
+#include <cerrno>
+#include <csignal>
+#include <utility>
+
+#include "base/os/childExit.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/SystemException.h"
+
+namespace os {
+
+namespace {
+
+plat::LogSrc log("ProcessMonitor");
+
+constexpr int RecheckMs = 1000;  // for a signal that the full pipe of the signal handler has lost
+
+}  // namespace
+
+ProcessMonitor::ProcessMonitor(pid_t& childPid, const char* childName, Callback* owner)
+    : pid(childPid), name(childName), callback(owner) {
+  timer.start(0);  // the child may have ended before anybody listened
+  SignalHandler::instance().setHandler(SIGCHLD, this, true);
+}
+
+ProcessMonitor::~ProcessMonitor() {
+  stop();
+}
+
+void ProcessMonitor::stop() {
+  if (callback != nullptr) {
+    callback = nullptr;
+    timer.stop();
+    SignalHandler::instance().setHandler(SIGCHLD, this, false);
+  }
+}
+
+void ProcessMonitor::signalled(int) {
+  check();
+}
+
+bool ProcessMonitor::timerFired(plat::Timer&) {
+  timer.start(RecheckMs);
+  check();
+  return false;
+}
+
+/// The last thing that a caller does: the owner may destroy this object from its callback.
+void ProcessMonitor::check() {
+  if (pid < 0) {
+    stop();
+    return;
+  }
+  try {
+    int status = 0;
+    const Reaped reaped = reapChild(pid, name.get(), false, status, log);
+    if (reaped == Reaped::Running) {
+      return;
+    }
+    const int error = errno;
+    pid = -1;
+    Callback* const owner = callback;
+    stop();
+    if (reaped == Reaped::Failed) {
+      throw plat::SystemException("waitpid", error);
+    }
+    owner->processExited(status);
+  } catch (const plat::Exception& e) {
+    log.error("%s", plat::ExceptionText(e).get());
+  }
+}
+
+}  // namespace os
