@@ -36,9 +36,8 @@ public:
   /// Performs the launch. Returns when the child runs its program, or if `args` is empty, has been forked.
   /// @return true in the launcher; false in the child of a launch with empty `args`, which runs on from here as a copy
   ///   of this process, and in which nothing is allocated or locked before.
-  /// @throws plat::SystemException "%s does not exist or is not executable", or with the name and error of the call
-  /// that
-  ///   failed: "pipe2", "fork", and in the child "dup2", "fcntl", "execve(%s)"; the child is gone then.
+  /// @throws plat::SystemException "%s does not exist or is not executable", or with the name and error of what failed:
+  ///   "fileOpenFd(%s)", "pipe2", "fork", and in the child "dup2", "fcntl", "execve(%s)"; the child is gone then.
   ///   plat::AssertionFail "!used", "isAbsolutePath(cfg.args[0])", "getuid() == 0 && geteuid() == 0";
   ///   what getElevateProg() raises
   bool start();

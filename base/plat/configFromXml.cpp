@@ -1,17 +1,21 @@
 // Reading the XML description of a configuration.
+#include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "base/loc/Localize.h"
 #include "base/loc/translate.h"
 #include "base/plat/BinaryParameter.h"
 #include "base/plat/BoolParameter.h"
 #include "base/plat/Configuration.h"
 #include "base/plat/EnumParameter.h"
 #include "base/plat/Exception.h"
+#include "base/plat/Lock.h"
 #include "base/plat/S64Parameter.h"
 #include "base/plat/StringParameter.h"
 #include "base/plat/configXml.h"
@@ -49,6 +53,29 @@ int numberOr(const Document::Element& element, const char* attribute, int fallba
   return text != nullptr ? toNumber(text) : fallback;
 }
 
+bool hasPlaceholder(const char* text) {
+  for (const char* percent = std::strchr(text, '%'); percent != nullptr; percent = std::strchr(percent + 2, '%')) {
+    if (percent[1] != '%') {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// Whether the text of a key is one to be filled in. That is no description, and shown as one it could not be filled in
+/// any more: a program that did would abort (see loc::translate).
+bool takesArguments(const char* key) {
+  loc::Localize& localize = loc::Localize::instance();
+  const Lock lock(localize.lock());
+  std::vector<std::string> locales = localize.locales();
+  locales.emplace_back("en");  // has every key of ours, whatever string files make of it in other languages
+  return std::any_of(locales.begin(), locales.end(), [&](const std::string& locale) {
+    const loc::Localize::Table* const texts = localize.table(locale);
+    const auto found = texts != nullptr ? texts->find(key) : loc::Localize::Table::const_iterator();
+    return texts != nullptr && found != texts->end() && hasPlaceholder(found->second);
+  });
+}
+
 /// What every parameter has; the texts live in the tree.
 struct Head {
   const char* name;
@@ -62,6 +89,9 @@ Head readHead(const Document::Element& element) {
   const Head head = {element.attribute("name"), element.attribute("description"), element.attribute("locDesc"),
                      advanced != nullptr && strCompareNoCase(advanced, "true") == 0};
   if (head.locDesc != nullptr) {
+    if (takesArguments(head.locDesc)) {
+      incompatible();
+    }
     LOC_TR(head.locDesc);  // a key that has no text is told to the log now, rather than when somebody asks for help
   }
   if (head.name == nullptr || (head.description == nullptr && head.locDesc == nullptr) ||

@@ -21,6 +21,9 @@ std::vector<const ConfigParameter*> described(const Configuration& configuration
       parameters.push_back(parameter);
     }
   }
+  // Of several with one name the first counts, and of what is read the last: so that it is the same one that counts
+  // after reading, it goes out last.
+  std::reverse(parameters.begin(), parameters.end());
   std::stable_sort(parameters.begin(), parameters.end(), [](const ConfigParameter* a, const ConfigParameter* b) {
     return strCompareNoCase(a->name(), b->name()) < 0;
   });

@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+#include <sys/stat.h>
+
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/Exception.h"
 #include "base/plat/FilePtr.h"
@@ -38,8 +40,14 @@ void purge(const char* dir, const char* baseName) {
   }
 }
 
+/// A log may be sent to a device or a pipe; renaming "/dev/null" would take it from everybody.
+bool isDeviceOrPipe(const char* path) noexcept {
+  struct stat status = {};
+  return ::stat(path, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
 void rotate(const char* path, const char* dir, const char* baseName) {
-  if (!fileExists(path)) {
+  if (!fileExists(path) || isDeviceOrPipe(path)) {
     return;
   }
   const std::tm t = localBreakdown(fileGetTime(path));

@@ -10,7 +10,7 @@ enum ErrorCode : int {
   TooDeep,            ///< Document::MaxDepth
   TooManyElements,    ///< Document::MaxElements
   TooManyAttributes,  ///< Document::MaxAttributes
-  TooMuchText,        ///< Document::MaxTextBytes, or a single piece of markup beyond Document::MaxParserBytes
+  TooMuchText,        ///< Document::MaxTextBytes, or markup so long that the parser would pass Document::MaxParserBytes
 };
 
 }  // namespace xml

@@ -13,7 +13,8 @@ namespace qzutil {
 /// One configuration file as a map of keys, for programs that change single ones.
 ///
 /// Purpose:   each operation reads the file anew and, to change it, replaces it as a whole, ordered by key; a reader
-///            sees the old contents or the new ones. Lines that are no settings are kept as keys without a value.
+///            sees the old contents or the new ones. Lines that are no settings, comments among them, are keys like any
+///            other: kept, but ordered with the rest, and written with what their escapes stood for.
 /// Ownership: holds the path only, no descriptor between calls.
 /// Limit:     two processes that change the file at the same time may lose one of the changes.
 /// Failure:   a file that is not there is an empty one; any other failure passes on, and the file is as it was.

@@ -269,21 +269,6 @@ TEST_F(FdIoTest, shutdownEndsInALaterTurnAndHearsOfNoFailure) {
   }
 }
 
-TEST_F(FdIoTest, shutdownFromTheHandlersOwnCallFlushesAndHearsNoMoreInput) {
-  TestIo* const io = attached();
-  handler.onReadable = [](io::Io& c) {
-    write(c, Much);
-    c.shutdown(true, true);
-  };
-  pair.send("x");
-  EXPECT_THAT(turn(), ElementsAre("readable"));
-  EXPECT_EQ(drain(*io), Much);
-  turns(2);
-  EXPECT_THAT(events, ElementsAre("readable", "closed", "deleted"));
-  pair.receive();  // the byte that was left unread is an error first
-  EXPECT_TRUE(pair.farEnded());
-}
-
 TEST_F(FdIoTest, aFlushAtTheEndGivesUpOnAStalledPeer) {
   TestIo* const io = attached();
   write(*io, Much);

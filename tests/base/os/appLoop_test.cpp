@@ -1,14 +1,11 @@
 #include "base/os/AppLoop.h"
 
 #include <functional>
-#include <memory>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/io/FdSelectManager.h"
-#include "base/os/AppLoopImpl.h"
 #include "base/plat/AssertionFail.h"
 #include "base/plat/Timer.h"
 #include "tests/support/thrown.h"
@@ -57,29 +54,6 @@ TEST(AppLoop, refusesASecondLoopASecondRunAndQuittingNothing) {
     AppLoop::quit(4);
   });
   EXPECT_EQ(loop.run(), 4) << "the first one is still there";
-}
-
-TEST(AppLoop, theProcesssManagerOutlivesEveryLoop) {
-  for (int i = 0; i < 2; ++i) {
-    const AppLoop loop;
-    EXPECT_EQ(io::FdManager::current(), &os::AppLoopImpl::processManager());
-  }
-  EXPECT_EQ(io::FdManager::current(), &os::AppLoopImpl::processManager());
-}
-
-TEST(AppLoop, aHostMayBringItsOwnLoop) {
-  class HostLoop final : public AppLoop::Impl {
-  public:
-    int run() override {
-      AppLoop::quit(11);
-      return quits_ * 100 + AppLoop::exitValue();
-    }
-    void quit() override { ++quits_; }
-
-  private:
-    int quits_ = 0;
-  };
-  EXPECT_EQ(AppLoop(std::make_unique<HostLoop>()).run(), 111);
 }
 
 }  // namespace

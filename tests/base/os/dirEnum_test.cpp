@@ -45,23 +45,6 @@ TEST(DirEnum, givesEveryElementOnceWithItsFullPath) {
   EXPECT_EQ(DirEnum((dir / "empty").c_str()).next(), nullptr);
 }
 
-TEST(DirEnum, tellsTheTypeOfTheEntryItself) {
-  const test::TempDir dir;
-  dir.makeDir("folder");
-  dir.link("folder", "link");
-  DirEnum at(dir.path().c_str());
-  int seen = 0;
-  while (const char* const name = at.next()) {
-    const unsigned char type = at.entryType();
-    EXPECT_TRUE(type == DT_UNKNOWN || type == (std::string(name) == "link" ? DT_LNK : DT_DIR)) << name;
-    struct stat info {};
-    EXPECT_EQ(::fstatat(at.fd(), name, &info, 0), 0);
-    EXPECT_TRUE(S_ISDIR(info.st_mode));
-    ++seen;
-  }
-  EXPECT_EQ(seen, 2);
-}
-
 TEST(DirEnum, refusesWhatItCannotOpen) {
   const test::TempDir dir;
   dir.write("file", "");
@@ -114,17 +97,6 @@ TEST(TreeWalk, tellsAFolderWholeBeforeItEntersWhatIsInIt) {
   }
   EXPECT_THAT(visitor.log, ElementsAre("enter /a", "element /a/b", "enter /a/b", "element /a/b/c", "enter /a/b/c",
                                        "leave /a/b/c", "leave /a/b", "leave /a", "enter /file", "fail /file"));
-}
-
-TEST(TreeWalk, whatTheVisitorThrowsEndsTheWalk) {
-  struct Thrower : TreeVisitor {
-    bool element(const DirEnum&) override { throw plat::SystemException("mine", 5); }
-    void leaveFolder(const char*, std::exception_ptr) override { ADD_FAILURE(); }
-  };
-  const test::TempDir dir;
-  dir.write("file", "");
-  Thrower thrower;
-  EXPECT_THROW(walkTree(dir.path().c_str(), thrower), plat::SystemException);
 }
 
 }  // namespace

@@ -139,6 +139,20 @@ TEST_F(ConfigXml, comesInAsItWentOut) {
   }
 }
 
+TEST(ConfigFromXml, findsOfSeveralWithOneNameTheOneThatWasFound) {
+  Configuration config("Test");
+  Configuration child("Child");
+  config.setChild(child, true);
+  const plat::IntParameter own("Size", "own", 1, 0, 9, false, &config);
+  const plat::IntParameter shadowed("SIZE", "shadowed", 2, 0, 9, false, &child);
+  const plat::String out = plat::configToXml(config, false, false);
+  config.setChild(child, false);
+  Configuration in("In");
+  plat::configFromXml(in, out.get());
+  EXPECT_STREQ(in.getParam("Size").getDescription(), "own");
+  EXPECT_EQ(plat::configToXml(in, false, false), out);
+}
+
 TEST(ConfigFromXml, fillsInWhatMayBeLeftOut) {
   Configuration in("In");
   plat::configFromXml(in,
@@ -167,6 +181,9 @@ TEST(ConfigFromXml, saysWhatIsWrong) {
       {"<config><int description=''><value data='' priority='0'/></int></config>", "Incompatible XML config"},
       {"<config><int name='a'><value data='' priority='0'/></int></config>", "Incompatible XML config"},
       {"<config><int name='a' description=''/></config>", "Incompatible XML config"},
+      // A text to be filled in; shown as a description it would abort the program that fills it in later.
+      {"<config><int name='a' locDesc='plat_bad_argument'><value data='0' priority='0'/></int></config>",
+       "Incompatible XML config"},
       {"<config><float name='a' description=''><value data='' priority='0'/></float></config>",
        "Incompatible XML config"},
       {"<config><int name='a' description=''><value priority='0'/></int></config>", "Incompatible XML config"},

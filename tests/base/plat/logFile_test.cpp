@@ -133,6 +133,13 @@ TEST_F(LogFile, numbersARotatedFileWhoseNameIsTaken) {
   EXPECT_EQ(dir.read(std::string("app.log(1).") + stamp), "later");
 }
 
+TEST_F(LogFile, leavesADeviceWhereItIs) {
+  ASSERT_EQ(::symlink("/dev/null", path.c_str()), 0);
+  dest.setPath(path.c_str());
+  dest.log(0, "Src", "into nothing");
+  EXPECT_THAT(dir.list(), testing::ElementsAre("app.log"));
+}
+
 TEST_F(LogFile, staysClosedOnceItIsFull) {
   dest.setPath(path.c_str());
   dest.setMaxFileSize(60);

@@ -188,21 +188,6 @@ TEST_F(Parameter, refusesDefinitionsThatAreBugs) {
   EXPECT_EQ(config.find("S", false), nullptr);
 }
 
-TEST_F(Parameter, takesAllValuesOverFromAnother) {
-  Configuration otherConfig("Other");
-  IntParameter p("N", "", 1, 0, 9, false, &config);
-  IntParameter other("N", "", 2, 0, 9, false, &otherConfig);
-  p.setParam("3", 10);
-  p.setParam("4", 20);
-  other.setParam("4", 20);
-  other.setParam("6", 40);
-  Changes a(changes, "a");
-  p.addCallback(&a);
-  p.assignFrom(other);
-  EXPECT_EQ(changes, "a10 a0 a40 ");
-  EXPECT_EQ(p.getAllValues(), other.getAllValues());
-}
-
 TEST_F(Parameter, isClonedWithItsValuesAndTextsAndTags) {
   Configuration target("Target");
   std::string name = "Colour";

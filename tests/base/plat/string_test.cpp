@@ -36,17 +36,6 @@ TEST(String, copiesAreIndependentAndMovesLeaveNull) {
   EXPECT_EQ(String::format("%s-%0300d", "x", 7).length(), 302U);
 }
 
-TEST(DString, reservesPowersOfTwo) {
-  const struct { int wanted, capacity; } cases[] = {{0, 0}, {1, 8}, {8, 8}, {9, 16}, {16, 16}, {1000, 1024}};
-  for (const auto& [wanted, capacity] : cases) {
-    SCOPED_TRACE(wanted);
-    DString text;
-    text.reserve(wanted);
-    EXPECT_EQ(text.capacity(), capacity);
-    EXPECT_EQ(text.get() == nullptr, wanted == 0);
-  }
-}
-
 TEST(DString, appendsTextsAndItself) {
   DString text;
   text.append(nullptr);

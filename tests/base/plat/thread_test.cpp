@@ -18,7 +18,6 @@
 namespace {
 
 using plat::Thread;
-using testing::ElementsAre;
 using testing::MatchesRegex;
 
 template <class F>
@@ -93,15 +92,6 @@ TEST(Thread, runsOnceKnowsItselfAndLogsItsLife) {
   for (const auto& [at, event] : expected) {
     EXPECT_THAT(lines[at], MatchesRegex("100 Threading: " + std::string(event) + " worker [0-9a-f]+"));
   }
-}
-
-TEST(Thread, thatWasNeverStartedJoinsWithoutWaiting) {
-  test::RecordingDest log("Threading:rec:100");
-  Thread thread("idle");
-  EXPECT_EQ(thread.join(), &thread);
-  EXPECT_EQ(thread.state(), Thread::Joined);
-  EXPECT_THAT(log.lines(), ElementsAre("100 Threading: created   idle 0", "100 Threading: join      idle 0",
-                                       "100 Threading: joined    idle 0"));
 }
 
 TEST(Thread, endsWithALogLineWhenItsBodyThrows) {

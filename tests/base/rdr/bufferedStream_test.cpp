@@ -61,21 +61,6 @@ TEST(BufferedInStream, waitsForAnItemOnlyAsFarAsTheBufferReaches) {
   EXPECT_EQ(byDefault.asked, 16800);
 }
 
-TEST(BufferedOutStream, doublesItsBufferBeforeItWaits) {
-  SinkStream out;
-  const std::string bytes = pattern(40000);
-  put(out, bytes);
-  EXPECT_EQ(out.bufferSize(), 65536);
-  EXPECT_EQ(out.waits, 0);
-  EXPECT_GE(out.writes, 2) << "it tries to send every 16 KiB";
-  EXPECT_EQ(out.spaceLeft(), 134217728 - 40000);
-  out.willing = INT_MAX;
-  out.flush();
-  EXPECT_EQ(out.bytes, bytes);
-  EXPECT_EQ(out.bufferSize(), 65536) << "a doubled buffer stays";
-  EXPECT_EQ(out.getEnd() - out.getPtr(), 16384) << "and is offered in parts";
-}
-
 TEST(BufferedOutStream, givesTheMemoryOfALongBacklogBack) {
   constexpr int size = 32 << 20;
   SinkStream out;
@@ -144,24 +129,4 @@ TEST(BufferedOutStream, keepsBytesAndCountThroughAnyMixOfPartialWrites) {
   }
   out.flush();
   EXPECT_EQ(out.bytes, bytes);
-}
-
-TEST(BufferedLazyOutStream, leavesTheRestToOthers) {
-  SinkStream out;
-  out.setLazy(true);
-  out.setThrowErrors(false);
-  EXPECT_FALSE(out.doesThrowErrors());
-  put(out, "abcdefgh");
-  const std::uint8_t* const position = out.getPtr();
-  out.willing = 4;
-  out.flush();
-  EXPECT_EQ(out.nPending(), 4);
-  out.willing = 2;
-  EXPECT_FALSE(out.writeAll(false));
-  out.perWait = 1;
-  out.setLazy(false);
-  EXPECT_EQ(out.bytes, "abcdefgh");
-  EXPECT_EQ(out.waits, 2);
-  EXPECT_EQ(out.getPtr(), position) << "nobody has moved the writer";
-  EXPECT_TRUE(out.doesThrowErrors()) << "a waiting stream raises";
 }

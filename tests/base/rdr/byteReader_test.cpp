@@ -11,18 +11,6 @@ using rdr::ByteReader;
 using test::FedInStream;
 using test::raised;
 
-TEST(ByteReader, passesOnWhatTheWindowHolds) {
-  FedInStream in("abcdef", -1);
-  in.check(true);
-  const std::uint8_t* const window = in.getPtr();
-  ByteReader reader;
-  reader.init(&in, 4, nullptr, false);
-  EXPECT_EQ(reader.read(false).second, window);
-  reader.reset();
-  reader.init(&in, 2, nullptr, true);
-  EXPECT_NE(reader.read(false).second, window + 4) << "a copy was asked for";
-}
-
 TEST(ByteReader, gathersMoreThanTheBufferHoldsInAnyPieces) {
   const std::string expected = test::pattern(100);
   for (std::size_t piece = 1; piece < 100; ++piece) {

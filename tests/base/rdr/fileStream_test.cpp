@@ -7,8 +7,6 @@
 
 #include "TestStreams.h"
 #include "base/os/unix/FileFdOutStream.h"
-#include "base/rdr/EndOfStream.h"
-#include "base/rdr/FileInStream.h"
 #include "base/rdr/FileOutStream.h"
 #include "base/rdr/TransactedFileOutStream.h"
 #include "tests/support/TempDir.h"
@@ -26,37 +24,7 @@ mode_t modeOf(const std::string& path) {
   return st.st_mode & 07777;
 }
 
-std::string readToEnd(rdr::FileInStream& in) {
-  std::string bytes;
-  EXPECT_EQ(raised([&] {
-              while (true) {
-                bytes += static_cast<char>(in.readU8());
-              }
-            }),
-            "End of file");
-  return bytes;
-}
-
 }  // namespace
-
-TEST(FileInStream, readsAFileOneBufferAtATime) {
-  const TempDir dir;
-  for (const std::size_t size : {0, 1, 16799, 16800, 16801, 100000}) {
-    const std::string bytes = pattern(size);
-    dir.write("f", bytes);
-    rdr::FileInStream in((dir / "f").c_str());
-    EXPECT_EQ(readToEnd(in), bytes) << size;
-  }
-}
-
-TEST(FileInStream, reportsItsFailures) {
-  const TempDir dir;
-  const std::string missing = dir / "missing";
-  EXPECT_EQ(raised([&] { rdr::FileInStream in(missing.c_str()); }),
-            "Error opening \"" + missing + "\": No such file or directory (2)");
-  rdr::FileInStream folder(dir.path().c_str());
-  EXPECT_EQ(raised([&] { folder.readU8(); }), "reading from file failed: Is a directory (21)");
-}
 
 TEST(FileOutStream, writesWhatIsPendingToTheFileItWasWrittenFor) {
   const TempDir dir;

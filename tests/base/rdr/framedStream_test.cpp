@@ -137,20 +137,6 @@ TEST(FramedInStream, readsAMessageHoweverItIsCutAndHoweverItArrives) {
   }
 }
 
-TEST(FramedInStream, rewindsOverFrames) {
-  FedInStream below(frames("abcde", 2).substr(0, 10), -1);
-  rdr::InStreamV4 in(&below);
-  ASSERT_TRUE(in.startMsg(true) && in.startMsg(true)) << "already in it";
-  EXPECT_EQ(in.readU8(), 'a');
-  EXPECT_EQ(in.checkpoint(), 1U);
-  EXPECT_THROW(in.readU32(), rdr::BlockException);
-  EXPECT_EQ(in.offset(), 1U);
-  below.feed("e");
-  EXPECT_EQ(in.readU32(), 0x62636465U);
-  in.reposition(2);
-  EXPECT_EQ(readToEnd(in), "cde");
-}
-
 TEST(FramedInStream, endsAMessageOnlyWhenItIsRead) {
   FedInStream below(frames("ab") + frames("c"), -1);
   rdr::InStreamV4 in(&below);
@@ -206,23 +192,5 @@ TEST(FramedInStream, keepsASoundWindowWhenTheLinkFails) {
     in.startMsg(false);
     char bytes[100];
     EXPECT_EQ(raised([&] { in.readFixed(bytes, 100); }), "InStream overrun: buffer size exceeded");
-  }
-}
-
-TEST(FramedStreams, carryMessagesOfAnySize) {
-  const std::string payload = pattern(70000);
-  for (const std::size_t size : {0, 1, 16381, 16382, 16383, 32766, 32767, 70000}) {
-    SCOPED_TRACE(size);
-    SinkStream below;
-    below.willing = 1 << 30;
-    rdr::OutStreamV4 out(&below);
-    out.startMsg();
-    put(out, payload.substr(0, size));
-    out.endMsg(true);
-    FedInStream link(below.bytes, 1 << 17);
-    rdr::InStreamV4 in(&link);
-    ASSERT_TRUE(in.startMsg(false));
-    EXPECT_EQ(readToEnd(in), payload.substr(0, size));
-    EXPECT_EQ(link.nUnread(), 0);
   }
 }

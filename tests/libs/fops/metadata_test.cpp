@@ -2,9 +2,7 @@
 
 #include <algorithm>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -151,29 +149,6 @@ TEST_F(MetadataTest, addsUpFilesAndLogsWhatItCannotRead) {
                                             ": [System-2] fileGetSize(" + dir / "dangling" + noEntry}));
   EXPECT_EQ(test::raised([&] { size("a"); }), "opendir(" + dir / "a" + "): Not a directory (20)");
   EXPECT_EQ(test::raised([&] { size("none"); }), "opendir(" + dir / "none" + noEntry);
-}
-
-TEST_F(MetadataTest, measuresAsDeepAsPathsGoWithFewDescriptors) {
-  // As deep as a path can be long, with a file at the bottom, and below that a folder that no path can name.
-  std::string path = dir.path();
-  for (const std::string level = '/' + std::string(40, 'n'); path.size() + level.size() + 2 < 4096; path += level) {
-    ASSERT_EQ(::mkdir((path + level).c_str(), 0700), 0);
-  }
-  dir.write(path.substr(dir.path().size() + 1) + "/f", "bottom");
-  const int bottom = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  ASSERT_EQ(::mkdirat(bottom, std::string(100, 'n').c_str(), 0700), 0);
-  ::close(bottom);
-  const test::RecordingDest log("*:rec:100");
-  struct rlimit before {};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-  struct rlimit few = before;
-  few.rlim_cur = 32;
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
-  const std::int64_t bytes = size();
-  ::setrlimit(RLIMIT_NOFILE, &before);
-  EXPECT_EQ(bytes, 6);
-  ASSERT_EQ(log.lines().size(), 1U);  // cut to what a message holds
-  EXPECT_NE(log.lines()[0].find("Error getting size of " + dir / "nnn"), std::string::npos);
 }
 
 TEST_F(MetadataTest, measuresALoopOfLinksUpToTheSystemsLimit) {
