@@ -11,7 +11,7 @@ public:
   GetAddrInfoException(const char* call, int code);
 
   /// The same for the user: a text in the user's language where there is one for the code, else the message.
-  /// Lives as long as this object and the texts in force.
+  /// Lives as long as this object.
   const char* userText() const;
 
   int code;

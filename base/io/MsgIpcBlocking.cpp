@@ -30,6 +30,10 @@ void MsgIpc::readWholeMessage() {
     if (!stateMachine_.step(*this) && (waitsForMsg || !ipc_.blocking())) {
       throw rdr::BlockException();
     }
+    if (!in_.underlying()) {
+      stateMachine_.set(nullptr);  // the message has had the link closed: nothing is left to wait for
+      return;
+    }
     in_.checkpoint();
   } while (!inState(&MsgIpc::startMsg));
 }
@@ -40,7 +44,7 @@ void MsgIpc::skipFailedMessage() {
       in_.skipRestOfMsg();
       in_.endMsg();
     }
-    stateMachine_.set(&MsgIpc::startMsg);
+    stateMachine_.set(in_.underlying() ? &MsgIpc::startMsg : nullptr);
   } catch (const plat::Exception& e) {
     Ipc::log().error("%s: skip error: %s", ipc_.name(), plat::ExceptionText(e).get());
   }

@@ -50,6 +50,8 @@ public:
   void setSearchDirs(const std::vector<std::string>& dirs);
 
   /// Whether update() keeps `LANGUAGE` in the environment, and so for child processes, in step; true at first.
+  /// A program whose threads look locales up while `Locale` changes turns it off: the C library reads the environment
+  /// for that, and a change of the environment is not safe against readers.
   void setExportLanguage(bool on);
 
   /// Works out the process's locales from `Locale` or the environment, and its texts from these.

@@ -108,12 +108,13 @@ int acceptOnce(int listenFd) {
 }  // namespace
 
 void socketInit() {
-  if (initDone) {
+  // Of two threads the first one alone may look at the limit: the second would keep the lowered one for the next
+  // program.
+  if (initDone || initDone.exchange(true)) {
     return;
   }
   ignoreSigPipe();
   limitDescriptors();
-  initDone = true;
 }
 
 void socketRestoreForExec(bool restoreLimit) noexcept {

@@ -3,7 +3,8 @@
 namespace {
 
 // French has a no-break space before a colon and inside quotation marks, and a curved apostrophe. One text is worded
-// otherwise, since other programs know it by its bytes: plat_bad_argument.
+// otherwise, since other programs know it by its bytes: plat_bad_argument. plat_configuration_global_params is shown
+// with a colon put behind it, so its French text ends in the space that belongs before that.
 constexpr loc::TextRow Rows[] = {
     {
         .key = "plat_bad_argument",
@@ -18,7 +19,7 @@ constexpr loc::TextRow Rows[] = {
         .en = "Global parameters",
         .de = "Globale Parameter",
         .es = "Parámetros globales",
-        .fr = "Paramètres globaux",
+        .fr = "Paramètres globaux\u00a0",
         .pt = "Parâmetros globais",
     },
     {

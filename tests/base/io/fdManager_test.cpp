@@ -186,18 +186,6 @@ TEST_F(FdManagerTest, descriptorsFrom1024UpAreNotWatchedButTheirPendingCallsRun)
   ::close(high);
 }
 
-TEST_F(FdManagerTest, tellsAPlainTimeOutFromEverythingElse) {
-  test::ManualClock clock;
-  TestTimer timer([] {});
-  EXPECT_FALSE(manager.processEvents(0));
-  timer.start(1);
-  EXPECT_FALSE(manager.processEvents(0)) << "the limit came first";
-  EXPECT_TRUE(manager.processEvents(1)) << "a tie goes to the timer";
-  add(0, true, false, pair.near());
-  pair.send("x");
-  EXPECT_TRUE(manager.processEvents(60000)) << "a descriptor";
-}
-
 TEST_F(FdManagerTest, severalWakesAreOneWakeUpOfTheNextWait) {
   manager.wake();
   manager.wake();

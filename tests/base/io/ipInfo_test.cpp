@@ -90,23 +90,22 @@ TEST(IpInfo, refusesWhatIsNoAddress) {
   ::close(pair[1]);
 }
 
-TEST(IpInfo, numericHostsOnly) {
-  const struct {
-    const char* host;
-    int port;
-    int code;
-  } cases[] = {{"localhost", 80, EAI_NONAME}, {"", 80, EAI_NONAME},          {nullptr, 80, EAI_NONAME},
-               {"[::1]", 80, EAI_NONAME},     {"1.2.3.256", 80, EAI_NONAME}, {"127.0.0.1", 65536, EAI_SERVICE},
-               {"::1", -1, EAI_SERVICE}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.host ? c.host : "null");
-    try {
-      const IpInfo info(c.host, c.port);
-      ADD_FAILURE() << info.endpointText().get();
-    } catch (const io::GetAddrInfoException& e) {
-      EXPECT_EQ(e.code, c.code);
-    }
+/// What the resolver says; 0 without an exception.
+int resolverCode(const char* host, int port) {
+  try {
+    const IpInfo info(host, port);
+  } catch (const io::GetAddrInfoException& e) {
+    return e.code;
   }
+  return 0;
+}
+
+TEST(IpInfo, numericHostsAndPortsOnly) {
+  for (const char* host : {"localhost", "", static_cast<const char*>(nullptr), "[::1]", "1.2.3.256"}) {
+    EXPECT_EQ(resolverCode(host, 80), EAI_NONAME) << (host ? host : "null");
+  }
+  EXPECT_EQ(resolverCode("127.0.0.1", 65536), EAI_SERVICE);
+  EXPECT_EQ(resolverCode("::1", -1), EAI_SERVICE);
 }
 
 TEST(GetAddrInfoException, hasAMessageForTheLogAndATextForTheUser) {

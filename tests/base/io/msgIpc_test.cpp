@@ -257,4 +257,17 @@ TEST_F(BlockingMsgIpcTest, failureCostsOneMessage) {
   EXPECT_THAT(reader.messages, ElementsAre("fops=3"));
 }
 
+TEST_F(BlockingMsgIpcTest, aLinkThatIsClosedFromInsideIsReadNoMore) {
+  for (const bool fails : {false, true}) {
+    reader.act = [fails](rdr::InStream&, MsgIpc& self) {
+      self.close(false);
+      return fails ? throw plat::Exception("too much") : false;
+    };
+    io->fed->feed(textMsg("fops", "1"));
+    EXPECT_EQ(raised([&] { ipc.readMessage(nullptr); }), fails ? "too much" : "");
+    EXPECT_EQ(raised([&] { ipc.readMessage(nullptr); }), "MsgIpc::readMessage: not in state startMsg");
+    accept();
+  }
+}
+
 }  // namespace

@@ -7,17 +7,18 @@
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <netinet/in.h>
-#include <unistd.h>
 
-#include "base/io/IpInfo.h"
-#include "base/os/socketUtil.h"
 #include "base/plat/AssertionFail.h"
+#include "tests/support/sockets.h"
 #include "tests/support/thrown.h"
 
 namespace {
 
 using io::IpInfo;
 using io::PktInfo;
+using test::bindTo;
+using test::Fd;
+using test::localAddress;
 
 /// A message of one byte, with its sender's or receiver's address and room for control messages.
 struct Datagram {
@@ -38,18 +39,14 @@ struct Datagram {
   msghdr header = {};
 };
 
-int bindDatagrams(const IpInfo& address) {
-  return os::bindSocket(address.address(), address.addressLength(), SOCK_DGRAM, false);
-}
-
 /// A client asks a server bound to any address at `asked`, and hears from that very address.
 void expectAnswerFromTheAddressAsked(const IpInfo& any, const char* client, const char* asked) {
-  const int server = bindDatagrams(any);
+  const Fd server(bindTo(any, SOCK_DGRAM));
   EXPECT_FALSE(PktInfo::enabled(server, any.family()));
   PktInfo::setEnabled(server, any.family(), true);
   EXPECT_TRUE(PktInfo::enabled(server, any.family()));
-  const IpInfo target(asked, IpInfo(server, IpInfo::End::Local).port());
-  const int fd = bindDatagrams(IpInfo(client, 0));
+  const IpInfo target(asked, localAddress(server).port());
+  const Fd fd(bindTo(IpInfo(client, 0), SOCK_DGRAM));
   ASSERT_EQ(::sendto(fd, "q", 1, 0, target.address(), target.addressLength()), 1);
 
   Datagram request;
@@ -73,8 +70,6 @@ void expectAnswerFromTheAddressAsked(const IpInfo& any, const char* client, cons
   EXPECT_EQ(answer.peerInfo(), target);
   EXPECT_FALSE(info.read(answer.header)) << "not asked for on this socket";
   EXPECT_EQ(info, PktInfo());
-  ::close(fd);
-  ::close(server);
 }
 
 TEST(PktInfo, ipv4AnswersLeaveFromTheAddressAsked) {
@@ -83,7 +78,7 @@ TEST(PktInfo, ipv4AnswersLeaveFromTheAddressAsked) {
 
 TEST(PktInfo, ipv6AnswersLeaveFromTheAddressAsked) {
   try {
-    ::close(bindDatagrams(IpInfo(0, true, AF_INET6)));
+    const Fd probe(bindTo(IpInfo(0, true, AF_INET6), SOCK_DGRAM));
   } catch (const plat::SystemException& e) {
     GTEST_SKIP() << "no IPv6 here: " << e.message;
   }

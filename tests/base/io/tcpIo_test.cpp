@@ -6,30 +6,27 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <unistd.h>
 
-#include "base/os/socketUtil.h"
 #include "base/plat/AssertionFail.h"
 #include "tests/base/plat/RecordingDest.h"
 #include "tests/support/openFds.h"
+#include "tests/support/sockets.h"
 #include "tests/support/thrown.h"
 
 namespace {
 
 using io::IpInfo;
 using io::TcpIo;
-
-int connectTo(const IpInfo& address, bool blocking = true) {
-  return os::connectNew(address.address(), address.addressLength(), SOCK_STREAM, blocking);
-}
+using test::bindTo;
+using test::connectTo;
+using test::localAddress;
 
 /// Connections over the loopback of each family.
 class TcpIoTest : public testing::TestWithParam<const char*> {
 protected:
   void SetUp() override {
-    const IpInfo any(GetParam(), 0);
     try {
-      listener_ = os::bindSocket(any.address(), any.addressLength(), SOCK_STREAM, false);
+      listener_ = bindTo(IpInfo(GetParam(), 0));
     } catch (const plat::SystemException& e) {
       GTEST_SKIP() << "no such address here: " << e.message;
     }
@@ -40,7 +37,6 @@ protected:
       ::close(listener_);
     }
   }
-  IpInfo server() const { return {listener_, IpInfo::End::Local}; }
 
   int listener_ = -1;
 };
@@ -49,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(Families, TcpIoTest, testing::Values("127.0.0.1", "::1"
                          [](const auto& family) { return *family.param == ':' ? "Ipv6" : "Ipv4"; });
 
 TEST_P(TcpIoTest, knowsBothEndsByNumberAndByTheNameThatTheUserKnows) {
-  const IpInfo bound = server();
+  const IpInfo bound = localAddress(listener_);
   const std::string port = std::to_string(bound.port());
   const std::string numeric = bound.numericHostName().get();
   TcpIo client(connectTo(bound), true, false);
@@ -60,10 +56,7 @@ TEST_P(TcpIoTest, knowsBothEndsByNumberAndByTheNameThatTheUserKnows) {
   EXPECT_EQ(client.displayName(), GetParam() + ("::" + port) + " (TCP)");
   EXPECT_EQ(client.flags().count("secureTransport"), 1U);
   EXPECT_EQ(accepted.flags().count("secureTransport"), 1U);
-  int noDelay = 0;
-  socklen_t length = sizeof noDelay;
-  ::getsockopt(client.fd(), IPPROTO_TCP, TCP_NODELAY, &noDelay, &length);
-  EXPECT_NE(noDelay, 0);
+  EXPECT_NE(test::intOption(client.fd(), IPPROTO_TCP, TCP_NODELAY), 0);
   TcpIo named(::dup(client.fd()), true, false);
   named.setHostName("some.host");
   EXPECT_EQ(named.displayName(), "some.host::" + port + " (TCP)");
@@ -75,17 +68,14 @@ TEST_P(TcpIoTest, knowsBothEndsByNumberAndByTheNameThatTheUserKnows) {
 }
 
 TEST_P(TcpIoTest, failuresLeaveNoDescriptorOpen) {
-  const IpInfo bound = server();
+  const IpInfo bound = localAddress(listener_);
   const auto before = test::openFds();
   const auto error = [](const auto& call) { return test::failureFrom(call).err; };
-  EXPECT_EQ(error([&] { os::bindSocket(bound.address(), bound.addressLength(), SOCK_STREAM, false); }), EADDRINUSE);
+  EXPECT_EQ(error([&] { bindTo(bound); }), EADDRINUSE);
   const IpInfo foreign(*GetParam() == ':' ? "2001:db8::1" : "192.0.2.1", 0);
-  EXPECT_EQ(error([&] { os::bindSocket(foreign.address(), foreign.addressLength(), SOCK_DGRAM, true); }),
-            EADDRNOTAVAIL);
-  // Nothing to connect to: a bound port that nobody listens on.
-  const int silent = os::bindSocket(IpInfo(GetParam(), 0).address(), bound.addressLength(), SOCK_STREAM, false);
-  const IpInfo refusing(silent, IpInfo::End::Local);
-  EXPECT_EQ(error([&] { connectTo(refusing); }), ECONNREFUSED);
+  EXPECT_EQ(error([&] { bindTo(foreign, SOCK_DGRAM, true); }), EADDRNOTAVAIL);
+  const int silent = bindTo(IpInfo(GetParam(), 0));  // nobody listens there
+  EXPECT_EQ(error([&] { connectTo(localAddress(silent)); }), ECONNREFUSED);
   EXPECT_EQ(error([&] { os::connectNew(bound.address(), 3, SOCK_STREAM, false); }), EINVAL);
   // A socket that is owned is closed too if there is no connection on it.
   EXPECT_EQ(error([&] { TcpIo(silent, true, false); }), ENOTCONN);
@@ -99,12 +89,11 @@ TEST_P(TcpIoTest, failuresLeaveNoDescriptorOpen) {
 }
 
 TEST(TcpIo, isNotSecureUnlessBothEndsAreLoopbackByTheLetter) {
-  const IpInfo other("127.0.0.2", 0);
-  const int listener = os::bindSocket(other.address(), other.addressLength(), SOCK_STREAM, false);
+  const test::Fd listener(bindTo(IpInfo("127.0.0.2", 0)));
   ASSERT_EQ(::listen(listener, 1), 0);
-  const TcpIo client(connectTo(IpInfo(listener, IpInfo::End::Local)), true, false);
-  EXPECT_EQ(client.flags().count("secureTransport"), 0U);
-  ::close(listener);
+  const TcpIo client(connectTo(localAddress(listener)), true, false);
+  const TcpIo accepted(os::acceptSocket(listener), true, false);
+  EXPECT_EQ(client.flags().count("secureTransport") + accepted.flags().count("secureTransport"), 0U);
 }
 
 TEST(TcpIo, namesOfAnUnconnectedSocketAreEmptyAndRaiseNothing) {
@@ -124,20 +113,14 @@ TEST(TcpIo, namesOfAnUnconnectedSocketAreEmptyAndRaiseNothing) {
 }
 
 TEST(TcpIo, errorsHaveATextForTheUser) {
-  const struct {
-    int error;
-    const char* key;
-  } cases[] = {{ETIMEDOUT, "io_error_tcp_timedout"},
-               {ENETUNREACH, "io_error_ip_nethostunreach"},
-               {EHOSTDOWN, "io_error_ip_nethostunreach"},
-               {EHOSTUNREACH, "io_error_ip_nethostunreach"},
-               {ECONNRESET, "io_error_tcp_connreset"},
-               {EPIPE, "io_error_tcp_connreset"},
-               {ECONNREFUSED, nullptr},
-               {0, nullptr}};
-  for (const auto& c : cases) {
-    EXPECT_STREQ(TcpIo::tcpErrorKey(c.error), c.key) << c.error;
+  EXPECT_STREQ(TcpIo::tcpErrorKey(ETIMEDOUT), "io_error_tcp_timedout");
+  for (const int error : {ENETUNREACH, EHOSTDOWN, EHOSTUNREACH}) {
+    EXPECT_STREQ(TcpIo::tcpErrorKey(error), "io_error_ip_nethostunreach");
   }
+  for (const int error : {ECONNRESET, EPIPE}) {
+    EXPECT_STREQ(TcpIo::tcpErrorKey(error), "io_error_tcp_connreset");
+  }
+  EXPECT_EQ(TcpIo::tcpErrorKey(ECONNREFUSED), nullptr);
 }
 
 }  // namespace

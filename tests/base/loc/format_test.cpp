@@ -33,6 +33,7 @@ TEST(Format, canAppend) {
 TEST(Format, showsWhatDoesNotFitAndGoesOn) {
   EXPECT_EQ(text("%S and %1$S", {"a", "b"}), "%%S and a");
   EXPECT_EQ(text("%3$S", {"a", "b"}), "%%3$S");
+  EXPECT_EQ(text("%1$2$S %1$.1.2S", {"a", "b"}), "%%1$2$S %%1$.1.2S");
   EXPECT_EQ(text("%0$S %99999999999$S", {"a"}), "%%0$S %%99999999999$S");
   EXPECT_EQ(text("%D", {"text"}), "%%D");
   EXPECT_EQ(text("%S", {1}), "%%S");

@@ -1,7 +1,7 @@
 #include "base/loc/Localize.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <thread>
@@ -13,6 +13,7 @@
 #include "base/loc/BuiltInResource.h"
 #include "base/loc/BuiltInTexts.h"
 #include "base/loc/LocaleSetter.h"
+#include "base/loc/OsLocale.h"
 #include "base/loc/translate.h"
 #include "base/plat/ConfigParameter.h"
 #include "base/plat/Configuration.h"
@@ -21,7 +22,7 @@
 
 namespace {
 
-/// Sets `Locale` for one test, and gives the environment back as it was.
+/// Speaks English for one test, whatever the environment asks for, and gives that back as it was.
 class LocaleTest : public testing::Test {
 protected:
   LocaleTest() {
@@ -29,6 +30,7 @@ protected:
       language_ = language;
     }
     localize.setSearchDirs({});
+    plat::Configuration::global().set("Locale", "en", 10);
   }
   ~LocaleTest() override {
     localize.setExportLanguage(true);
@@ -70,15 +72,21 @@ TEST_F(LocaleTest, refusesOneTextInTwoWays) {
 
 TEST_F(LocaleTest, putsTheChosenLocaleFirstAndEnglishLast) {
   unsetenv("LANGUAGE");
+  test::RecordingDest log("Localize:rec:30");
   plat::Configuration::global().set("Locale", "de:xx", 10);
+  EXPECT_EQ(loc::processOsLocale().name, loc::chooseOsLocale(localize.locales()).name);
   EXPECT_EQ(localize.locales(), (std::vector<std::string>{"de_DE", "xx", "en_US"}));
   EXPECT_STREQ(std::getenv("LANGUAGE"), "de_DE");
   EXPECT_EQ(loc::getLocaleList(), "de_DE:xx:en_US");
   plat::Configuration::global().set("Locale", "fr", 10);
   EXPECT_STREQ(std::getenv("LANGUAGE"), "fr_FR:de_DE");
   localize.setExportLanguage(false);
+  log.clear();
   plat::Configuration::global().set("Locale", "es", 10);
+  plat::Configuration::global().set("Locale", "es_ES", 10);
   EXPECT_STREQ(std::getenv("LANGUAGE"), "fr_FR:de_DE");
+  const std::vector<std::string> lines = log.lines();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "30 Localize: Locales es_ES:en_US"), 1);
 }
 
 TEST_F(LocaleTest, setsAThreadsTextsAndGivesThemBack) {

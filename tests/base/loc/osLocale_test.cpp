@@ -121,6 +121,7 @@ TEST_F(RealLocaleTest, appliesToTheThreadAndNests) {
     loc::OsLocale found;  // one not asked for before, whose codeset must not be mistaken for the thread's
     EXPECT_TRUE(loc::resolveOsLocale("fr_FR@other", found));
     EXPECT_EQ(found.codeset, Codeset::Utf8);
+    EXPECT_FALSE(upperCaseFirst());  // and the thread keeps its own
     {
       const loc::LocaleSetter none("C");
       EXPECT_TRUE(upperCaseFirst());

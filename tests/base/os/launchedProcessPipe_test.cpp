@@ -1,5 +1,3 @@
-#include "base/os/LaunchedProcessPipe.h"
-
 #include <cstring>
 #include <string>
 #include <vector>
@@ -12,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "base/os/LaunchedProcessPipe.h"
 #include "base/plat/Exception.h"
 #include "tests/support/TempDir.h"
 
@@ -19,7 +18,7 @@ namespace {
 
 using os::LaunchedProcessPipe;
 
-/// Puts a descriptor number back as it was: connecting moves standard error, and "-dummy" uses up standard input.
+/// Puts a descriptor number back as it was: connecting moves standard error.
 class FdKeeper {
 public:
   explicit FdKeeper(int fd) : fd_(fd), copy_(::fcntl(fd, F_DUPFD_CLOEXEC, 10)) {}
@@ -85,20 +84,18 @@ TEST_F(LaunchedProcessPipeTest, refusesBadCommandLines) {
     std::vector<std::string> words;
     const char* refusal;
     int minExtraArgs = 0;
-  } cases[] = {
-      {{}, "Bad command-line: got <null> instead of pipe name"},
-      {{"-lppDebug", "-dummy"}, "Bad command-line: got -dummy instead of pipe name"},
-      {{"-5"}, "Bad command-line: got -5 instead of pipe name"},
-      {{"-hash"}, "-hash argument bad or missing"},
-      {{"-hash", "", "pipe"}, "-hash argument bad or missing"},
-      {{"-hash", "0g", "pipe"}, "-hash argument bad or missing"},
-      {{"-hash", "-lppDebug", "pipe"}, "-hash argument bad or missing"},
-      {{path, "one"}, "This program is not intended to be run directly.", 2},
-      {{std::string(108, 'x')}, "UnixIo: File name too long (36)"},
-      {{"7x"}, "connect: No such file or directory (2)"},
-      {{"99999999999"}, "connect: No such file or directory (2)"},
-      {{"999"}, "setInheritable: Bad file descriptor (9)"},
-  };
+  } cases[] = {{{}, "Bad command-line: got <null> instead of pipe name"},
+               {{"-lppDebug", "-dummy"}, "Bad command-line: got -dummy instead of pipe name"},
+               {{"-5"}, "Bad command-line: got -5 instead of pipe name"},
+               {{"-hash"}, "-hash argument bad or missing"},
+               {{"-hash", "", "pipe"}, "-hash argument bad or missing"},
+               {{"-hash", "0g", "pipe"}, "-hash argument bad or missing"},
+               {{"-hash", "-lppDebug", "pipe"}, "-hash argument bad or missing"},
+               {{path, "one"}, "This program is not intended to be run directly.", 2},
+               {{std::string(108, 'x')}, "UnixIo: File name too long (36)"},
+               {{"7x"}, "connect: No such file or directory (2)"},
+               {{"99999999999"}, "connect: No such file or directory (2)"},
+               {{"999"}, "setInheritable: Bad file descriptor (9)"}};
   for (const auto& c : cases) {
     EXPECT_EQ(connect(c.words, c.minExtraArgs), c.refusal);
     EXPECT_EQ(io, nullptr);
@@ -123,17 +120,6 @@ TEST_F(LaunchedProcessPipeTest, numberAdoptsADescriptor) {
   EXPECT_EQ(connect({"-hash", "00", std::to_string(pair[0])}), "");  // there is no secret to read
   ASSERT_EQ(::write(pair[1], "x", 1), 1);
   EXPECT_EQ(io->in()->readU8(), 'x');
-}
-
-TEST_F(LaunchedProcessPipeTest, dummyIsStandardInputAndNothingElse) {
-  const FdKeeper standardInput(STDIN_FILENO);
-  ::dup2(pair[0], STDIN_FILENO);
-  ::close(pair[0]);
-  EXPECT_EQ(connect({"-dummy", "-hash", "Name=Value"}, 5), "");
-  EXPECT_EQ(rest, (std::vector<std::string>{"-hash", "Name=Value"}));
-  ASSERT_EQ(::write(pair[1], "x", 1), 1);
-  EXPECT_EQ(io->in()->readU8(), 'x');
-  io.reset();
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -18,30 +17,36 @@
 #include "base/plat/DynamicFn.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/openFds.h"
+#include "tests/support/sockets.h"
 #include "tests/support/thrown.h"
 
 namespace {
 
-/// Answers setsockopt(SO_SNDBUF) in the system's place while it lives.
-struct SendBufferRefusals {
-  SendBufferRefusals(int errorCode, std::size_t times) : error(errorCode), count(times) { current = this; }
-  ~SendBufferRefusals() { current = nullptr; }
-  SendBufferRefusals(const SendBufferRefusals&) = delete;
-  SendBufferRefusals& operator=(const SendBufferRefusals&) = delete;
+/// Answers setsockopt in the system's place, for one option and as often as told, while it lives.
+struct Refusals {
+  Refusals(int ofLevel, int ofOption, int errorCode, std::size_t times)
+      : level(ofLevel), option(ofOption), error(errorCode), count(times) {
+    current = this;
+  }
+  ~Refusals() { current = nullptr; }
+  Refusals(const Refusals&) = delete;
+  Refusals& operator=(const Refusals&) = delete;
 
-  static inline SendBufferRefusals* current = nullptr;
+  static inline Refusals* current = nullptr;
+  int level;
+  int option;
   int error;
   std::size_t count;
-  std::vector<int> sizes;  // asked for
+  std::vector<int> values;  // asked for
 };
 
 }  // namespace
 
 extern "C" int setsockopt(int fd, int level, int name, const void* value, socklen_t length) noexcept {
-  SendBufferRefusals* const refusals = SendBufferRefusals::current;
-  if (refusals != nullptr && level == SOL_SOCKET && name == SO_SNDBUF) {
-    refusals->sizes.push_back(*static_cast<const int*>(value));
-    if (refusals->sizes.size() <= refusals->count) {
+  Refusals* const refusals = Refusals::current;
+  if (refusals != nullptr && level == refusals->level && name == refusals->option) {
+    refusals->values.push_back(*static_cast<const int*>(value));
+    if (refusals->values.size() <= refusals->count) {
       errno = refusals->error;
       return -1;
     }
@@ -51,39 +56,50 @@ extern "C" int setsockopt(int fd, int level, int name, const void* value, sockle
 
 namespace {
 
+using test::Fd;
+
 int sendBuffer(int fd) {
-  int value = -1;
-  socklen_t length = sizeof value;
-  ::getsockopt(fd, SOL_SOCKET, SO_SNDBUF, &value, &length);
-  return value;
+  return test::intOption(fd, SOL_SOCKET, SO_SNDBUF);
 }
 
 TEST(SocketFailure, aBufferTooLargeIsAskedForInSmallerSizes) {
   constexpr int Size = 100003;
-  const int fd = os::openSocket(AF_INET, SOCK_DGRAM, 0);
+  const Fd fd(os::openSocket(AF_INET, SOCK_DGRAM, 0));
   const int least = 1;
   ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
   const int present = sendBuffer(fd);
-  const auto grow = [fd] { return os::growSocketBuffer(fd, Size, SO_SNDBUF, "SO_SNDBUF"); };
+  const auto grow = [&fd] { return os::growSocketBuffer(fd, Size, SO_SNDBUF, "SO_SNDBUF"); };
   {
-    const SendBufferRefusals always(ENOMEM, 1000);
+    const Refusals always(SOL_SOCKET, SO_SNDBUF, ENOMEM, 1000);
     EXPECT_EQ(grow(), present);
-    EXPECT_GT(always.sizes.back(), present);
-    EXPECT_LE(always.sizes.back() / 5 * 4, present);
+    EXPECT_GT(always.values.back(), present);
+    EXPECT_LE(always.values.back() / 5 * 4, present);
   }
   {
-    const SendBufferRefusals other(EPERM, 1);
+    const Refusals other(SOL_SOCKET, SO_SNDBUF, EPERM, 1);
     const plat::SystemException failure = test::failureFrom(grow);
     EXPECT_THAT(failure.message, testing::StartsWith("setsockopt(SO_SNDBUF): "));
     EXPECT_EQ(failure.err, EPERM);
   }
   EXPECT_EQ(sendBuffer(fd), present);
-  const SendBufferRefusals twice(ENOBUFS, 2);
+  const Refusals twice(SOL_SOCKET, SO_SNDBUF, ENOBUFS, 2);
   const int grown = grow();
   EXPECT_EQ(grown, sendBuffer(fd));
   EXPECT_GT(grown, present);
-  EXPECT_THAT(twice.sizes, testing::ElementsAre(Size, 80000, 64000));
-  ::close(fd);
+  EXPECT_THAT(twice.values, testing::ElementsAre(Size, 80000, 64000));
+}
+
+TEST(SocketFailure, pathMtuDiscoveryFallsBackOnTheOlderMode) {
+  const Fd fd(os::openSocket(AF_INET, SOCK_DGRAM, 0));
+  const struct {
+    int family;
+    int option;  // of the IP level, for both
+  } cases[] = {{AF_INET, 10}, {AF_INET6, 23}};
+  for (const auto& c : cases) {
+    const Refusals once(0, c.option, EINVAL, 1);
+    EXPECT_TRUE(os::setPathMtuDiscovery(fd, c.family, true));
+    EXPECT_THAT(once.values, testing::ElementsAre(3, 2));
+  }
 }
 
 /// Lets the process open `spare` more descriptors, while it lives.
@@ -103,18 +119,6 @@ public:
 private:
   rlimit found_ = {};
 };
-
-int listenOnLoopback(sockaddr_in& address) {
-  address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  const int fd = os::bindSocket(generic, sizeof address, SOCK_STREAM, false);
-  socklen_t length = sizeof address;
-  ::getsockname(fd, generic, &length);
-  EXPECT_EQ(::listen(fd, 5), 0);
-  return fd;
-}
 
 /// Has the functions that may be missing looked up anew, by `hook`; the system's are back at the end.
 class LookedUpBy {
@@ -137,30 +141,23 @@ private:
 
 /// A pipe and an accepted connection work and are not inherited; then both fail for want of descriptors.
 std::string usePipeAndAccept() {
-  sockaddr_in address;
-  const int listener = listenOnLoopback(address);
-  const int client = os::connectNew(reinterpret_cast<sockaddr*>(&address), sizeof address, SOCK_STREAM, true);
-  const int accepted = os::acceptSocket(listener);
+  const Fd listener(test::bindTo(io::IpInfo("127.0.0.1", 0)));
+  EXPECT_EQ(::listen(listener, 5), 0);
+  const Fd client(test::connectTo(test::localAddress(listener)));
   int fds[2];
   os::pipeCloseOnExec(fds);
   EXPECT_EQ(::write(fds[1], "x", 1), 1);
-  for (const int fd : {accepted, fds[0], fds[1]}) {
+  for (const int fd : {os::acceptSocket(listener), fds[0], fds[1]}) {
     EXPECT_FALSE(os::getInheritable(fd));
     ::close(fd);
   }
-  ::close(client);
-  const int waiting = os::connectNew(reinterpret_cast<sockaddr*>(&address), sizeof address, SOCK_STREAM, true);
-  std::string words;
-  {
-    const FewDescriptors one(1);
-    words = test::failureFrom([&fds] { os::pipeCloseOnExec(fds); }).message;
-    const FewDescriptors none(0);
-    const plat::SystemException failure = test::failureFrom([listener] { os::acceptSocket(listener); });
-    EXPECT_EQ(failure.err, EMFILE);
-    EXPECT_THAT(failure.message, testing::StartsWith("accept: "));
-  }
-  ::close(waiting);
-  ::close(listener);
+  const Fd waiting(test::connectTo(test::localAddress(listener)));
+  const FewDescriptors one(1);
+  const std::string words = test::failureFrom([&fds] { os::pipeCloseOnExec(fds); }).message;
+  const FewDescriptors none(0);
+  const plat::SystemException failure = test::failureFrom([&listener] { os::acceptSocket(listener); });
+  EXPECT_EQ(failure.err, EMFILE);
+  EXPECT_THAT(failure.message, testing::StartsWith("accept: "));
   return words.substr(0, words.find(':'));
 }
 
@@ -180,14 +177,35 @@ TEST(SocketFailure, whatTheSystemLibraryLacksIsDoneInTheOldWay) {
   EXPECT_EQ(test::openFds(), before);
 }
 
+int acceptError = 0;  // what the system says next; from the second call on "out of descriptors"
+int acceptCalls = 0;
+
+int failingAccept(int, sockaddr*, socklen_t*, int) {
+  errno = acceptCalls++ == 0 ? acceptError : EMFILE;
+  return -1;
+}
+
+TEST(SocketFailure, aConnectionLostBeforeItIsAcceptedIsNoFailure) {
+  const LookedUpBy failing([](const char*, const char*) { return reinterpret_cast<void*>(&failingAccept); });
+  const struct {
+    int error;
+    int raised;  // -1: nothing
+    int calls;
+  } cases[] = {{ECONNABORTED, -1, 1}, {EAGAIN, -1, 1}, {EPERM, -1, 1}, {EINTR, EMFILE, 2}, {ENOBUFS, ENOBUFS, 1}};
+  for (const auto& c : cases) {
+    acceptError = c.error;
+    acceptCalls = 0;
+    EXPECT_EQ(test::failureFrom([] { EXPECT_EQ(os::acceptSocket(0), -1); }).err, c.raised) << c.error;
+    EXPECT_EQ(acceptCalls, c.calls);
+  }
+}
+
 TEST(SocketFailure, withoutDescriptorsEachCallSaysWhatItWanted) {
   const test::TempDir dir;
   const std::string path = dir / "socket";
   const auto before = test::openFds();
   int fds[2];
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  const auto* const generic = reinterpret_cast<const sockaddr*>(&address);
+  const io::IpInfo address("127.0.0.1", 0);
   const auto failure = [](const auto& call) {
     const plat::SystemException e = test::failureFrom(call);
     EXPECT_EQ(e.err, EMFILE);
@@ -199,8 +217,8 @@ TEST(SocketFailure, withoutDescriptorsEachCallSaysWhatItWanted) {
     EXPECT_EQ(failure([&] { os::socketPairCloseOnExec(fds); }), "socketpair");
     const FewDescriptors none(0);
     EXPECT_EQ(failure([&] { os::dupCloseOnExec(0); }), "fcntl(F_DUPFD_CLOEXEC)");
-    EXPECT_EQ(failure([&] { os::bindSocket(generic, sizeof address, SOCK_STREAM, true); }), "socket");
-    EXPECT_EQ(failure([&] { os::connectNew(generic, sizeof address, SOCK_DGRAM, false); }), "socket");
+    EXPECT_EQ(failure([&] { test::bindTo(address, SOCK_STREAM, true); }), "socket");
+    EXPECT_EQ(failure([&] { test::connectTo(address, SOCK_DGRAM); }), "socket");
     EXPECT_EQ(failure([&] { os::UnixIo(path.c_str(), -1, false); }), "socket");
     EXPECT_EQ(failure([&] { os::UnixIo::canConnect(path.c_str(), true); }), "socket");
   }

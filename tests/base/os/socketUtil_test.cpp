@@ -15,19 +15,17 @@
 
 #include "base/os/socketOptions.h"
 #include "tests/base/plat/RecordingDest.h"
+#include "tests/support/sockets.h"
 #include "tests/support/thrown.h"
 
 namespace {
 
-/// Closes at the end; for the many descriptors of these tests.
-struct Fd {
-  Fd(int number) : fd(number) {}
-  ~Fd() { ::close(fd); }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  operator int() const { return fd; }
-  int fd;
-};
+using io::IpInfo;
+using test::bindTo;
+using test::connectTo;
+using test::Fd;
+using test::intOption;
+using test::localAddress;
 
 /// The operation that the call says has failed, and its errno.
 template <class Call>
@@ -35,32 +33,6 @@ std::string raisedBy(const Call& call) {
   const plat::SystemException failure = test::failureFrom(call);
   const std::string message = failure.message;
   return message.substr(0, message.find(':')) + " " + std::to_string(failure.err);
-}
-
-sockaddr_in loopback(in_port_t port = 0) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = port;
-  return address;
-}
-
-const sockaddr* generic(const sockaddr_in& address) {
-  return reinterpret_cast<const sockaddr*>(&address);
-}
-
-sockaddr_in nameOf(int fd) {
-  sockaddr_in address = {};
-  socklen_t length = sizeof address;
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  return address;
-}
-
-int intOption(int fd, int level, int option) {
-  int value = -1;
-  socklen_t length = sizeof value;
-  ::getsockopt(fd, level, option, &value, &length);
-  return value;
 }
 
 rlim_t softLimit() {
@@ -122,8 +94,8 @@ TEST(SocketUtil, whatIsMadeIsNotInherited) {
   const Fd target(::dup(a));
   EXPECT_TRUE(os::getInheritable(target));
   os::dup2CloseOnExec(b, target);
-  for (int fd : {a.fd, b.fd, c.fd, d.fd, copy.fd, second.fd, target.fd}) {
-    EXPECT_FALSE(os::getInheritable(fd)) << fd;
+  for (const Fd* fd : {&a, &b, &c, &d, &copy, &second, &target}) {
+    EXPECT_FALSE(os::getInheritable(*fd));
   }
   EXPECT_EQ(::write(target, "x", 1), 1) << "a copy of the writing end";
   EXPECT_EQ(::write(d, "x", 1), 1) << "connected";
@@ -142,7 +114,7 @@ TEST(SocketUtil, callsOnNoDescriptorSayWhatWasTried) {
   EXPECT_EQ(os::openSocket(12345, SOCK_STREAM, 0), -1);
   const Fd fd(::dup(0));
   EXPECT_EQ(raisedBy([&] { os::dup2CloseOnExec(fd, fd); }), "dup2 22");
-  EXPECT_FALSE(os::getInheritable(os::dupCloseOnExec(fd))) << "a failure before spoils nothing";
+  EXPECT_FALSE(os::getInheritable(Fd(os::dupCloseOnExec(fd)))) << "a failure before spoils nothing";
 }
 
 TEST(SocketUtil, theBlockingModeReplacesAllOtherFlags) {
@@ -154,42 +126,46 @@ TEST(SocketUtil, theBlockingModeReplacesAllOtherFlags) {
 }
 
 TEST(SocketUtil, connectsAndAccepts) {
-  const sockaddr_in anyPort = loopback();
-  const Fd listener(os::bindSocket(generic(anyPort), sizeof anyPort, SOCK_STREAM, false));
+  const Fd listener(bindTo(IpInfo("127.0.0.1", 0)));
   ASSERT_EQ(::listen(listener, 5), 0);
-  os::setBlocking(listener, false);
-  EXPECT_EQ(os::acceptSocket(listener), -1) << "nobody there yet";
-  const sockaddr_in server = nameOf(listener);
-  for (bool blocking : {true, false}) {
-    const Fd client(os::connectNew(generic(server), sizeof server, SOCK_STREAM, blocking));
+  os::setDscp(10);
+  for (const bool blocking : {true, false}) {
+    const Fd client(connectTo(localAddress(listener), SOCK_STREAM, blocking));
     EXPECT_EQ((::fcntl(client, F_GETFL) & O_NONBLOCK) == 0, blocking);
     const Fd accepted(os::acceptSocket(listener));
     ASSERT_GE(accepted, 0);
     EXPECT_FALSE(os::getInheritable(accepted));
+    EXPECT_EQ(intOption(client, IPPROTO_IP, IP_TOS), 0);
+    EXPECT_EQ(intOption(accepted, IPPROTO_IP, IP_TOS), 40);
   }
+  os::setDscp(0);
   EXPECT_EQ(intOption(listener, SOL_SOCKET, SO_REUSEADDR), 1);
-  EXPECT_EQ(raisedBy([&] { os::bindSocket(generic(server), sizeof server, SOCK_STREAM, false); }), "bind 98");
 }
 
 TEST(SocketUtil, datagramsShareAPortOnRequestAndCarryTheTrafficClass) {
   os::setDscp(10);
-  const sockaddr_in anyPort = loopback();
-  const Fd first(os::bindSocket(generic(anyPort), sizeof anyPort, SOCK_DGRAM, true));
+  const Fd first(bindTo(IpInfo("127.0.0.1", 0), SOCK_DGRAM, true));
   EXPECT_EQ(intOption(first, IPPROTO_IP, IP_TOS), 40);
   EXPECT_EQ(intOption(first, SOL_SOCKET, SO_REUSEADDR), 0);
-  os::setDscp(0);
-  const sockaddr_in address = nameOf(first);
-  const Fd second(os::bindSocket(generic(address), sizeof address, SOCK_DGRAM, true));
-  EXPECT_EQ(nameOf(second).sin_port, address.sin_port);
-  EXPECT_EQ(intOption(second, IPPROTO_IP, IP_TOS), 0);
-
   test::RecordingDest log("SocketUtil:rec:100");
-  os::setDscp(10);
-  const Fd local(os::openSocket(AF_UNIX, SOCK_STREAM, 0));
-  os::applyDscp(local);
+  os::applyDscp(Fd(os::openSocket(AF_UNIX, SOCK_STREAM, 0)));
   os::applyDscpIfValid(-1);
   EXPECT_THAT(log.lines(), testing::IsEmpty()) << "not for other families";
   os::setDscp(0);
+  const Fd second(bindTo(localAddress(first), SOCK_DGRAM, true));
+  EXPECT_EQ(localAddress(second), localAddress(first));
+  EXPECT_EQ(intOption(second, IPPROTO_IP, IP_TOS), 0);
+}
+
+TEST(SocketUtil, ipv6SocketsLeaveTheIpv4PortAlone) {
+  if (Fd(::socket(AF_INET6, SOCK_DGRAM, 0)) < 0) {
+    GTEST_SKIP() << "no IPv6 here";
+  }
+  os::setDscp(10);
+  const Fd fd(bindTo(IpInfo("::", 0), SOCK_DGRAM));
+  os::setDscp(0);
+  EXPECT_EQ(intOption(fd, IPPROTO_IPV6, IPV6_V6ONLY), 1);
+  EXPECT_EQ(intOption(fd, IPPROTO_IPV6, IPV6_TCLASS), 40);
 }
 
 TEST(SocketOptions, buffersGrowAndNeverShrink) {

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-#include "base/os/AppInfo.h"
 #include "base/os/environment.h"
 #include "base/os/programPath.h"
 #include "base/plat/DString.h"
@@ -33,11 +33,10 @@ TEST(SysInfo, namesTheRunningSystem) {
 }
 
 TEST(SysInfo, assignmentsLoseTheirQuotes) {
-  struct Case {
+  const struct {
     const char* line;
     const char* value;  // null for none
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"K=v", "v"},
       {"K=", ""},
       {"K", nullptr},
@@ -50,7 +49,7 @@ TEST(SysInfo, assignmentsLoseTheirQuotes) {
       {"K='\\$'", "\\$"},
       {"K=a\"b\"", "a\"b\""},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.line);
     const std::string text = std::string(c.line) + "\n";
     rdr::MemInStream in(text.data(), static_cast<int>(text.size()));
@@ -62,36 +61,6 @@ TEST(SysInfo, assignmentsLoseTheirQuotes) {
     EXPECT_STREQ(value, c.value);
     EXPECT_THROW(os::readAssignment(in, line), rdr::EndOfStream);
   }
-}
-
-TEST(SysInfo, releaseFilesGiveNameAndVersion) {
-  struct Case {
-    const char* text;
-    const char* label;
-    const char* result;
-  };
-  const Case cases[] = {
-      {"CentOS Linux release 7.9.2009 (Core)\n", nullptr, "CentOS Linux 7.9.2009"},
-      {"10.4\n", "debian", "Debian 10.4"},
-      {"10.4\n", nullptr, nullptr},
-      {"SuSE Linux 10.1 (X86-64)\n", nullptr, nullptr},  // the scan ends with the number
-      {"Gentoo (base)\n", nullptr, "Gentoo"},
-      {"A release release next after\nsecond line", nullptr, "A next"},
-      {"A release (next)\n", nullptr, "A (next)"},
-      {"  Arch   Linux\n", "arch", "Arch Arch Linux"},
-      {"(nothing)\n", nullptr, nullptr},
-      {"", "debian", nullptr},
-      {"\n10.4\n", "debian", nullptr},
-  };
-  test::TempDir dir;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
-    dir.write("file", c.text);
-    EXPECT_EQ(os::readReleaseFile((dir / "file").c_str(), c.label), c.result);
-  }
-  dir.write("file", std::string(1100, 'x'));
-  EXPECT_TRUE(os::readReleaseFile((dir / "file").c_str(), "debian").isNull()) << "too long a line";
-  EXPECT_TRUE(os::readReleaseFile((dir / "missing").c_str(), "debian").isNull());
 }
 
 TEST(SysInfo, theDistributionIsWhatTheFirstFileSays) {
@@ -116,30 +85,40 @@ TEST(SysInfo, theDistributionIsWhatTheFirstFileSays) {
 }
 
 TEST(SysInfo, olderDistributionsAreKnownByTheirReleaseFiles) {
-  struct Case {
+  const struct {
     const char* file;
     const char* text;
     const char* result;
-  };
-  const Case cases[] = {
-      {"redhat-release", "Some Enterprise Server release 6.10 (Name)\n", "Some Enterprise Server 6.10"},
-      {"SuSE-release", "Some Linux (x86)\nVERSION = 9\n", "Some Linux"},
-      {"suse-release", "Some Linux release 9\n", nullptr},
-      {"gentoo-release", "Base System release 2.7", "Base System 2.7"},
-      {"slackware-version", "14.2\n", "Slackware 14.2"},
-      {"UnitedLinux-version", "1.0 2.0\n", "UnitedLinux 1.0"},
+  } cases[] = {
+      {"centos-release", "CentOS Linux release 7.9.2009 (Core)\n", "CentOS Linux 7.9.2009"},
+      {"debian_version", "10.4\nsecond line\n", "Debian 10.4"},
       {"debian_version", "testing/unstable\n", "Debian testing/unstable"},
-      {"arch-release", "", nullptr},
+      {"debian-release", "10.4\n", nullptr},
+      {"SuSE-release", "Some Linux (x86)\nVERSION = 9\n", "Some Linux"},
+      {"SuSE-release", "Some Linux 10.1 (x86)\n", nullptr},  // the scan ends with the number
+      {"suse-release", "Some Linux release 9\n", nullptr},
+      {"gentoo-release", "Base  System\trelease release next after", "Base System next"},
+      {"mageia-release", "A release (next)\n", "A (next)"},
+      {"UnitedLinux-version", "1.0 2.0\n", "UnitedLinux 1.0"},
       {"fedora-release-version", "Core release 3\n", "Core 3"},
       {"fedoraversion", "3\n", nullptr},
+      {"arch_version", "  Some   Linux\n", "Arch Some Linux"},
+      {"arch_version", "\n10.4\n", nullptr},
+      {"arch_version", "(nothing)\n", nullptr},
+      {"arch_version", "", nullptr},
       {"lsb-release", "DISTRIB_ID=Twig\n", nullptr},
-      {"lsb-release", "DISTRIB_ID='Twig'\nDISTRIB_RELEASE=\"\"\n", "Twig "},
+      {"lsb-release", "DISTRIB_ID='Twig'\nDISTRIB_RELEASE=\"\"", "Twig "},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.file);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.file) + ": " + c.text);
     const test::TempDir dir;
     dir.write(c.file, c.text);
     EXPECT_EQ(os::distributionName(dir.path().c_str()), c.result);
+  }
+  const test::TempDir dir;
+  for (const std::size_t length : {1024, 1025}) {
+    dir.write("file", std::string(length, 'x'));
+    EXPECT_EQ(os::readReleaseFile((dir / "file").c_str(), "debian").isNull(), length > 1024);
   }
 }
 
@@ -152,22 +131,31 @@ TEST(SysInfo, aBacktraceNumbersItsLinesFromTheCaller) {
 }
 
 TEST(Environment, variablesAreSetHiddenAndBack) {
-  os::setEnvironment("KEL_TEST_VARIABLE", "one");
-  os::setEnvironment("KEL_TEST_VARIABLE", "two");
+  const char* const name = "KEL_TEST_VARIABLE";
+  os::setEnvironment(name, "one");
+  os::setEnvironment(name, "two");
   {
-    const os::EnvironmentHider hider("KEL_TEST_VARIABLE");
-    EXPECT_STREQ(std::getenv("KEL_TEST_VARIABLE"), "");
+    const os::EnvironmentHider hider(name);
+    EXPECT_STREQ(std::getenv(name), "");
   }
-  EXPECT_STREQ(std::getenv("KEL_TEST_VARIABLE"), "two");
+  EXPECT_STREQ(std::getenv(name), "two");
+  static char entry[] = "KEL_TEST_VARIABLE=mine";
+  ::putenv(entry);
   {
-    const os::EnvironmentHider hider("KEL_TEST_VARIABLE");
-    os::setEnvironment("KEL_TEST_VARIABLE", "changed meanwhile");
+    const os::EnvironmentHider hider(name);
+    os::setEnvironment(name, "changed meanwhile");
   }
-  EXPECT_STREQ(std::getenv("KEL_TEST_VARIABLE"), "changed meanwhile");
-  os::unsetEnvironment("KEL_TEST_VARIABLE");
-  EXPECT_EQ(std::getenv("KEL_TEST_VARIABLE"), nullptr);
-  const os::EnvironmentHider nothingToHide("KEL_TEST_VARIABLE");
+  EXPECT_STREQ(std::getenv(name), "changed meanwhile");
+  EXPECT_STREQ(entry, "KEL_TEST_VARIABLE=") << "no longer what the environment points to";
+  os::unsetEnvironment(name);
+  EXPECT_EQ(std::getenv(name), nullptr);
+  const os::EnvironmentHider nothingToHide(name);
   EXPECT_THROW(os::setEnvironment("A=B", "x"), plat::SystemException);
+  char* variables[] = {entry, nullptr};
+  char** const all = std::exchange(environ, variables);
+  os::clearEnvironment();
+  EXPECT_EQ(std::exchange(environ, all), variables);
+  EXPECT_EQ(variables[0], nullptr);
 }
 
 class FindProgramTest : public testing::Test {
@@ -211,8 +199,9 @@ TEST_F(FindProgramTest, theFirstThingOfThatNameInPathDecides) {
 
 TEST_F(FindProgramTest, aNameWithASlashIsTheFileItself) {
   EXPECT_EQ(os::findExecutable((dir / "late/../good/tool").c_str(), false), (dir / "good/tool").c_str());
-  EXPECT_TRUE(os::findExecutable((dir / "bad/tool").c_str(), true).isNull());
-  EXPECT_TRUE(os::findExecutable((dir / "folder/tool").c_str(), true).isNull());
+  for (const char* name : {"bad/tool", "folder/tool", "missing/tool"}) {
+    EXPECT_TRUE(os::findExecutable((dir / name).c_str(), true).isNull());
+  }
 }
 
 TEST_F(FindProgramTest, programsAreLookedForBesideThisOne) {

@@ -1,10 +1,9 @@
-#include "base/os/userDirs.h"
-
 #include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "base/os/userDirs.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/thrown.h"
 
@@ -57,23 +56,21 @@ TEST_F(UserDirsTest, assignmentsAreReadWithTheirMarks) {
   ::setenv("KELTEST_DIR", dir.path().c_str(), 1);
   const struct {
     const char *value, *expected;
-  } cases[] = {
-      {"$HOME/plain", "plain"},
-      {"${KELTEST_DIR}/plain", "plain"},
-      {"\"$HOME/with blank\"", "with blank"},
-      {"\"$HOME/quo\\\"te\"", "quo\"te"},
-      {"\"$HOME/back\\\\slash\"", "back\\slash"},
-      {"\"$HOME/x\\y\"", "x\\y"},
-      {"'$HOME/x\\y'", "x\\y"},
-      {"$HOME/$$dollar", "$dollar"},
-      {"\"$HOME/plain", nullptr},
-      {"\"$HOME/plain'", nullptr},
-      {"\"", nullptr},
-      {"", nullptr},
-      {"$HOME/gone", nullptr},
-      {"$KELTEST_UNKNOWN/plain", nullptr},
-      {"$HOME/\xff", nullptr},
-  };
+  } cases[] = {{"$HOME/plain", "plain"},
+               {"${KELTEST_DIR}/plain", "plain"},
+               {"\"$HOME/with blank\"", "with blank"},
+               {"\"$HOME/quo\\\"te\"", "quo\"te"},
+               {"\"$HOME/back\\\\slash\"", "back\\slash"},
+               {"\"$HOME/x\\y\"", "x\\y"},
+               {"'$HOME/x\\y'", "x\\y"},
+               {"$HOME/$$dollar", "$dollar"},
+               {"\"$HOME/plain", nullptr},
+               {"\"$HOME/plain'", nullptr},
+               {"\"", nullptr},
+               {"", nullptr},
+               {"$HOME/gone", nullptr},
+               {"$KELTEST_UNKNOWN/plain", nullptr},
+               {"$HOME/\xff", nullptr}};
   for (const auto& c : cases) {
     settings(std::string("# made by hand\n\nno assignment\nXDG_OTHER_DIR=$HOME/gone\nXDG_X_DIR=") + c.value + "\r\n");
     EXPECT_EQ(find("XDG_X_DIR"), c.expected != nullptr ? dir / c.expected : "none") << c.value;

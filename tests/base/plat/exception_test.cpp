@@ -1,5 +1,3 @@
-#include "base/plat/Exception.h"
-
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -10,6 +8,7 @@
 #include "base/plat/BadUtf8.h"
 #include "base/plat/ConfigParameter.h"
 #include "base/plat/Configuration.h"
+#include "base/plat/Exception.h"
 #include "base/plat/LogDest.h"
 #include "base/plat/ProtocolError.h"
 #include "base/plat/StdlibException.h"
@@ -48,19 +47,17 @@ TEST(Exception, eachClassSetsItsTexts) {
     const char *type, *message;
   };
   errno = EACCES;
-  const Case cases[] = {
-      {StdlibException("open %s", "x"), "System-13", "open x: Permission denied (13)"},
-      {SystemException("open", ENOENT), "System-2", "open: No such file or directory (2)"},
-      {SystemException(nullptr, 99999), "System-99999", "Unknown error (99999)"},
-      {ProtocolError("odd"), "ProtocolError", "Protocol error: odd"},
-      {ProtocolError("odd", false), "ProtocolError", "odd"},
-      {TimedOut(), "TimedOut", "Timed out"},
-      {BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), "", "Bad UTF-8 string for x"},
-      {AssertionFail("a > b", "/home/x/base/base/plat/y.d/File.cpp", 12), "AssertionFail",
-       "Assertion 'a > b' failed at base/plat/y.d/File:12"},
-      {AssertionFail("v", "libs/fops/path", 3, Formatted, "for %s", "z"), "AssertionFail",
-       "Assertion 'v' failed at libs/fops/path:3: for z"},
-  };
+  const Case cases[] = {{StdlibException("open %s", "x"), "System-13", "open x: Permission denied (13)"},
+                        {SystemException("open", ENOENT), "System-2", "open: No such file or directory (2)"},
+                        {SystemException(nullptr, 99999), "System-99999", "Unknown error (99999)"},
+                        {ProtocolError("odd"), "ProtocolError", "Protocol error: odd"},
+                        {ProtocolError("odd", false), "ProtocolError", "odd"},
+                        {TimedOut(), "TimedOut", "Timed out"},
+                        {BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), "", "Bad UTF-8 string for x"},
+                        {AssertionFail("a > b", "/home/x/base/base/plat/y.d/File.cpp", 12), "AssertionFail",
+                         "Assertion 'a > b' failed at base/plat/y.d/File:12"},
+                        {AssertionFail("v", "libs/fops/path", 3, Formatted, "for %s", "z"), "AssertionFail",
+                         "Assertion 'v' failed at libs/fops/path:3: for z"}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.message);
     EXPECT_STREQ(c.exception.type, c.type);

@@ -1,8 +1,8 @@
-#include "base/plat/filePaths.h"
-
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "base/plat/filePaths.h"
 
 namespace plat {
 namespace {
@@ -44,10 +44,8 @@ TEST(FilePaths, normaliseDirNameAndBaseNameGoByTheLettersAlone) {
 TEST(FilePaths, baseNameCutsASuffixShorterThanTheElement) {
   const struct {
     const char *path, *suffix, *expected;
-  } cases[] = {
-      {"/bin/tool.EXE", ".exe", "tool"}, {"tool.exe", "", "tool.exe"}, {"tool.exe", ".ex", "tool.exe"},
-      {"/x/.exe/", ".exe", ".exe"},      {"exe", ".exe", "exe"},       {"a.exe.exe", ".exe", "a.exe"},
-  };
+  } cases[] = {{"/bin/tool.EXE", ".exe", "tool"}, {"tool.exe", "", "tool.exe"}, {"tool.exe", ".ex", "tool.exe"},
+               {"/x/.exe/", ".exe", ".exe"},      {"exe", ".exe", "exe"},       {"a.exe.exe", ".exe", "a.exe"}};
   for (const auto& c : cases) {
     EXPECT_EQ(text(fileBaseName(c.path, c.suffix)), c.expected) << c.path;
   }

@@ -1,5 +1,3 @@
-#include "base/plat/FilePtr.h"
-
 #include <cerrno>
 #include <cstdio>
 #include <string>
@@ -10,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/plat/FilePtr.h"
 #include "base/plat/StdlibException.h"
 #include "tests/base/plat/RecordingDest.h"
 #include "tests/support/TempDir.h"
@@ -26,14 +25,12 @@ TEST(FilePtr, opensEveryModeAsItsFlagsSay) {
     int flags;
     mode_t created;     ///< 0 if it does not create
     std::string after;  ///< contents "old" after writing "X", or what is there if not writable
-  } cases[] = {
-      {FilePtr::Read, 0, 0, "old"},
-      {FilePtr::Write, 0, 0664, "X"},
-      {FilePtr::Write, FilePtr::Append | FilePtr::Private, 0600, "oldX"},
-      {FilePtr::ReadWrite, 0, 0, "Xld"},
-      {FilePtr::ReadWrite, FilePtr::Create, 0664, "Xld"},
-      {FilePtr::ReadWrite, FilePtr::Create | FilePtr::Truncate, 0664, "X"},
-  };
+  } cases[] = {{FilePtr::Read, 0, 0, "old"},
+               {FilePtr::Write, 0, 0664, "X"},
+               {FilePtr::Write, FilePtr::Append | FilePtr::Private, 0600, "oldX"},
+               {FilePtr::ReadWrite, 0, 0, "Xld"},
+               {FilePtr::ReadWrite, FilePtr::Create, 0664, "Xld"},
+               {FilePtr::ReadWrite, FilePtr::Create | FilePtr::Truncate, 0664, "X"}};
   const test::TempDir dir;
   const mode_t umaskBefore = ::umask(0);
   for (const auto& c : cases) {

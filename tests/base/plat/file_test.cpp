@@ -87,41 +87,32 @@ TEST_F(FileTest, everyFailureHasItsWords) {
   }
 }
 
-TEST_F(FileTest, quietFormsAnswerAndLeaveTheErrorNumber) {
-  const std::string gone = dir / "gone";
+TEST_F(FileTest, quietFormsLeaveTheErrorNumber) {
   errno = 0;
-  EXPECT_FALSE(chDirNoThrow(gone.c_str()) || fileExistsNoThrow(gone.c_str()) || fileRemoveNoThrow(gone.c_str()) ||
-               fileRenameNoThrow(gone.c_str(), "x") || fileOpenFdNoThrow(gone.c_str(), O_RDONLY) >= 0);
+  EXPECT_LT(fileOpenFdNoThrow((dir / "gone").c_str(), O_RDONLY), 0);
   EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(fileOpenStream(dir.path().c_str(), O_RDONLY, "nonsense"), nullptr);
   EXPECT_EQ(errno, EINVAL) << "that of fdopen, although the descriptor was closed since";
 }
 
 TEST_F(FileTest, existenceAndTypeFollowLinks) {
-  dir.makeDir("folder");
   dir.write("file", "x");
-  dir.link("folder", "toFolder");
-  dir.link("nowhere", "dangling");
-  const struct {
-    const char* name;
-    bool exists, isDir;
-  } cases[] = {
-      {"file", true, false}, {"toFolder", true, true}, {"dangling", false, false}, {"file/below", false, false}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(fileExists((dir / c.name).c_str()), c.exists) << c.name;
-    EXPECT_EQ(fileIsDir((dir / c.name).c_str()), c.isDir) << c.name;
-  }
-}
-
-TEST_F(FileTest, aFolderThatCannotBeSearchedHidesWhatIsInIt) {
   dir.makeDir("closed/folder");
+  dir.link("closed", "toFolder");
+  dir.link("nowhere", "dangling");
+  const auto seen = [&](const char* name) {
+    const std::string path = dir / name;
+    return std::string(fileExists(path.c_str()) ? "exists" : "") + (fileIsDir(path.c_str()) ? ", a folder" : "");
+  };
+  EXPECT_EQ(seen("file"), "exists");
+  EXPECT_EQ(seen("toFolder"), "exists, a folder");
+  EXPECT_EQ(seen("dangling") + seen("file/below"), "");
   test::Unprivileged::give(dir.path());
   test::Unprivileged::give(dir / "closed");
   const test::Unprivileged rights;
   ASSERT_EQ(::chmod((dir / "closed").c_str(), 0600), 0);
   EXPECT_FALSE(fileIsDir((dir / "closed/folder").c_str()));
   EXPECT_EQ(failureFrom([&] { fileExists((dir / "closed/folder").c_str()); }).err, EACCES);
-  ASSERT_EQ(::chmod((dir / "closed").c_str(), 0700), 0);
 }
 
 TEST_F(FileTest, timesAreSetToTheMicrosecondAndReadInSeconds) {

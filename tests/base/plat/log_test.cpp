@@ -48,23 +48,21 @@ TEST(LogSetting, routesByPatternAndTheLastElementWins) {
     int alphaLevel;
     int betaLevel;
     const char* complaint;
-  } cases[] = {
-      {"TestAlpha:rec:100,*:rec:10", 10, 10, ""},
-      {"*:rec:10,TestAlpha:rec:100", 100, 10, ""},
-      {"testal*:REC:7", 7, -1, ""},
-      {"*:rec:5,*:other:50", 50, 50, ""},
-      {"*:limited:100", 30, 30, ""},
-      {"*:limited:100,TestAlpha:rec:60", 60, 30, ""},
-      {",,*:rec:3,", 3, 3, ""},
-      {"", -1, -1, ""},
-      {"*::5", -1, -1, ""},
-      {"*:nowhere:5", -1, -1, "No LogDest found: 'nowhere'\n"},
-      {"*:rec", -1, -1, "Failed to parse log param element: '*:rec'\n"},
-      {"*:rec:x,*:rec:4", 4, 4, "Failed to parse log param element: '*:rec:x'\n"},
-      {"*:rec:-1", -1, -1, "Failed to parse log param element: '*:rec:-1'\n"},
-      {"*:rec:1:2", -1, -1, "Failed to parse log param element: '*:rec:1:2'\n"},
-      {"*:rec:2147483648", -1, -1, "Failed to parse log param element: '*:rec:2147483648'\n"},
-  };
+  } cases[] = {{"TestAlpha:rec:100,*:rec:10", 10, 10, ""},
+               {"*:rec:10,TestAlpha:rec:100", 100, 10, ""},
+               {"testal*:REC:7", 7, -1, ""},
+               {"*:rec:5,*:other:50", 50, 50, ""},
+               {"*:limited:100", 30, 30, ""},
+               {"*:limited:100,TestAlpha:rec:60", 60, 30, ""},
+               {",,*:rec:3,", 3, 3, ""},
+               {"", -1, -1, ""},
+               {"*::5", -1, -1, ""},
+               {"*:nowhere:5", -1, -1, "No LogDest found: 'nowhere'\n"},
+               {"*:rec", -1, -1, "Failed to parse log param element: '*:rec'\n"},
+               {"*:rec:x,*:rec:4", 4, 4, "Failed to parse log param element: '*:rec:x'\n"},
+               {"*:rec:-1", -1, -1, "Failed to parse log param element: '*:rec:-1'\n"},
+               {"*:rec:1:2", -1, -1, "Failed to parse log param element: '*:rec:1:2'\n"},
+               {"*:rec:2147483648", -1, -1, "Failed to parse log param element: '*:rec:2147483648'\n"}};
   RecordingDest rec;
   RecordingDest other(nullptr, "other");
   RecordingDest limited(nullptr, "limited");

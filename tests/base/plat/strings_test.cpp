@@ -108,8 +108,7 @@ TEST(WrapWords, breaksAtBlanksWithinTheWidth) {
                {"\xC3\xA9\xC3\xA9 \xC3\xA9", 4, 0, "\xC3\xA9\xC3\xA9 \xC3\xA9"},
                {"aaa bb ", 6, 0, "aaa bb "}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    EXPECT_STREQ(wrapWords(c.text, c.width, c.indent).get(), c.result);
+    EXPECT_STREQ(wrapWords(c.text, c.width, c.indent).get(), c.result) << c.text;
   }
   EXPECT_TRUE(wrapWords(nullptr, 10, 0).isNull());
 }
@@ -129,8 +128,7 @@ TEST(ExpandVars, replacesNamesByTheirValues) {
                {"$KEL_TEST_VARIABLE", "from outside"},
                {"$$NAME", "$NAME"}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    EXPECT_STREQ(expandVars(c.text, &variables, false, true).get(), c.result);
+    EXPECT_STREQ(expandVars(c.text, &variables, false, true).get(), c.result) << c.text;
   }
   EXPECT_STREQ(expandVars("[$KEL_TEST_VARIABLE]", nullptr, false, false).get(), "[]");
   EXPECT_EQ(test::messageFrom([&] { (void)expandVars("$KEL_TEST_VARIABLE", &variables, true, false); }),
@@ -172,8 +170,7 @@ TEST(Wildcard, matchesWholeTexts) {
                {"a**", "a", true},    {"FOPS*", "fopsHelper", true},
                {"a?", "ab", false},   {"*a*a*a*a*a*b", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", false}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.pattern != nullptr ? c.pattern : "(null)");
-    EXPECT_EQ(wildcardMatch(c.pattern, c.text, false), c.matches);
+    EXPECT_EQ(wildcardMatch(c.pattern, c.text, false), c.matches) << (c.pattern != nullptr ? c.pattern : "(null)");
   }
   EXPECT_FALSE(wildcardMatch("FOPS*", "fopsHelper", true));
 }

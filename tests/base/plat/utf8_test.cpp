@@ -96,8 +96,7 @@ TEST(Utf8, escapesWhatATerminalWouldActOn) {
                {"\xC3\xA9", "\xC3\xA9"},
                {"\xE2\x82x", "~M-b~M^Bx"}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.result);
-    EXPECT_STREQ(utf8Escape(c.text, '~').get(), c.result);
+    EXPECT_STREQ(utf8Escape(c.text, '~').get(), c.result) << c.result;
   }
 }
 

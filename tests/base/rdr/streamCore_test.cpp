@@ -159,14 +159,12 @@ TEST(InStream, readsLines) {
     std::string_view expected;
     bool sawNul = false;
     bool sound = true;
-  } cases[] = {
-      {"abc\nd", 3, "abc"},
-      {"\nx", 3, ""},
-      {"a\r\rb\r\n", 2, "ab"},
-      {longest, 0, longest},
-      {"a\0b\n"sv, 9, "a\0b"sv, true},
-      {"a\xff\n", 9, "a\xef\xbf\xbd", false, false},
-  };
+  } cases[] = {{"abc\nd", 3, "abc"},
+               {"\nx", 3, ""},
+               {"a\r\rb\r\n", 2, "ab"},
+               {longest, 0, longest},
+               {"a\0b\n"sv, 9, "a\0b"sv, true},
+               {"a\xff\n", 9, "a\xef\xbf\xbd", false, false}};
   plat::DString line;
   for (const auto& c : cases) {
     rdr::MemInStream in(c.input.data(), static_cast<int>(c.input.size()));

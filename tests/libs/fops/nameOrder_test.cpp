@@ -170,15 +170,6 @@ TEST_F(NameOrderTest, putsDirectoriesFirstAndMovesEntriesWhole) {
   EXPECT_EQ(namesOf(list), (Names{"d9", "d10", "a01", "a1", "a2", "a10", "b"}));
   EXPECT_EQ(list[1].flags, Directory | HasSubdirs);
   EXPECT_EQ(list[1].size, 5);
-  for (int count = 0; count < 10; ++count) {  // sizes around the powers of two
-    Names names;
-    for (int i = 0; i < count; ++i) {
-      names.emplace_back(plat::String::format("n%d", i).get());
-    }
-    list = entries(Names(names.rbegin(), names.rend()));
-    EntrySorter().sort(list);
-    EXPECT_EQ(namesOf(list), names);
-  }
 }
 
 }  // namespace

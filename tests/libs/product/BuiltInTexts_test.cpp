@@ -125,6 +125,7 @@ TEST(BuiltInTexts, keepTheColonOfFrenchOnItsLine) {
     }
   }
   EXPECT_EQ(textsOf("fr").at("plat_usage_label"), "Utilisation" + NoBreakSpace + ":");
+  EXPECT_EQ(textsOf("fr").at("plat_configuration_global_params"), "Paramètres globaux" + NoBreakSpace);
 }
 
 TEST(BuiltInTexts, areFoundThroughTheLocale) {
