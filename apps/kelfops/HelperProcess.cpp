@@ -168,7 +168,11 @@ HelperProcess::HelperProcess(const std::string& program, LinkKind kind, const st
 
 HelperProcess::~HelperProcess() {
   link_.reset();
-  bringToEnd();
+  try {
+    bringToEnd();
+  } catch (const plat::Exception&) {
+    // somebody else has reaped it
+  }
 }
 
 void HelperProcess::launch(const std::string& program, LinkKind kind, const std::vector<std::string>& arguments) {

@@ -86,6 +86,7 @@ int serve(const Options& options, HelperProcess& helper, HelperStats& stats) {
 
 int run(const Options& options) {
   signal(SIGXFSZ, SIG_IGN);  // a file that grows too large is an error of that file
+  signal(SIGCHLD, SIG_DFL);  // ignored, as it may be on arrival, it would hide how the helper ended
   os::AppInfo::setApp("kelfops");
   loc::Localize::instance().setSearchDirs({});
   plat::logInit("*:stderr:0", nullptr, nullptr, false);

@@ -104,8 +104,8 @@ public:
 
   /// Reads one message, waiting for it, and gives it to its reader.
   /// @param expected the only name allowed, beside "badMsg"; null for any.
-  /// @throws plat::Exception "MsgIpc::readMessage: not in state startMsg"; what the states and readers throw, with the
-  ///   rest of the message skipped; rdr::BlockException if the link does not wait
+  /// @throws plat::Exception "MsgIpc::readMessage: not in state startMsg", also without a connection; what the states
+  ///   and readers throw, with the rest of the message skipped; rdr::BlockException if the link does not wait
   void readMessage(const char* expected);
   /// Reads messages up to and with the first of that name.
   void readUntil(const char* name);

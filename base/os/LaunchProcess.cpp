@@ -216,7 +216,7 @@ void LaunchProcess::resolveProgram() {
     return;
   }
   if (searchPath) {
-    args[0] = findProgram(args[0].orEmpty(), true, true);
+    args[0] = findProgram(args[0].get(), true, true);
   } else {
     PLAT_REQUIRE_AS(plat::isAbsolutePath(args[0].get()), "isAbsolutePath(cfg.args[0])", __FILE__, __LINE__);
   }
@@ -226,9 +226,10 @@ void LaunchProcess::resolveProgram() {
 }
 
 void LaunchProcess::addPrivilegeWords() {
+  const bool needsRoot = elevate && ::geteuid() != 0;
   // A child that just ran on would keep the rights that it has now.
-  PLAT_REQUIRE(!args.empty() || (!elevate && runAsUid == 0));
-  if (elevate && ::geteuid() != 0) {
+  PLAT_REQUIRE(!args.empty() || (!needsRoot && runAsUid == 0));
+  if (needsRoot) {
     getElevateProg(args, title.get());
   }
   if (runAsUid != 0) {

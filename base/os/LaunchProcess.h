@@ -71,7 +71,7 @@ public:
   plat::String title;         ///< of the prompt for that; may be null
   uid_t runAsUid = 0;         ///< the user to run as, 0 for no change; for root only
   bool selfAsHelper = false;  ///< the change of user is this program's own, not the target's
-  bool searchPath = false;    ///< find args[0] beside this program or in `PATH`; else it must be an absolute path
+  bool searchPath = false;    ///< find args[0] beside this program, which null stands for, or in `PATH`; else absolute
   std::map<plat::String, plat::String> environment;
   std::map<int, int> childDup;  ///< by a number in the child, the descriptor that is to become it
   std::set<int> closeInChild;

@@ -11,6 +11,7 @@
 #include "base/loc/translate.h"
 #include "base/os/adoptFd.h"
 #include "base/os/doubleFork.h"
+#include "base/os/socketUtil.h"
 #include "base/os/unix/UnixIo.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/Time.h"
@@ -51,7 +52,7 @@ std::unique_ptr<io::Io> LaunchedProcessPipe::connect(char**& argv, int minExtraA
   if (minExtraArgs > 0 && countArgs(argv) < minExtraArgs) {
     throw plat::Exception(LOC_TR("plat_this_program_not_directly"));
   }
-  const int fd = parseFd(pipeName_.get());
+  const int fd = parseFd(pipeName.get());
   return fd >= 0 ? adoptFd(fd, InBufSize) : connectToPath();
 }
 
@@ -59,7 +60,7 @@ void LaunchedProcessPipe::parseArgs(char**& argv) {
   for (;; ++argv) {
     const char* const arg = *argv;
     if (arg && std::strcmp(arg, "-lppDebug") == 0) {
-      logPath_ = debugLogPath_;
+      logPath = debugLogPath;
     } else if (arg && std::strcmp(arg, "-hash") == 0) {
       parseHash(argv[1]);
       ++argv;
@@ -70,7 +71,7 @@ void LaunchedProcessPipe::parseArgs(char**& argv) {
     } else if (!arg || *arg == '-') {
       throw plat::Exception(plat::Formatted, "Bad command-line: got %s instead of pipe name", arg ? arg : "<null>");
     } else {
-      pipeName_ = arg;
+      pipeName = arg;
       ++argv;
       return;
     }
@@ -79,14 +80,15 @@ void LaunchedProcessPipe::parseArgs(char**& argv) {
 
 void LaunchedProcessPipe::parseHash(const char* hex) {
   // An empty digest is refused too: it must not pass for an option that was not given.
-  if (!hex || !plat::tryHexToBuf(hex, hash_) || hash_.empty()) {
+  if (!hex || !plat::tryHexToBuf(hex, hash) || hash.empty()) {
     throw plat::Exception("-hash argument bad or missing");
   }
 }
 
 void LaunchedProcessPipe::redirectStderr() const {
-  const int fd = plat::fileOpenFd(logPath_, O_WRONLY | O_CREAT | O_APPEND, 0666);
+  const int fd = plat::fileOpenFd(logPath, O_WRONLY | O_CREAT | O_APPEND, 0666);
   if (fd == STDERR_FILENO) {
+    setInheritableOrThrow(fd, true, false);
     return;
   }
   const int rv = ::dup2(fd, STDERR_FILENO);
@@ -102,8 +104,8 @@ std::unique_ptr<io::Io> LaunchedProcessPipe::connectToPath() const {
   std::unique_ptr<io::Io> io;
   try {
     const plat::String now = plat::formatDate("%Y-%m-%d %H:%M:%SZ", plat::utcBreakdown(plat::getTime()));
-    std::fprintf(stderr, "%s: connecting to '%s'\n", now.orEmpty(), pipeName_.orEmpty());
-    io = std::make_unique<UnixIo>(pipeName_.get(), -1, false, InBufSize);
+    std::fprintf(stderr, "%s: connecting to '%s'\n", now.orEmpty(), pipeName.orEmpty());
+    io = std::make_unique<UnixIo>(pipeName.get(), -1, false, InBufSize);
     checkHash(*io);
   } catch (const plat::Exception& e) {
     std::fprintf(stderr, "%s\n", e.message);
@@ -116,7 +118,7 @@ std::unique_ptr<io::Io> LaunchedProcessPipe::connectToPath() const {
 }
 
 void LaunchedProcessPipe::checkHash(io::Io& io) const {
-  if (hash_.empty()) {
+  if (hash.empty()) {
     return;
   }
   std::uint8_t scratch[SecretSize];
@@ -124,7 +126,7 @@ void LaunchedProcessPipe::checkHash(io::Io& io) const {
   const std::uint8_t* const secret = io.in()->readOrCopy(scratch, SecretSize);
   crypto::digest(crypto::DigestType::Sha256, secret, SecretSize, expected, sizeof expected);
   io.in()->checkpoint();
-  if (hash_.size() != SecretSize || std::memcmp(hash_.data(), expected, sizeof expected) != 0) {
+  if (hash.size() != SecretSize || std::memcmp(hash.data(), expected, sizeof expected) != 0) {
     throw plat::Exception("Bad hash");
   }
 }

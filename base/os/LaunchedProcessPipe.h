@@ -23,8 +23,8 @@ public:
   /// socket.
   static constexpr int InBufSize = 65536;
 
-  /// @param debugLogPath where standard error goes with "-lppDebug"; not copied.
-  explicit LaunchedProcessPipe(const char* debugLogPath = "/tmp/lppDebug.log") noexcept : debugLogPath_(debugLogPath) {}
+  /// @param debugPath where standard error goes with "-lppDebug"; not copied.
+  explicit LaunchedProcessPipe(const char* debugPath = "/tmp/lppDebug.log") noexcept : debugLogPath(debugPath) {}
 
   /// Takes the launcher's arguments off `argv`, which ends in a null, and connects.
   ///
@@ -46,10 +46,10 @@ private:
   std::unique_ptr<io::Io> connectToPath() const;
   void checkHash(io::Io& io) const;
 
-  plat::String pipeName_;
-  const char* logPath_ = "/dev/null";  // where standard error goes
-  const char* debugLogPath_;
-  plat::MBuf<unsigned char> hash_;  // empty: no proof is asked for
+  plat::String pipeName;
+  const char* logPath = "/dev/null";  // where standard error goes
+  plat::MBuf<unsigned char> hash;     // empty: no proof is asked for
+  const char* debugLogPath;
 };
 
 }  // namespace os

@@ -11,7 +11,8 @@ namespace os {
 /// Ownership: filled by the launcher before the fork; observes all that it points to.
 /// Thread:    runs in the child, perhaps in the launcher's own memory beside the launcher's other threads (see
 ///            forkShared()): it allocates nothing, takes no lock, raises nothing and writes to nothing but its own
-///            stack and `redirects`. A failure goes to the launcher as a start-error record, and the child ends with 1.
+///            stack, `redirects`, `errorFd` and errno. A failure goes to the launcher as a start-error record, and the
+///            child ends with 1.
 class LaunchChild final {
 public:
   struct Redirect {

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <functional>
 #include <optional>
 #include <string>
@@ -6,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 
 #include "base/io/FdHandler.h"
 #include "base/io/FdSelectManager.h"
@@ -197,6 +199,23 @@ TEST_F(FdManagerTest, severalWakesAreOneWakeUpOfTheNextWait) {
   manager.setPendingRead(a);
   manager.processEvents(60000);
   EXPECT_TRUE(manager.processEvents(0)) << "asked for in a turn, it counts for the next wait";
+}
+
+TEST_F(FdManagerTest, aSignalEndsTheWaitAndTheTurnGoesOn) {
+  static test::ManualClock* clock;
+  test::ManualClock localClock;
+  clock = &localClock;
+  std::signal(SIGALRM, [](int) { clock->advanceMs(3600000); });
+  TestTimer timer([this] { events.push_back("timer"); });
+  timer.start(3600000);
+  add(0, true, false, pair.near());
+  const itimerval soon = {{0, 10000}, {0, 10000}};  // again and again, lest the first comes before the wait
+  ::setitimer(ITIMER_REAL, &soon, nullptr);
+  EXPECT_TRUE(manager.processEvents(-1));
+  const itimerval never = {};
+  ::setitimer(ITIMER_REAL, &never, nullptr);
+  std::signal(SIGALRM, SIG_DFL);
+  EXPECT_THAT(events, ElementsAre("timer")) << "and not the descriptor, of which nothing is known";
 }
 
 TEST_F(FdManagerTest, aFailingSelectIsRaised) {

@@ -6,11 +6,11 @@
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <unistd.h>
 
 #include "base/io/GetAddrInfoException.h"
 #include "base/io/PktInfo.h"
 #include "base/plat/AssertionFail.h"
+#include "tests/support/sockets.h"
 #include "tests/support/thrown.h"
 
 namespace {
@@ -83,11 +83,7 @@ TEST(IpInfo, refusesWhatIsNoAddress) {
   EXPECT_THROW(IpInfo(io::PktInfo(), 80), plat::AssertionFail);
   EXPECT_EQ(test::messageFrom([] { IpInfo(-1, IpInfo::End::Local); }).find("getsockname: "), 0U);
   EXPECT_EQ(test::messageFrom([] { IpInfo(-1, IpInfo::End::Peer); }).find("getpeername: "), 0U);
-  int pair[2];
-  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
-  EXPECT_THROW(IpInfo(pair[0], IpInfo::End::Peer), plat::AssertionFail);
-  ::close(pair[0]);
-  ::close(pair[1]);
+  EXPECT_THROW(IpInfo(test::Fd(::socket(AF_UNIX, SOCK_STREAM, 0)), IpInfo::End::Local), plat::AssertionFail);
 }
 
 /// What the resolver says; 0 without an exception.

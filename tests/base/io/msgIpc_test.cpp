@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/rdr/BlockException.h"
 #include "tests/base/io/MemIo.h"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "base/io/IpInfo.h"
 #include "base/io/TcpIo.h"
 #include "base/plat/SystemException.h"
+#include "tests/support/sockets.h"
 
 namespace {
 
@@ -31,20 +31,16 @@ TEST(AdoptFd, makesAConnectionOfItsKind) {
 }
 
 TEST(AdoptFd, tcpSocketGetsABufferOfTheWantedSize) {
-  const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+  const test::Fd listener(test::bindTo(io::IpInfo("127.0.0.1", 0)));
   ASSERT_EQ(::listen(listener, 1), 0);
-  const int client = ::socket(AF_INET, SOCK_STREAM, 0);
-  const io::IpInfo bound("127.0.0.1", io::IpInfo(listener, io::IpInfo::End::Local).port());
-  ASSERT_EQ(::connect(client, bound.address(), bound.addressLength()), 0);
-  const int peer = ::accept(listener, nullptr, nullptr);
+  const int client = test::connectTo(test::localAddress(listener));
+  const test::Fd peer(os::acceptSocket(listener));
   const std::unique_ptr<io::Io> io = os::adoptFd(client, 65536);
   EXPECT_NE(dynamic_cast<io::TcpIo*>(io.get()), nullptr);
   const std::string bytes(65536, 'x');
   ASSERT_EQ(::write(peer, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
   EXPECT_TRUE(io->in()->check(true, 65536));
   EXPECT_EQ(io->in()->nUnread(), 65536);
-  ::close(peer);
-  ::close(listener);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "base/os/AppLoop.h"
 
 #include <functional>
-#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -5,7 +5,9 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <set>
 #include <string>
 #include <thread>
@@ -15,6 +17,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,6 +29,8 @@
 #include "base/os/startError.h"
 #include "base/plat/Configuration.h"
 #include "base/plat/StringParameter.h"
+#include "tests/base/os/ChildAllocations.h"
+#include "tests/base/os/inChild.h"
 #include "tests/base/plat/RecordingDest.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
@@ -172,10 +177,8 @@ TEST_F(LaunchProcessTest, redirectsInEveryClash) {
     std::vector<int> order;  // the files a, b and c are opened as these numbers, and so named 3, 4 and 5 in the child
   } cases[] = {{"straight", {3, 4, 5}}, {"swapped", {4, 3, 5}}, {"in a ring", {4, 5, 3}}, {"far", {30, 31, 32}}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    // The numbers may be in use in this process, so that a copy of it makes the arrangement.
-    LaunchProcess copy;
-    if (!copy.start()) {
+    // In a child, as the numbers may be in use here.
+    const test::Outcome outcome = test::inChild([&] {
       os::closeFrom(3);
       LaunchProcess launch;
       for (int i = 0; i < 3; ++i) {
@@ -188,18 +191,15 @@ TEST_F(LaunchProcessTest, redirectsInEveryClash) {
         ::close(50 + i);
         launch.childDup[3 + i] = c.order[static_cast<std::size_t>(i)];
       }
-      launch.redirectFile(false, 1, (dir / "output").c_str(), false);
+      launch.childDup[1] = ::fcntl(1, F_DUPFD_CLOEXEC, 60);
       launch.redirectDup2(1, 9);
       shell(launch, "cat <&3 >&9; cat <&4; cat <&5");
       launch.start();
       int status = 99;
       launch.wait(&status, -1);
       ::_exit(status);
-    }
-    int status = -1;
-    copy.wait(&status, -1);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(dir.read("output"), "abc");
+    });
+    EXPECT_EQ(outcome, (test::Outcome{0, "abc", ""})) << c.what;
   }
 }
 
@@ -233,10 +233,9 @@ TEST_F(LaunchProcessTest, redirectsToFilesAtTheirEndOrAnew) {
   }
 }
 
-TEST_F(LaunchProcessTest, theChildStartsWithTheMaskOfItsParentAndWithoutItsHandlers) {
+TEST_F(LaunchProcessTest, theChildStartsWithTheMaskOfItsParent) {
   const os::AppLoop loop;
-  const Listener first(SIGUSR1);
-  const Listener second(SIGUSR2);
+  const Listener listener(SIGUSR1);
   os::socketInit();  // ignores SIGPIPE
   ::signal(SIGHUP, SIG_IGN);
   sigset_t mask;
@@ -245,8 +244,8 @@ TEST_F(LaunchProcessTest, theChildStartsWithTheMaskOfItsParentAndWithoutItsHandl
   sigaddset(&mask, SIGTERM);
   ::sigprocmask(SIG_SETMASK, &mask, &before);
   LaunchProcess launch;
-  launch.args = {"/bin/sed", "-n", "/Sig[BIC]/p", "/proc/self/status"};
-  EXPECT_EQ(outputOf(launch), "SigBlk:\t0000000000004000\nSigIgn:\t0000000000000001\nSigCgt:\t0000000000000000\n");
+  launch.args = {"/bin/sed", "-n", "/Sig[BI]/p", "/proc/self/status"};
+  EXPECT_EQ(outputOf(launch), "SigBlk:\t0000000000004000\nSigIgn:\t0000000000000001\n");
   sigset_t after;
   ::sigprocmask(SIG_SETMASK, &before, &after);
   EXPECT_EQ(std::memcmp(&after, &mask, sizeof(long)), 0);
@@ -279,6 +278,17 @@ TEST_F(LaunchProcessTest, tellsAndLogsHowTheChildEnded) {
     EXPECT_EQ(log.lines(), lines);
     EXPECT_THAT(test::messageFrom([&] { launch.wait(nullptr, 0); }), HasSubstr("detached or not started"));
   }
+  // Of a program that is cut short the kernel notices too late for execve to fail: it kills.
+  std::string head(4096, '\0');
+  std::ifstream("/bin/true").read(head.data(), 4096);
+  dir.write("torn", head);
+  ::chmod((dir / "torn").c_str(), 0755);
+  LaunchProcess torn;
+  torn.args = {(dir / "torn").c_str()};
+  torn.start();
+  int status = 0;
+  EXPECT_TRUE(torn.wait(&status, -1));
+  EXPECT_LT(status, 0);
 }
 
 TEST_F(LaunchProcessTest, waitsNoLongerThanToldOrNeeded) {
@@ -350,12 +360,18 @@ TEST_F(LaunchProcessTest, detachedFromTheStartIsNobodysChildAndLeadsNoSession) {
   }
 }
 
-TEST_F(LaunchProcessTest, aChildWithoutProgramRunsOn) {
+TEST_F(LaunchProcessTest, aChildWithoutProgramRunsOnWithoutTheHandlersOfItsParent) {
+  const os::AppLoop loop;
+  const Listener first(SIGUSR1);
+  const Listener second(SIGUSR2);  // the highest one stays
   LaunchProcess launch;
+  launch.elevate = ::geteuid() == 0;  // which root needs not
   launch.redirectFile(false, 4, (dir / "file").c_str(), false);
   if (!launch.start()) {
-    const bool clean = launch.pid == -1 && launch.childDup.empty() && ::write(4, "child", 5) == 5;
-    ::_exit(clean ? 7 : 8);
+    struct sigaction action = {};
+    ::sigaction(SIGUSR1, nullptr, &action);
+    const bool clean = launch.pid == -1 && launch.childDup.empty() && action.sa_handler == SIG_DFL;
+    ::_exit(clean && ::write(4, "child", 5) == 5 ? 7 : 8);
   }
   int status = 0;
   EXPECT_TRUE(launch.wait(&status, -1));
@@ -363,7 +379,8 @@ TEST_F(LaunchProcessTest, aChildWithoutProgramRunsOn) {
   EXPECT_EQ(dir.read("file"), "child");
 }
 
-TEST_F(LaunchProcessTest, launchesBesideThreadsThatAllocateWithoutPause) {
+TEST_F(LaunchProcessTest, theChildAsksForNoMemoryBesideThreadsThatDoWithoutPause) {
+  const test::ChildAllocations allocations;
   std::atomic<bool> stop = false;
   std::vector<std::thread> threads;
   for (int i = 0; i < 3; ++i) {
@@ -374,16 +391,22 @@ TEST_F(LaunchProcessTest, launchesBesideThreadsThatAllocateWithoutPause) {
       }
     });
   }
+  const char* const programs[] = {"/bin/true", "/bin/true", "/no/such/program", ""};
   for (int i = 0; i < 200; ++i) {
+    const char* const program = programs[i % 4];
     LaunchProcess launch;
-    launch.args = {i % 5 == 4 ? "/no/such/program" : "/bin/true"};
-    launch.setDetachLevel(i % 10 == 0 ? 2 : 0);
+    if (*program != '\0') {
+      launch.args = {program};
+    }
+    launch.setDetachLevel(i % 5 == 0 ? 2 : 0);
     for (int to = 3; to < 12; ++to) {
       launch.redirectFile(true, to, "/dev/null", false);
     }
     try {
-      launch.start();
-      EXPECT_NE(i % 5, 4);
+      if (!launch.start()) {
+        ::_exit(0);
+      }
+      EXPECT_NE(i % 4, 2);
     } catch (const plat::SystemException& e) {
       EXPECT_EQ(e.err, ENOENT);
     }
@@ -395,6 +418,9 @@ TEST_F(LaunchProcessTest, launchesBesideThreadsThatAllocateWithoutPause) {
   for (std::thread& thread : threads) {
     thread.join();
   }
+  EXPECT_EQ(allocations.count(), 0);
+  test::inChild([] { std::free(std::malloc(1)); });
+  EXPECT_EQ(allocations.count() > 0, test::ChildAllocations::works);
 }
 
 TEST_F(LaunchProcessTest, runningOutOfDescriptorsIsToldAndLeaksNone) {
@@ -428,23 +454,19 @@ TEST_F(LaunchProcessTest, everyWayOfClosingLeavesWhatIsBelowAndWhatIsToStay) {
                {"by listing", [] { os::closeListedFrom(20, 25) ? void() : ::_exit(98); }},
                {"by counting", [] { os::closeCountedFrom(20, 25); }}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.how);
-    LaunchProcess copy;
-    if (!copy.start()) {
+    const test::Outcome outcome = test::inChild([&c] {
       for (int fd = 18; fd < 1000; ++fd) {
         ::dup2(0, fd);
       }
       c.close();
       for (int fd = 18; fd < 1000; ++fd) {
         if ((::fcntl(fd, F_GETFD) >= 0) != (fd < 20 || fd == 25)) {
-          ::_exit(fd % 97 + 1);
+          throw plat::Exception(plat::Formatted, "%d", fd);
         }
       }
-      ::_exit(0);
-    }
-    int status = -1;
-    copy.wait(&status, -1);
-    EXPECT_EQ(status, 0);
+    });
+    EXPECT_EQ(outcome.errors, "") << c.how;
+    EXPECT_EQ(outcome.result, test::Returned) << c.how;
   }
   EXPECT_FALSE(os::closeListedFrom(1000, -1, "/no/such/folder"));
 }

@@ -1,8 +1,8 @@
+#include "base/plat/filePaths.h"
+
 #include <string>
 
 #include <gtest/gtest.h>
-
-#include "base/plat/filePaths.h"
 
 namespace plat {
 namespace {

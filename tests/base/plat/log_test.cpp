@@ -2,7 +2,6 @@
 #include <cstdlib>
 #include <functional>
 #include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -87,9 +86,6 @@ TEST(LogSetting, followsTheParameterUnlessOverridden) {
   EXPECT_EQ(alpha.level(), 1);
   plat::logOverride(nullptr);
   EXPECT_EQ(alpha.level(), 13);
-  rec.limit(3);
-  plat::logUpdateLevels();
-  EXPECT_EQ(alpha.level(), 3);
   plat::logParameter().unsetParam(10, true);
   EXPECT_EQ(alpha.level(), -1);
 }

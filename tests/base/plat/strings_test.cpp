@@ -1,7 +1,6 @@
 #include "base/plat/strings.h"
 
 #include <cstdlib>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -98,19 +97,16 @@ TEST(WrapWords, breaksAtBlanksWithinTheWidth) {
     const char* text;
     int width, indent;
     const char* result;
-  } cases[] = {{"aaa bbb ccc", 7, 0, "aaa bbb\nccc"},
-               {"aaa bbb ccc", 6, 2, "aaa\n  bbb\n  ccc"},
+  } cases[] = {{"aaa bbb ccc", 6, 2, "aaa\n  bbb\n  ccc"},
                {"aaa   bbb", 7, 0, "aaa\nbbb"},
                {"aaa   bbb", 9, 0, "aaa   bbb"},
-               {"aaa bbb\nc ddd", 7, 1, "aaa bbb\nc ddd"},
+               {"aaa bbb\nc ddd ", 7, 1, "aaa bbb\nc ddd "},
                {"aa aaaaaaaaaa b", 5, 0, "aa\naaaaaaaaaa\nb"},
                {"  toolong", 4, 3, "  toolong"},
-               {"\xC3\xA9\xC3\xA9 \xC3\xA9", 4, 0, "\xC3\xA9\xC3\xA9 \xC3\xA9"},
-               {"aaa bb ", 6, 0, "aaa bb "}};
+               {"\xC3\xA9\xC3\xA9 \xC3\xA9", 4, 0, "\xC3\xA9\xC3\xA9 \xC3\xA9"}};
   for (const auto& c : cases) {
     EXPECT_STREQ(wrapWords(c.text, c.width, c.indent).get(), c.result) << c.text;
   }
-  EXPECT_TRUE(wrapWords(nullptr, 10, 0).isNull());
 }
 
 TEST(ExpandVars, replacesNamesByTheirValues) {

@@ -64,19 +64,15 @@ TEST(Timer, needsAManagerOnItsThread) {
 
 TEST_F(TimerTest, aSecondManagerMustSayThatItIsNestedAndStopsItsTimersAtItsEnd) {
   EXPECT_THROW(TimerManager{}, AssertionFail);
-  NamedTimer first("first", fired);
-  NamedTimer second("second", fired);
+  NamedTimer timer("t", fired);
   {
     TimerManager nested(true);
     EXPECT_EQ(TimerManager::current(), &nested);
-    first.start(10);
-    second.start(20);
+    timer.start(0);
   }
   EXPECT_EQ(TimerManager::current(), &manager);
-  EXPECT_FALSE(first.running() || second.running());
-  first.start(0);
-  EXPECT_EQ(manager.processTimers(), 0);
-  EXPECT_THAT(fired, ElementsAre("first"));
+  EXPECT_FALSE(timer.running());
+  EXPECT_EQ(manager.processTimers(), -1);
 }
 
 TEST_F(TimerTest, fireByExpiryAndThenInStartingOrder) {

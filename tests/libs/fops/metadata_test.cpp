@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/plat/Exception.h"
 #include "base/plat/Time.h"
 #include "libs/fops/BadPath.h"
 #include "libs/fops/SpecialFileException.h"
@@ -62,8 +61,7 @@ TEST_F(MetadataTest, describesAFile) {
   EXPECT_GT(entry.createTime, plat::fileTimeFromUnix(1600000000));
   EXPECT_EQ(entry.osAttrs.size(), 1U);
   EXPECT_EQ(unixMode(entry), 0100444);
-  // Hidden goes by the path, the name is the caller's.
-  EXPECT_EQ(getDirEntry((dir / ".x").c_str(), "shown").flags, Hidden | ReadOnly);
+  EXPECT_EQ(getDirEntry((dir / ".x").c_str(), "shown").flags, Hidden | ReadOnly) << "by the path, not by the name";
   EXPECT_STREQ(getDirEntry("/", "host").name.get(), "host");
 }
 

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/plat/AssertionFail.h"
 #include "base/plat/StringParameter.h"
 #include "libs/fops/BadPath.h"
 #include "libs/fops/LocalFsRoot.h"
