@@ -267,7 +267,7 @@ TEST_F(FdIoTest, shutdownEndsInALaterTurnAndHearsOfNoFailure) {
   }
 }
 
-TEST_F(FdIoTest, aFlushAtTheEndGivesUpOnAStalledPeer) {
+TEST_F(FdIoTest, aFlushAtTheEndGivesUpOnAStalledPeerIfThereIsSomebodyToTell) {
   TestIo* const io = attached();
   write(*io, Much);
   io->shutdown(true, true);
@@ -280,6 +280,14 @@ TEST_F(FdIoTest, aFlushAtTheEndGivesUpOnAStalledPeer) {
   EXPECT_THAT(events, ElementsAre("closed", "deleted"));
   EXPECT_LT(pair.receive().size(), Much.size());
   EXPECT_TRUE(pair.farEnded());
+
+  test::FdPair other;
+  TestIo* const silent = attached(other);
+  write(*silent, Much);
+  silent->shutdown(true, false);
+  turns(2);
+  clock.advanceMs(60000);
+  EXPECT_THAT(messageFrom<AssertionFail>([this] { turns(1); }), HasSubstr("'handler'")) << "nobody can be told";
 }
 
 TEST_F(FdIoTest, withoutAManagerShutdownIsImmediateAndCanTellNobody) {

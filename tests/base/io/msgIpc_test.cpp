@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/rdr/BlockException.h"
 #include "tests/base/io/MemIo.h"
 
 namespace {
@@ -224,6 +225,18 @@ TEST_F(MsgIpcTest, readersHearOnceOfEachChangeOfConnection) {
   EXPECT_THAT(callback.events, ElementsAre("closed"));
 }
 
+TEST_F(MsgIpcTest, detachedConnectionGoesOnElsewhere) {
+  auto next = std::make_unique<MsgIpc>(nullptr, "next", false, false);
+  RecordingReader own;
+  next->setReader("fops", &own);
+  next->setReader("other", &own);
+  next->accept(ipc.detach().release());
+  io->arrive(textMsg("fops", "2"));
+  EXPECT_THAT(own.messages, ElementsAre("fops=2"));
+  next.reset();
+  EXPECT_EQ(own.gone, 1);
+}
+
 TEST_F(MsgIpcTest, forbiddenMessagesPassInNeitherDirection) {
   callback.forbidden = "in fops";
   io->arrive(textMsg("fops", "1") + textMsg("other", "2"));
@@ -254,6 +267,12 @@ TEST_F(BlockingMsgIpcTest, failureCostsOneMessage) {
   reader.act = nullptr;
   ipc.readMessage(nullptr);
   EXPECT_THAT(reader.messages, ElementsAre("fops=3"));
+}
+
+TEST_F(MsgIpcTest, blockingReadOnALinkThatDoesNotWaitSaysSo) {
+  EXPECT_THROW(ipc.readMessage(nullptr), rdr::BlockException);
+  EXPECT_EQ(raised([&] { rdr::StateMachine<MsgIpc>().step(ipc); }),
+            "Assertion 'stateFn' failed at base/rdr/StateMachine:77");
 }
 
 TEST_F(BlockingMsgIpcTest, aLinkThatIsClosedFromInsideIsReadNoMore) {

@@ -11,6 +11,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include <fcntl.h>
@@ -66,13 +67,16 @@ protected:
 
   static void shell(LaunchProcess& launch, const char* script) { launch.args = {"/bin/sh", "-c", script}; }
 
-  /// Runs it to its end; what it has printed.
-  std::string outputOf(LaunchProcess& launch, int expectedStatus = 0) {
-    launch.redirectFile(false, 1, (dir / "output").c_str(), false);
-    int status = -1;
+  /// Runs it to its end; how it has ended, and what it has printed.
+  static int statusOf(LaunchProcess& launch) {
+    int status = 99;
     launch.start();
     EXPECT_TRUE(launch.wait(&status, -1));
-    EXPECT_EQ(status, expectedStatus);
+    return status;
+  }
+  std::string outputOf(LaunchProcess& launch) {
+    launch.redirectFile(false, 1, (dir / "output").c_str(), false);
+    EXPECT_EQ(statusOf(launch), 0);
     return dir.read("output");
   }
 
@@ -115,14 +119,12 @@ TEST_F(LaunchProcessTest, aFailedStartIsAnExceptionHereAndNoChild) {
       EXPECT_THAT(test::messageFrom([&] { launch.start(); }), HasSubstr("'!used'"));
     }
   }
-  LaunchProcess badSource;
-  badSource.args = {"/bin/true"};
-  badSource.childDup[5] = 999;
-  EXPECT_EQ(test::messageFrom([&] { badSource.start(); }), "dup2: Bad file descriptor (9)");
-  LaunchProcess badSame;
-  badSame.args = {"/bin/true"};
-  badSame.childDup[900] = 900;
-  EXPECT_EQ(test::messageFrom([&] { badSame.start(); }), "fcntl: Bad file descriptor (9)");
+  for (const auto& [to, from, call] : {std::tuple(5, 999, "dup2"), std::tuple(900, 900, "fcntl")}) {
+    LaunchProcess launch;
+    launch.args = {"/bin/true"};
+    launch.childDup[to] = from;
+    EXPECT_EQ(test::messageFrom([&] { launch.start(); }), std::string(call) + ": Bad file descriptor (9)");
+  }
 }
 
 TEST_F(LaunchProcessTest, refusesWhatCannotBeMeant) {
@@ -194,10 +196,7 @@ TEST_F(LaunchProcessTest, redirectsInEveryClash) {
       launch.childDup[1] = ::fcntl(1, F_DUPFD_CLOEXEC, 60);
       launch.redirectDup2(1, 9);
       shell(launch, "cat <&3 >&9; cat <&4; cat <&5");
-      launch.start();
-      int status = 99;
-      launch.wait(&status, -1);
-      ::_exit(status);
+      ::_exit(statusOf(launch));
     });
     EXPECT_EQ(outcome, (test::Outcome{0, "abc", ""})) << c.what;
   }
@@ -234,22 +233,51 @@ TEST_F(LaunchProcessTest, redirectsToFilesAtTheirEndOrAnew) {
 }
 
 TEST_F(LaunchProcessTest, theChildStartsWithTheMaskOfItsParent) {
-  const os::AppLoop loop;
-  const Listener listener(SIGUSR1);
-  os::socketInit();  // ignores SIGPIPE
-  ::signal(SIGHUP, SIG_IGN);
-  sigset_t mask;
-  sigset_t before;
-  sigemptyset(&mask);
-  sigaddset(&mask, SIGTERM);
-  ::sigprocmask(SIG_SETMASK, &mask, &before);
-  LaunchProcess launch;
-  launch.args = {"/bin/sed", "-n", "/Sig[BI]/p", "/proc/self/status"};
-  EXPECT_EQ(outputOf(launch), "SigBlk:\t0000000000004000\nSigIgn:\t0000000000000001\n");
-  sigset_t after;
-  ::sigprocmask(SIG_SETMASK, &before, &after);
-  EXPECT_EQ(std::memcmp(&after, &mask, sizeof(long)), 0);
-  ::signal(SIGHUP, SIG_DFL);
+  const test::Outcome outcome = test::inChild([] {
+    for (int sig = 1; sig < NSIG; ++sig) {
+      ::signal(sig, SIG_DFL);  // who runs the test may have had some ignored
+    }
+    const os::AppLoop loop;
+    const Listener listener(SIGUSR1);
+    os::socketInit();  // ignores SIGPIPE
+    ::signal(SIGHUP, SIG_IGN);
+    sigset_t mask;
+    sigemptyset(&mask);
+    sigaddset(&mask, SIGTERM);
+    ::sigprocmask(SIG_SETMASK, &mask, nullptr);
+    LaunchProcess launch;
+    launch.args = {"/bin/sed", "-n", "/Sig[BI]/p", "/proc/self/status"};
+    launch.childDup[1] = ::fcntl(1, F_DUPFD_CLOEXEC, 0);
+    const int status = statusOf(launch);
+    sigset_t after;
+    ::sigprocmask(SIG_SETMASK, nullptr, &after);
+    ::_exit(std::memcmp(&after, &mask, sizeof(long)) == 0 ? status : 98);
+  });
+  EXPECT_EQ(outcome, (test::Outcome{0, "SigBlk:\t0000000000004000\nSigIgn:\t0000000000000001\n", ""}));
+}
+
+TEST_F(LaunchProcessTest, noHandlerOfTheParentRunsInTheChild) {
+  static std::atomic<bool> stop = false;
+  static std::atomic<bool> strayed = false;  // seen here, as the child works in the same memory
+  const test::Outcome outcome = test::inChild([] {
+    static const pid_t parent = ::getpid();
+    ::setpgid(0, 0);
+    ::signal(SIGUSR1, [](int) { strayed = strayed || ::getpid() != parent; });
+    std::thread storm([] {
+      while (!stop) {
+        ::kill(0, SIGUSR1);  // which may well kill the child
+      }
+    });
+    for (int i = 0; i < 200; ++i) {
+      LaunchProcess launch;
+      launch.args = {"/bin/true"};
+      launch.start();
+    }
+    stop = true;
+    storm.join();
+    ::_exit(strayed ? 1 : 0);
+  });
+  EXPECT_EQ(outcome, (test::Outcome{0, "", ""}));
 }
 
 TEST_F(LaunchProcessTest, tellsAndLogsHowTheChildEnded) {
@@ -285,10 +313,7 @@ TEST_F(LaunchProcessTest, tellsAndLogsHowTheChildEnded) {
   ::chmod((dir / "torn").c_str(), 0755);
   LaunchProcess torn;
   torn.args = {(dir / "torn").c_str()};
-  torn.start();
-  int status = 0;
-  EXPECT_TRUE(torn.wait(&status, -1));
-  EXPECT_LT(status, 0);
+  EXPECT_LT(statusOf(torn), 0);
 }
 
 TEST_F(LaunchProcessTest, waitsNoLongerThanToldOrNeeded) {

@@ -1,3 +1,5 @@
+#include "base/os/LaunchedProcessPipe.h"
+
 #include <cstring>
 #include <string>
 #include <vector>
@@ -10,8 +12,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "base/os/LaunchedProcessPipe.h"
 #include "base/plat/Exception.h"
+#include "tests/base/os/inChild.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -109,6 +111,13 @@ TEST_F(LaunchedProcessPipeTest, connectsToAPathAndMovesStandardErrorAway) {
   struct stat null = {};
   ::stat("/dev/null", &null);
   EXPECT_EQ(stderrDevice, null.st_rdev);
+
+  const auto whereItWasClosed = test::inChild([this] {
+    ::close(STDERR_FILENO);
+    connect({path});
+    ::_exit(::fcntl(STDERR_FILENO, F_GETFD));  // programs that are started from here get it too
+  });
+  EXPECT_EQ(whereItWasClosed.result, 0);
 
   EXPECT_EQ(connect({"-lppDebug", dir / "missing"}), "connect: No such file or directory (2)");
   EXPECT_THAT(dir.read("debug.log"),

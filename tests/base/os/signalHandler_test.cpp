@@ -14,14 +14,17 @@
 #include "base/os/AppLoopImpl.h"
 #include "base/os/SignalHandlerApp.h"
 #include "base/os/signalName.h"
+#include "base/plat/AssertionFail.h"
 #include "base/plat/LogSrc.h"
 #include "tests/base/plat/RecordingDest.h"
+#include "tests/support/thrown.h"
 
 namespace {
 
 using os::AppLoop;
 using os::SignalHandler;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 class SignalHandlerTest : public testing::Test {
@@ -123,6 +126,7 @@ TEST_F(SignalHandlerTest, blockedSignalsArriveLaterAndAChildGetsDefaultsBelowThe
   enable(SIGUSR1, a);
   enable(SIGUSR2, a);
   SignalHandler& handler = SignalHandler::instance();
+  EXPECT_THAT(test::messageFrom<plat::AssertionFail>([] { const SignalHandler second; }), HasSubstr("'!inst'"));
   SignalHandler::BlockRecord record;
   handler.unblockSignals(record);  // not active: changes nothing
   handler.blockSignals(record);

@@ -1,3 +1,5 @@
+#include "base/plat/Configuration.h"
+
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -8,7 +10,6 @@
 #include "base/plat/AssertionFail.h"
 #include "base/plat/BinaryParameter.h"
 #include "base/plat/BoolParameter.h"
-#include "base/plat/Configuration.h"
 #include "base/plat/IntParameter.h"
 #include "base/plat/StringParameter.h"
 #include "tests/base/plat/RecordingDest.h"
@@ -125,6 +126,11 @@ TEST_F(ConfigurationTest, throwsOverAnArgumentThatIsLeft) {
   };
   EXPECT_EQ(message(left, recordMode), "Bad argument 'pipe'.  Run with -help for usage.");
   EXPECT_EQ(message(help, nullptr), "Bad argument '-help'.");
+  try {
+    config.parseArgsOrThrow(help.cursor, nullptr);
+  } catch (const plat::Exception& e) {
+    EXPECT_STREQ(e.type, "BadCmdLineArg");
+  }
   EXPECT_NO_THROW(config.parseArgsOrThrow(good.cursor, recordMode));
 }
 
@@ -142,6 +148,14 @@ TEST_F(ConfigurationTest, findsParametersByNameAndType) {
   EXPECT_FALSE(config.set("Size", "bad", 10));
   EXPECT_THROW((void)config.getBoolParam("Size"), plat::AssertionFail);
   EXPECT_EQ(test::messageFrom([&] { (void)config.getParam("Nowhere"); }), "Parameter Nowhere not found");
+  Configuration grandchild("Grandchild");
+  const plat::BoolParameter deep("Deep", "", false, false, &grandchild);
+  child.setChild(grandchild, true);
+  std::string names;
+  for (Configuration::Iterator all(config, true); const plat::ConfigParameter* p = all.next();) {
+    names += std::string(p->name()) + " ";
+  }
+  EXPECT_EQ(names, "_Hidden Size LogFile Compact Size Inner Deep ");
   config.setChild(child, false);
   EXPECT_EQ(config.find("inner", true), nullptr);
 }

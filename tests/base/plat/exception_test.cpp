@@ -1,3 +1,5 @@
+#include "base/plat/Exception.h"
+
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -8,7 +10,6 @@
 #include "base/plat/BadUtf8.h"
 #include "base/plat/ConfigParameter.h"
 #include "base/plat/Configuration.h"
-#include "base/plat/Exception.h"
 #include "base/plat/LogDest.h"
 #include "base/plat/ProtocolError.h"
 #include "base/plat/StdlibException.h"

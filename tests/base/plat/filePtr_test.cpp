@@ -1,3 +1,5 @@
+#include "base/plat/FilePtr.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <string>
@@ -8,7 +10,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/plat/FilePtr.h"
 #include "base/plat/StdlibException.h"
 #include "tests/base/plat/RecordingDest.h"
 #include "tests/support/TempDir.h"

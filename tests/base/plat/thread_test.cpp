@@ -82,11 +82,11 @@ TEST(Thread, runsOnceKnowsItselfAndLogsItsLife) {
   }
   // "started" may come before or after "join": the two threads log side by side.
   const auto line = [](const char* event) {
-    return MatchesRegex(std::string("100 Threading: ") + event + " +worker.*");
+    return MatchesRegex(std::string("100 Threading: ") + event + " worker [0-9a-f]+");
   };
   EXPECT_THAT(log.lines(),
-              testing::UnorderedElementsAre(line("created"), line("started"), line("join"), line("stopped"),
-                                            line("joined"), line("destroy"), line("destroyed")));
+              testing::UnorderedElementsAre(line("created  "), line("started  "), line("join     "), line("stopped  "),
+                                            line("joined   "), line("destroy  "), line("destroyed")));
 }
 
 TEST(Thread, endsWithALogLineWhenItsBodyThrows) {

@@ -2,6 +2,7 @@
 
 #include "TestStreams.h"
 #include "base/plat/String.h"
+#include "base/rdr/BlockException.h"
 #include "base/rdr/EndOfMsg.h"
 #include "base/rdr/FrameException.h"
 #include "base/rdr/InStreamV4.h"
@@ -135,7 +136,11 @@ TEST(FramedInStream, readsAMessageHoweverItIsCutAndHoweverItArrives) {
   }
 }
 
-TEST(FramedInStream, endsAMessageOnlyWhenItIsRead) {
+TEST(FramedInStream, startsAMessageWithItsWholeHeaderAndEndsItOnlyWhenItIsRead) {
+  FedInStream half("\x80", -1);
+  rdr::InStreamV4 waiting(&half);
+  EXPECT_FALSE(waiting.startMsg(false));
+  EXPECT_THROW(waiting.startMsg(true), rdr::BlockException);
   FedInStream below(frames("ab") + frames("c"), -1);
   rdr::InStreamV4 in(&below);
   EXPECT_NE(raised([&] { in.readU8(); }).find("'inMsg_'"), std::string::npos);

@@ -117,7 +117,7 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
   struct Case {
     std::string request;
     Lines reply;
-    std::string line;  // among the log lines; "" for none of interest
+    Lines lines;  // among the log lines
   };
   const auto answer = [](const char* type, Body body, const std::string& error = "", const char* kind = "") {
     return Lines{message(type, body.result(error, kind))};
@@ -141,65 +141,74 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
       return message(type, Body(id).text(path).raw(data));
     };
     const Case cases[] = {
-        {message("Teleport"), {}, "100 SFopsProto: Ignoring message type: Teleport"},
-        {message("DataReq", Body(id).u64(1)), {}, ""},
-        {message("Complete", id), {}, "30 FileSender: Complete id=5.7 (unknown)"},
-        {message("DirScan", Body().text("").u8(0).u8(1)), answer("DirScanResult", listBytes({onDisk("f")})),
-         "100 SFopsProto: Scanning directory <root>"},
+        {message("Teleport"), {}, {"100 SFopsProto: Ignoring message type: Teleport"}},
+        {message("DataReq", Body(id).u64(1)), {}, {}},
+        {message("Complete", id), {}, {"30 FileSender: Complete id=5.7 (unknown)"}},
+        {message("DirScan", Body().text("").u8(0).u8(1)),
+         answer("DirScanResult", listBytes({onDisk("f")})),
+         {"100 SFopsProto: Scanning directory <root>"}},
         {message("DirScan", Body().text("t//").u8(2).u8(1)),
          answer("DirScanResult", listBytes({onDisk("t/u"), onDisk("t/a2"), onDisk("t/a10")})),
-         "100 LocalDirActions: Listing directory t//, full path " + dir / "t//"},
-        {message("DirScan", Body().text("f").u8(1).u8(1)), answer("DirScanResult", listBytes({}), noFolder, "NotFound"),
-         "30 LocalDirActions: Error reading directory 'f': [System-20] " + noFolder},
+         {"100 LocalDirActions: Listing directory t//, full path " + dir / "t//"}},
+        {message("DirScan", Body().text("f").u8(1).u8(1)),
+         answer("DirScanResult", listBytes({}), noFolder, "NotFound"),
+         {"30 LocalDirActions: Error reading directory 'f': [System-20] " + noFolder}},
+        {message("DirScan", Body().text("..").u8(1).u8(1)),
+         answer("DirScanResult", listBytes({}), dots, "BadPath"),
+         {"100 SFopsProto: Scan error: [BadPath] " + dots}},
         {asked("ReqEntries", "t"),
          answer("ReqEntriesResult", listBytes(scanDir((dir / "t").c_str(), true, true)).id(5, 7).raw(only3("t"))),
-         "100 SFopsProto: Request directory entries id=5.7: t"},
+         {"100 SFopsProto: Request directory entries id=5.7: t"}},
         {asked("ReqEntries", "f"),
          answer("ReqEntriesResult", Body().u32(0).id(5, 7).raw(only3("f")), noFolder, "System-20"),
-         "30 LocalFileServer: Download dir entries failed id=5.7 f: [System-20] " + noFolder},
+         {"30 LocalFileServer: Download dir entries failed id=5.7 f: [System-20] " + noFolder}},
         {asked("DownloadFile", "none"),
          answer("DownloadFileResult", Body(id).raw(only3("none")).raw(none), noStat, "System-2"),
-         "30 LocalFileServer: Download file failed id=5.7 none: [System-2] " + noStat},
+         {"30 SFopsProto: Download file id=5.7 none",
+          "30 LocalFileServer: Download file failed id=5.7 none: [System-2] " + noStat}},
         {asked("DownloadFile", "a/../b"),
          answer("DownloadFileResult", Body(id).raw(only3("a/../b")).raw(none), dots, "BadPath"),
-         "100 SFopsProto: Download file result id=5.7 <null>: [BadPath] " + dots},
+         {"100 SFopsProto: Download file result id=5.7 <null>: [BadPath] " + dots}},
         {asked("DownloadFolder", "t"),
          answer("DownloadFolderResult", Body(id).raw(v3 ? Body().u64(14) : Body()).raw(entryBytes(folder)).raw(data)),
-         "100 SFopsProto: Download dir result id=5.7 t: ok"},
+         {"30 SFopsProto: Download dir id=5.7 t", "100 SFopsProto: Download dir result id=5.7 t: ok"}},
         {asked("DownloadFolder", "f"),
          answer("DownloadFolderResult",
                 Body(id).raw(v3 ? Body().u64(1) : Body()).raw(entryBytes(onDisk("f"))).raw(data), noFolder,
                 "System-20"),
-         "30 LocalFileServer: Download top dir failed id=5.7 f: [System-20] " + noFolder},
+         {"30 LocalFileServer: Download top dir failed id=5.7 f: [System-20] " + noFolder}},
         {message("UploadFile", Body(id).entry("n", 3).raw(data).text("none")),
          answer("CancelByReceiver", id, noPlace, "System-2"),
-         "30 LocalFileServer: Upload file failed id=5.7 none: [System-2] " + noPlace},
+         {"30 LocalFileServer: Upload file failed id=5.7 none: [System-2] " + noPlace}},
+        {message("UploadFile", Body(id).entry("n", 3).raw(data).text("..")),
+         answer("CancelByReceiver", id, dots, "BadPath"),
+         {"100 SFopsProto: Upload file error: [BadPath] " + dots}},
         {message("UploadFolder", Body(id).raw(data).entry("n").text("f")),
          answer("UploadFolderResult", Body(id).raw(data).raw(v3 ? Body().entry("n") : Body()).text("f/n"), notMade,
                 "System-20"),
-         "30 LocalFileServer: Upload dir failed id=5.7 f/n: [System-20] " + notMade},
+         {"30 LocalFileServer: Upload dir failed id=5.7 f/n: [System-20] " + notMade}},
         {message("UploadFolder", Body(id).raw(data).entry("n").text("..")),
          answer("UploadFolderResult", Body(id).raw(data).raw(v3 ? Body().entry("n") : Body()).text(".."), dots,
                 "BadPath"),
-         "100 SFopsProto: Upload dir error: [BadPath] " + dots},
+         {"100 SFopsProto: Upload dir error: [BadPath] " + dots}},
         {message("CreateFolder", Body().text("f").text("n")),
          answer("CreateFolderResult", Body(), notMade, "System-20"),
-         "30 LocalDirActions: Failed to create new dir f/n: [System-20] " + notMade},
+         {"30 LocalDirActions: Failed to create new dir f/n: [System-20] " + notMade}},
         {message("DeleteFileOrFolder", Body().text("a\xFF")),
          answer("DeleteFileOrFolderResult", Body(), notGone, "System-2"),
-         "30 LocalDirActions: Failed to delete a\xEF\xBF\xBD - " + notGone},
+         {"30 LocalDirActions: Failed to delete a\xEF\xBF\xBD - " + notGone}},
         {message("RenameFileOrFolder", Body().text("none").text("x")),
          answer("RenameFileOrFolderResult", Body(), notMoved, "System-2"),
-         "30 LocalDirActions: Failed to rename none: [System-2] " + notMoved},
+         {"30 LocalDirActions: Failed to rename none: [System-2] " + notMoved}},
     };
     for (const Case& c : cases) {
       SCOPED_TRACE(testing::PrintToString(c.request));
       const test::RecordingDest log("*:rec:100");
       runCutAtEachByte(
           server->proto(), c.request, [&] { return writer.take(); }, c.reply);
-      if (!c.line.empty()) {
-        const auto lines = log.lines();
-        EXPECT_EQ(std::count(lines.begin(), lines.end(), c.line), c.request.size()) << testing::PrintToString(lines);
+      const auto lines = log.lines();
+      for (const std::string& line : c.lines) {
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), line), c.request.size()) << testing::PrintToString(lines);
       }
     }
   }
@@ -226,8 +235,8 @@ TEST_F(LocalFileServerTest, makesFoldersUnderFreeNames) {
     setUnixMode(folder, static_cast<std::uint16_t>(mode));
     return request("UploadFolder", Body(id).raw(entryBytes(folder)).text(destination));
   };
-  const auto made = [&](const char* path) {
-    return Lines{message("UploadFolderResult", Body(id).text(path).result("", ""))};
+  const auto made = [&](const char* path, const char* error = "", const char* type = "") {
+    return Lines{message("UploadFolderResult", Body(id).text(path).result(error, type))};
   };
   EXPECT_EQ(upload(040700, ""), made("new.d"));
   EXPECT_EQ(upload(040710, ""), made("new(1).d"));
@@ -236,6 +245,9 @@ TEST_F(LocalFileServerTest, makesFoldersUnderFreeNames) {
   EXPECT_EQ(unixMode(onDisk("new(1).d")), 040755);
   request("CreateFolder", Body().text("some/where").text("deep"));
   EXPECT_EQ(unixMode(onDisk("some/where")), 040700);
+  start(dir.path() + "/");
+  EXPECT_EQ(upload(040700, ""), made("new.d", "Invalid path: starts with /", "BadPath"));
+  EXPECT_TRUE(dir.exists("new(2).d")) << "it is there all the same";
 }
 
 TEST_F(LocalFileServerTest, deletesAndRenamesAsTheSystemDoes) {
