@@ -24,7 +24,7 @@ plat::LogSrc log("FdIo");
 plat::IntParameter lazyFlushTimeout("LazyFlushTimeout",
                                     "Maximum number of seconds for which attempts should be made to flush data to an "
                                     "unresponsive client (maximum 49 days)",
-                                    60, 0, std::numeric_limits<int>::max(), true);
+                                    60, true, nullptr, 0, std::numeric_limits<int>::max());
 
 int lazyFlushTimeoutMs() {
   constexpr int MaxMs = std::numeric_limits<int>::max();

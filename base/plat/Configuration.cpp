@@ -209,7 +209,7 @@ BoolParameter& Configuration::addBool(const char* name, const char* locDesc, boo
 
 IntParameter& Configuration::addInt(const char* name, const char* locDesc, int defaultValue, int minValue, int maxValue,
                                     bool advanced, const char* tags) {
-  return addOwned<IntParameter>(name, LocDesc(locDesc), defaultValue, minValue, maxValue, advanced, this, tags);
+  return addOwned<IntParameter>(name, LocDesc(locDesc), defaultValue, advanced, this, minValue, maxValue, tags);
 }
 
 StringParameter& Configuration::addString(const char* name, const char* locDesc, const char* defaultValue,
@@ -219,7 +219,7 @@ StringParameter& Configuration::addString(const char* name, const char* locDesc,
 
 EnumParameter& Configuration::addEnum(const char* name, const char* locDesc, const char* defaultName,
                                       const char* const* names, bool advanced, const char* tags) {
-  return addOwned<EnumParameter>(name, LocDesc(locDesc), defaultName, names, advanced, this, tags);
+  return addOwned<EnumParameter>(name, LocDesc(locDesc), defaultName, advanced, this, names, tags);
 }
 
 BinaryParameter& Configuration::addBinary(const char* name, const char* locDesc,

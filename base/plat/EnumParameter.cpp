@@ -31,14 +31,14 @@ int defaultIndex(const char* name, const char* const* names) {
 
 }  // namespace
 
-EnumParameter::EnumParameter(const char* name, const char* desc, const char* defaultName, const char* const* names,
-                             bool advanced, Configuration* configuration, const char* tags)
-    : IntParameter(name, desc, defaultIndex(defaultName, names), 0, countOf(names) - 1, advanced, configuration, tags),
+EnumParameter::EnumParameter(const char* name, const char* desc, const char* defaultName, bool advanced,
+                             Configuration* configuration, const char* const* names, const char* tags)
+    : IntParameter(name, desc, defaultIndex(defaultName, names), advanced, configuration, 0, countOf(names) - 1, tags),
       names_(names) {}
 
-EnumParameter::EnumParameter(const char* name, LocDesc desc, const char* defaultName, const char* const* names,
-                             bool advanced, Configuration* configuration, const char* tags)
-    : IntParameter(name, desc, defaultIndex(defaultName, names), 0, countOf(names) - 1, advanced, configuration, tags),
+EnumParameter::EnumParameter(const char* name, LocDesc desc, const char* defaultName, bool advanced,
+                             Configuration* configuration, const char* const* names, const char* tags)
+    : IntParameter(name, desc, defaultIndex(defaultName, names), advanced, configuration, 0, countOf(names) - 1, tags),
       names_(names) {}
 
 bool EnumParameter::setParam(const char* value, int priority) {

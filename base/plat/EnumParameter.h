@@ -11,10 +11,10 @@ namespace plat {
 class EnumParameter : public IntParameter {
 public:
   /// @param defaultName null or an unknown name means the first. @param names ends with a null; observed.
-  EnumParameter(const char* name, const char* desc, const char* defaultName, const char* const* names,
-                bool advanced = false, Configuration* configuration = nullptr, const char* tags = nullptr);
-  EnumParameter(const char* name, LocDesc desc, const char* defaultName, const char* const* names,
-                bool advanced = false, Configuration* configuration = nullptr, const char* tags = nullptr);
+  EnumParameter(const char* name, const char* desc, const char* defaultName, bool advanced,
+                Configuration* configuration, const char* const* names, const char* tags = nullptr);
+  EnumParameter(const char* name, LocDesc desc, const char* defaultName, bool advanced, Configuration* configuration,
+                const char* const* names, const char* tags = nullptr);
 
   bool setParam(const char* value, int priority) override;
   [[nodiscard]] const char* getTypeName() const override;

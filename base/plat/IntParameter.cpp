@@ -6,14 +6,14 @@
 
 namespace plat {
 
-IntParameter::IntParameter(const char* name, const char* desc, int defaultValue, int minValue, int maxValue,
-                           bool advanced, Configuration* configuration, const char* tags)
+IntParameter::IntParameter(const char* name, const char* desc, int defaultValue, bool advanced,
+                           Configuration* configuration, int minValue, int maxValue, const char* tags)
     : TypedParameter(name, desc, nullptr, defaultValue, advanced, configuration, tags),
       minValue_(minValue),
       maxValue_(maxValue) {}
 
-IntParameter::IntParameter(const char* name, LocDesc desc, int defaultValue, int minValue, int maxValue, bool advanced,
-                           Configuration* configuration, const char* tags)
+IntParameter::IntParameter(const char* name, LocDesc desc, int defaultValue, bool advanced,
+                           Configuration* configuration, int minValue, int maxValue, const char* tags)
     : TypedParameter(name, nullptr, desc.key, defaultValue, advanced, configuration, tags),
       minValue_(minValue),
       maxValue_(maxValue) {}

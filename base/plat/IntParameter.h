@@ -9,10 +9,10 @@ namespace plat {
 class IntParameter : public TypedParameter<int> {
 public:
   /// @param minValue,maxValue both allowed; the default is not checked against them.
-  IntParameter(const char* name, const char* desc, int defaultValue, int minValue, int maxValue, bool advanced = false,
-               Configuration* configuration = nullptr, const char* tags = nullptr);
-  IntParameter(const char* name, LocDesc desc, int defaultValue, int minValue, int maxValue, bool advanced = false,
-               Configuration* configuration = nullptr, const char* tags = nullptr);
+  IntParameter(const char* name, const char* desc, int defaultValue, bool advanced, Configuration* configuration,
+               int minValue, int maxValue, const char* tags = nullptr);
+  IntParameter(const char* name, LocDesc desc, int defaultValue, bool advanced, Configuration* configuration,
+               int minValue, int maxValue, const char* tags = nullptr);
 
   bool setParam(const char* value, int priority) override;
   bool setParamInt(int value, int priority) override;

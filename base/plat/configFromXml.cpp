@@ -101,13 +101,13 @@ Head readHead(const Document::Element& element) {
   return head;
 }
 
-/// A parameter with a default and perhaps a range. A key goes before a text, since it follows the locale.
-template <class P, class... Args>
-std::unique_ptr<P> make(const Head& head, Configuration& configuration, const Args&... args) {
+/// A parameter with a default and what its type has beside it. A key goes before a text, since it follows the locale.
+template <class P, class Default, class... More>
+std::unique_ptr<P> make(const Head& head, Configuration& configuration, const Default& value, More... more) {
   if (head.locDesc != nullptr) {
-    return std::make_unique<P>(head.name, LocDesc(head.locDesc), args..., head.advanced, &configuration);
+    return std::make_unique<P>(head.name, LocDesc(head.locDesc), value, head.advanced, &configuration, more...);
   }
-  return std::make_unique<P>(head.name, head.description, args..., head.advanced, &configuration);
+  return std::make_unique<P>(head.name, head.description, value, head.advanced, &configuration, more...);
 }
 
 /// The names of a choice in the form that an EnumParameter observes.

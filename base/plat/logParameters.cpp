@@ -52,7 +52,7 @@ StringParameter& logFileParameter() {
 
 IntParameter& logKeepDaysParameter() {
   static IntParameter& parameter =
-      *new IntParameter("LogKeepDays", LocDesc("plat_param_log_keep_days"), 30, 0, INT_MAX);
+      *new IntParameter("LogKeepDays", LocDesc("plat_param_log_keep_days"), 30, false, nullptr, 0, INT_MAX);
   return parameter;
 }
 

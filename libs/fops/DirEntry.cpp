@@ -11,7 +11,7 @@ namespace fops {
 
 namespace {
 
-plat::IntParameter maxDirEntries("_MaxDirEntries", "", 1048576, 0, 2147483647);
+plat::IntParameter maxDirEntries("_MaxDirEntries", "", 1048576, false, nullptr, 0, 2147483647);
 plat::BoolParameter preserveTimestamps("_FopsPreserveTimestamps", "", false);
 
 constexpr std::string_view UnixAttr = "UNIX";

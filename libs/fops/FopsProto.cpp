@@ -11,7 +11,7 @@ namespace fops {
 namespace {
 
 plat::LogSrc log("FopsProto");
-plat::IntParameter maxChunkSize("_FopsMaxChunkSize", "", 4194304, 0, 2147483647);
+plat::IntParameter maxChunkSize("_FopsMaxChunkSize", "", 4194304, false, nullptr, 0, 2147483647);
 
 }  // namespace
 

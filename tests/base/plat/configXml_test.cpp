@@ -29,11 +29,11 @@ protected:
   Configuration child{"Child"};
   plat::StringParameter text{"text", "A <text> & \"more\"", "a", false, &config, "x,noPolicy,a&b"};
   plat::BoolParameter flag{"Flag", plat::LocDesc("plat_run_with_help"), true, true, &config};
-  plat::IntParameter number{"Number", "n", -5, -10, std::numeric_limits<int>::max(), false, &child};
-  plat::EnumParameter colour{"Colour", "", "\"green\"", Colours, false, &child};
+  plat::IntParameter number{"Number", "n", -5, false, &child, -10, std::numeric_limits<int>::max()};
+  plat::EnumParameter colour{"Colour", "", "\"green\"", false, &child, Colours};
   plat::S64Parameter big{"Big", "b", "", false, &config};
   plat::BinaryParameter bytes{"bytes", "b", {}, false, &config};
-  plat::IntParameter hidden{"_Hidden", "", 1, 0, 1, false, &config};
+  plat::IntParameter hidden{"_Hidden", "", 1, false, &config, 0, 1};
 };
 
 TEST_F(ConfigXml, describesEveryTypeSortedByName) {
@@ -143,8 +143,8 @@ TEST(ConfigFromXml, findsOfSeveralWithOneNameTheOneThatWasFound) {
   Configuration config("Test");
   Configuration child("Child");
   config.setChild(child, true);
-  const plat::IntParameter own("Size", "own", 1, 0, 9, false, &config);
-  const plat::IntParameter shadowed("SIZE", "shadowed", 2, 0, 9, false, &child);
+  const plat::IntParameter own("Size", "own", 1, false, &config, 0, 9);
+  const plat::IntParameter shadowed("SIZE", "shadowed", 2, false, &child, 0, 9);
   const plat::String out = plat::configToXml(config, false, false);
   config.setChild(child, false);
   Configuration in("In");

@@ -49,8 +49,8 @@ protected:
   Configuration config{"Test"};
   plat::BoolParameter compact{"Compact", "Shorter lines", false, true, &config};
   plat::StringParameter file{"LogFile", "Where to", "", false, &config};
-  plat::IntParameter size{"Size", "How much", 5, 0, 99, false, &config};
-  plat::IntParameter hidden{"_Hidden", "", 1, 0, 9, false, &config};
+  plat::IntParameter size{"Size", "How much", 5, false, &config, 0, 99};
+  plat::IntParameter hidden{"_Hidden", "", 1, false, &config, 0, 9};
 };
 
 TEST_F(ConfigurationTest, takesEveryFormOfOneArgument) {
@@ -137,7 +137,7 @@ TEST_F(ConfigurationTest, throwsOverAnArgumentThatIsLeft) {
 TEST_F(ConfigurationTest, findsParametersByNameAndType) {
   Configuration child("Child");
   plat::BoolParameter inChild("Inner", "", true, false, &child);
-  plat::IntParameter shadowed("Size", "", 7, 0, 9, false, &child);
+  plat::IntParameter shadowed("Size", "", 7, false, &child, 0, 9);
   config.setChild(child, true);
   EXPECT_EQ(config.find("inner", false), nullptr);
   EXPECT_EQ(config.find("inner", true), &inChild);
@@ -182,7 +182,7 @@ TEST_F(ConfigurationTest, expandsAliases) {
   EXPECT_TRUE(compact.getValue());
   EXPECT_FALSE(config.set("Verbose", nullptr, 10));
   Configuration taker("Taker");
-  plat::IntParameter own("Size", "", 0, 0, 99, false, &taker);
+  plat::IntParameter own("Size", "", 0, false, &taker, 0, 99);
   taker.addAliases(config);
   EXPECT_TRUE(taker.set("Both", "7", 10));
   EXPECT_EQ(own.getValueInt(), 7);
@@ -198,7 +198,7 @@ TEST_F(ConfigurationTest, comparesAndCopiesWholeSets) {
   EXPECT_THAT(Configuration::listDifferences(copy, config).get(),
               testing::AnyOf(testing::StrEq("Size,LogFile"), testing::StrEq("LogFile,Size")));
   Configuration target("Target");
-  plat::IntParameter own("size", "", 1, 0, 99, false, &target);
+  plat::IntParameter own("size", "", 1, false, &target, 0, 99);
   target.applyDifferences(copy, config);
   EXPECT_EQ(own.getValueInt(), 7);
   EXPECT_EQ(own.getPriority(), 20);

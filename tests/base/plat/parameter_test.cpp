@@ -107,7 +107,7 @@ TEST_F(Parameter, readsSwitches) {
 }
 
 TEST_F(Parameter, readsNumbersWithinTheirRange) {
-  IntParameter p("Size", "", 20000, 16384, INT_MAX, false, &config);
+  IntParameter p("Size", "", 20000, false, &config, 16384, INT_MAX);
   for (const auto& [text, value] :
        {std::pair("0x4000", 16384), {"040001", 16385}, {"16386", 16386}, {"2147483647", INT_MAX}}) {
     EXPECT_TRUE(p.setParam(text, 10)) << text;
@@ -123,13 +123,13 @@ TEST_F(Parameter, readsNumbersWithinTheirRange) {
 }
 
 TEST_F(Parameter, knowsChoicesByName) {
-  EnumParameter p("Colour", "", "green", Colours, false, &config);
+  EnumParameter p("Colour", "", "green", false, &config, Colours);
   EXPECT_TRUE(p.setParam("BLUE", 10));
   EXPECT_STREQ(p.getValueStr().get(), "Blue");
   EXPECT_FALSE(p.setParam("1", 10));
   EXPECT_FALSE(p.setParam(nullptr, 10));
   EXPECT_FALSE(p.setParamInt(3, 10));
-  EXPECT_EQ(EnumParameter("Other", "", "mauve", Colours, false, &config).getValueInt(), 0);
+  EXPECT_EQ(EnumParameter("Other", "", "mauve", false, &config, Colours).getValueInt(), 0);
 }
 
 TEST_F(Parameter, refusesTextThatIsNotUtf8) {
@@ -184,7 +184,7 @@ TEST_F(Parameter, isClonedWithItsValuesAndTextsAndTags) {
   Configuration target("Target");
   std::string name = "Colour";
   auto p =
-      std::make_unique<EnumParameter>(name.c_str(), "what it looks like", "red", Colours, true, &config, "noPolicy");
+      std::make_unique<EnumParameter>(name.c_str(), "what it looks like", "red", true, &config, Colours, "noPolicy");
   p->setParam("blue", 10);
   const auto copy = p->clone(target);
   p.reset();
