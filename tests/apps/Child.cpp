@@ -80,13 +80,16 @@ int Child::wait() {
   return result_;
 }
 
-void Child::signal(int number) const {
-  kill(pid_, number);
-}
-
 std::string Child::output() const {
   return contents(outputFd_);
 }
 std::string Child::errors() const {
   return contents(errorFd_);
+}
+
+Outcome run(std::vector<std::string> words, const std::vector<std::string>& further) {
+  words.insert(words.end(), further.begin(), further.end());
+  Child child(words);
+  const int status = child.wait();
+  return {status, child.output(), child.errors()};
 }

@@ -4,7 +4,12 @@
 #include <string>
 #include <vector>
 
+#include <signal.h>
 #include <sys/types.h>
+
+/// The paths of the programs under test.
+std::string helper();
+std::string kelfops();
 
 /// A launched program of which standard output and standard error are kept in files and looked at when it has ended.
 ///
@@ -22,7 +27,7 @@ public:
   /// Waits, at most half a minute (the test fails then): the exit code, or the negative signal number.
   int wait();
   bool isRunning();
-  void signal(int number) const;
+  void signal(int number) const { kill(pid_, number); }
   pid_t pid() const { return pid_; }
 
   /// What the program printed; complete once it has been waited for.
@@ -36,3 +41,13 @@ private:
   bool waited_ = false;
   int result_ = 0;
 };
+
+/// What came of a program that has ended.
+struct Outcome {
+  int status;
+  std::string output;
+  std::string errors;
+};
+
+/// Runs a program, with further words behind the first ones, to its end.
+Outcome run(std::vector<std::string> words, const std::vector<std::string>& further = {});

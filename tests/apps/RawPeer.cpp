@@ -1,11 +1,10 @@
 #include "tests/apps/RawPeer.h"
 
-#include <gtest/gtest.h>
+#include <algorithm>
+
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include "tests/apps/Environment.h"
 
 namespace {
 
@@ -15,11 +14,37 @@ constexpr std::size_t MaxFrame = 32766;
 
 }  // namespace
 
+std::uint64_t Fields::number(int width) {
+  std::uint64_t value = 0;
+  for (const char byte : take(static_cast<std::size_t>(width))) {
+    value = value << 8 | static_cast<unsigned char>(byte);
+  }
+  return value;
+}
+
+Entry Fields::entry() {
+  Entry entry{text(), u64()};
+  take(24);
+  entry.flags = u32();
+  for (unsigned left = u8(); left > 0; --left) {
+    shortText();
+    take(number(2));
+  }
+  return entry;
+}
+
+std::string Fields::outcome() {
+  const std::string message = shortText();
+  const std::string type = shortText();
+  EXPECT_EQ(rest(), "");
+  return "[" + type + "] " + message;
+}
+
 RawPeer::RawPeer(const std::string& root, std::vector<std::string> settings, const std::function<void()>& prepare) {
   int fds[2];
   socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds);
   fd_ = fds[0];
-  std::vector<std::string> words = {environment::helper(), std::to_string(LinkNumber), "FopsDir=" + root};
+  std::vector<std::string> words = {helper(), std::to_string(LinkNumber), "FopsDir=" + root};
   words.insert(words.end(), settings.begin(), settings.end());
   child_ = std::make_unique<Child>(words, fds[1], LinkNumber, prepare);
   close(fds[1]);
@@ -47,90 +72,81 @@ void RawPeer::send(const std::string& bytes) const {
 }
 
 void RawPeer::message(const std::string& name, const std::string& body) const {
-  const std::string record = wire::shortText(name) + body;
-  std::string framed;
+  const std::string record = Body().shortText(name).raw(body);
+  Body framed;
   std::size_t start = 0;
   do {
     const std::size_t length = std::min(MaxFrame, record.size() - start);
     const bool last = start + length == record.size();
-    framed += wire::u16((last ? 0x8000U : 0U) | static_cast<unsigned>(length)) + record.substr(start, length);
+    framed.u16((last ? 0x8000U : 0U) | static_cast<unsigned>(length)).raw(record.substr(start, length));
     start += length;
   } while (start < record.size());
   send(framed);
 }
 
 void RawPeer::fops(const std::string& type, const std::string& payload) const {
-  message("fops", wire::shortText(type) + payload);
+  message("fops", Body().shortText(type).raw(payload));
 }
 
-bool RawPeer::fill() {
-  pollfd watched = {fd_, POLLIN, 0};
-  if (poll(&watched, 1, PatienceMs) <= 0) {
-    ADD_FAILURE() << "the helper is silent";
-    return false;
+bool RawPeer::read(std::size_t count, std::string& bytes) {
+  char piece[32768];
+  while (count > 0) {
+    pollfd watched = {fd_, POLLIN, 0};
+    if (poll(&watched, 1, PatienceMs) <= 0) {
+      ADD_FAILURE() << "the helper is silent";
+      return false;
+    }
+    const ssize_t got = recv(fd_, piece, std::min(count, sizeof piece), 0);
+    if (got <= 0) {
+      return false;
+    }
+    bytes.append(piece, static_cast<std::size_t>(got));
+    count -= static_cast<std::size_t>(got);
   }
-  char piece[65536];
-  const ssize_t count = recv(fd_, piece, sizeof piece, 0);
-  if (count <= 0) {
-    return false;
-  }
-  input_.append(piece, static_cast<std::size_t>(count));
   return true;
 }
 
-std::optional<RawPeer::Message> RawPeer::takeMessage() {
+std::optional<RawPeer::Message> RawPeer::receive() {
   std::string record;
-  for (std::size_t at = 0; at + 2 <= input_.size();) {
-    const unsigned header = static_cast<unsigned>(wire::Fields(input_.substr(at, 2)).number(2));
-    const std::size_t length = header & 0x7FFF;
-    if (at + 2 + length > input_.size()) {
+  for (std::string header; read(2, header); header.clear()) {
+    const auto bits = Fields(header).number(2);
+    if (!read(bits & 0x7FFF, record)) {
       break;
     }
-    record.append(input_, at + 2, length);
-    at += 2 + length;
-    if (header & 0x8000) {
-      input_.erase(0, at);
-      wire::Fields fields(record);
+    if (bits & 0x8000) {
+      Fields fields(std::exchange(record, {}));
       const std::string name = fields.shortText();
-      return Message{name, fields.rest()};
+      if (name != "logMsg") {
+        return Message{name, fields.rest()};
+      }
+      const std::string level = std::to_string(fields.u32());
+      const std::string source = fields.shortText();
+      log_.push_back(source + " (" + level + "): " + fields.text());
     }
   }
   return std::nullopt;
 }
 
-std::optional<RawPeer::Message> RawPeer::receive() {
-  for (;;) {
-    if (std::optional<Message> message = takeMessage()) {
-      if (message->name == "logMsg") {
-        wire::Fields fields(message->body);
-        const std::string level = std::to_string(fields.u32());
-        const std::string source = fields.shortText();
-        log_.push_back(source + " (" + level + "): " + fields.text());
-        continue;
-      }
-      return message;
-    }
-    if (!fill()) {
-      return std::nullopt;
-    }
-  }
-}
-
-wire::Fields RawPeer::expect(const std::string& type) {
+Fields RawPeer::expect(const std::string& type) {
   while (const std::optional<Message> message = receive()) {
     if (message->name == "fops") {
-      wire::Fields fields(message->body);
+      Fields fields(message->body);
       EXPECT_EQ(fields.shortText(), type);
-      return wire::Fields(fields.rest());
+      return Fields(fields.rest());
     }
   }
   ADD_FAILURE() << "the link closed instead of " << type;
-  return wire::Fields("");
+  return Fields("");
 }
 
-wire::Fields RawPeer::openSession(unsigned version) {
-  fops("ClientInit", wire::u8(version));
+Fields RawPeer::openSession(unsigned version) {
+  fops("ClientInit", Body().u8(version));
   return expect("ServerInit");
+}
+
+Fields RawPeer::ask(const std::string& type, const std::string& payload) {
+  fops(type, payload);
+  return expect(type + "Result");
 }
 
 void RawPeer::drain() {
@@ -139,10 +155,5 @@ void RawPeer::drain() {
 }
 
 bool RawPeer::logHas(const std::string& part) const {
-  for (const std::string& line : log_) {
-    if (line.find(part) != std::string::npos) {
-      return true;
-    }
-  }
-  return false;
+  return std::any_of(log_.begin(), log_.end(), [&](const auto& line) { return line.find(part) != std::string::npos; });
 }

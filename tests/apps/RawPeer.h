@@ -1,13 +1,59 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "tests/apps/Child.h"
-#include "tests/apps/bytes.h"
+#include "tests/support/Body.h"
+#include "tests/support/TempDir.h"
+
+using test::Body;
+
+/// An entry of a listing, as far as the tests look at it.
+struct Entry {
+  std::string name;
+  std::uint64_t size = 0;
+  std::uint32_t flags = 0;
+};
+
+/// Takes fields off the front of a message's bytes. Running out of bytes shows as an empty rest and zeros.
+class Fields {
+public:
+  explicit Fields(std::string bytes) : bytes_(std::move(bytes)) {}
+
+  std::string take(std::size_t count) {
+    std::string front = bytes_.substr(0, count);
+    bytes_.erase(0, count);
+    return front;
+  }
+  std::uint64_t number(int width);
+  unsigned u8() { return static_cast<unsigned>(number(1)); }
+  std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
+  std::uint64_t u64() { return number(8); }
+  /// A transfer id: two words, the low half first.
+  std::uint64_t id() {
+    const std::uint64_t low = u32();
+    return low | static_cast<std::uint64_t>(u32()) << 32;
+  }
+  std::string shortText() { return take(u8()); }
+  std::string text() { return take(u32()); }
+  Entry entry();
+  /// The two texts of a result at the end of a reply, as "[type] message".
+  std::string outcome();
+  const std::string& rest() const { return bytes_; }
+
+private:
+  std::string bytes_;
+};
+
+/// The opening message of the newest version, framed.
+inline const std::string ClientInit4 = Body().u16(0x8011).shortText("fops").shortText("ClientInit").u8(4);
 
 /// The remote peer and its server in one, at the level of bytes: launches the real helper on one end of a socket pair
 /// and speaks the wire protocol on the other, with none of the program's own code.
@@ -33,31 +79,40 @@ public:
   std::optional<Message> receive();
 
   /// The payload of the next session message, which must be of this type. Log lines on the way are kept.
-  wire::Fields expect(const std::string& type);
+  Fields expect(const std::string& type);
+
+  /// Sends a request and returns the payload of the result, which must come next.
+  Fields ask(const std::string& type, const std::string& payload = "");
 
   /// Opens a session and returns the payload of "ServerInit".
-  wire::Fields openSession(unsigned version = 4);
+  Fields openSession(unsigned version = 4);
 
-  /// Asks for the helper's log up to `level`; its lines gather in log().
-  void askForLog(std::uint32_t level) const { message("setLogLevel", wire::u32(level)); }
+  /// Asks for the helper's log up to `level`; logHas() looks at its lines.
+  void askForLog(std::uint32_t level) const { message("setLogLevel", Body().u32(level)); }
 
-  /// Reads until the link closes; every line of the log so far is in log() then.
+  /// Reads until the link closes; every line of the log so far has come then.
   void drain();
 
-  /// "source (level): text" for each forwarded line.
-  const std::vector<std::string>& log() const { return log_; }
+  /// Looks for a part of a forwarded line, each of which is kept as "source (level): text".
   bool logHas(const std::string& part) const;
 
   void closeLink();
   Child& child() { return *child_; }
-  int fd() const { return fd_; }
 
 private:
-  bool fill();
-  std::optional<Message> takeMessage();
+  /// Appends so many bytes of the link; false if it closes before.
+  bool read(std::size_t count, std::string& bytes);
 
   int fd_ = -1;
   std::unique_ptr<Child> child_;
-  std::string input_;
   std::vector<std::string> log_;
+};
+
+/// A helper that serves a temporary folder, with a session of the newest version open.
+class SessionTest : public testing::Test {
+protected:
+  SessionTest() { peer.openSession(); }
+
+  test::TempDir dir;
+  RawPeer peer{dir.path()};
 };

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -30,8 +31,19 @@ public:
 
   int near() const { return fds_[0]; }
   int takeNear() { return std::exchange(fds_[0], -1); }
-  void closeNear() { closeEnd(fds_[0]); }
-  void closeFar() { closeEnd(fds_[1]); }
+  void closeNear() { ::close(takeNear()); }
+  void closeFar() { ::close(std::exchange(fds_[1], -1)); }
+
+  /// A copy of the near end, under a number that select cannot watch.
+  int highNear() const {
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit higher = {limit.rlim_max, limit.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &higher);
+    const int fd = ::fcntl(near(), F_DUPFD_CLOEXEC, 1024);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    return fd >= 0 ? fd : throw std::runtime_error("fcntl");
+  }
 
   void send(std::string_view bytes) const {
     if (::write(fds_[1], bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
@@ -56,12 +68,6 @@ public:
   }
 
 private:
-  static void closeEnd(int& fd) {
-    if (fd >= 0) {
-      ::close(std::exchange(fd, -1));
-    }
-  }
-
   int fds_[2];
 };
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/io/Io.h"
@@ -49,11 +50,7 @@ public:
   /// The connection reports its end.
   void end() { handler_->ioClosed(*this); }
   /// What has been flushed, from the last call on.
-  std::string sent() {
-    std::string bytes;
-    bytes.swap(sink->bytes);
-    return bytes;
-  }
+  std::string sent() { return std::exchange(sink->bytes, {}); }
 
   void setHandler(io::IoHandler* handler, bool) override {
     handler_ = handler;
@@ -83,11 +80,9 @@ inline std::string namedMsg(std::string_view name, std::string_view body, std::s
 }
 
 inline std::string u32(std::uint32_t value) {
-  std::string bytes;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    bytes += static_cast<char>(value >> shift & 0xff);
-  }
-  return bytes;
+  rdr::MemOutStream out;
+  out.writeU32(value);
+  return contents(out);
 }
 
 }  // namespace test

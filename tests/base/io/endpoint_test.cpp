@@ -4,11 +4,11 @@
 #include <climits>
 #include <random>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "base/io/EndpointInvalid.h"
-#include "base/plat/utf8.h"
 
 namespace {
 
@@ -45,55 +45,48 @@ TEST(SplitHostPort, takesEndpointsApart) {
       {"host::1", "host", 1},   {"host::65535", "host", 65535}, {":5", "localhost", 1005},
       {"", "localhost", 1000},  {"[::1]", "[::1]", 1000},       {"[fe80::1%eth0]::5", "[fe80::1%eth0]", 5},
   };
+  plat::String host;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
-    plat::String host = "before";
     int port = -1;
     EXPECT_NO_THROW(splitHostPort(c.text, host, &port, BasePort, PortRange));
     EXPECT_STREQ(host.get(), c.host);
     EXPECT_EQ(port, c.port);
   }
+  splitHostPort("only:", host, nullptr, -1, 0);
+  EXPECT_STREQ(host.get(), "only");
 }
 
 TEST(SplitHostPort, refusesWhatIsNone) {
   const struct {
-    const char* text;
-    int defaultPort;
     const char* refusal;
+    int defaultPort;
+    std::vector<const char*> texts;
     bool hasPort = true;
   } cases[] = {
-      {"", -1, Empty},
-      {"[]:5", BasePort, Empty},
-      {"[::1", BasePort, Bracket},
-      {"[::1]x", BasePort, General},
-      {"[a[b]", BasePort, General},
-      {"a]b:5", BasePort, General},
-      {"host", -1, BadPort},
-      {"host:", -1, BadPort},
-      {"host::0", BasePort, BadPort},
-      {"host:65536", BasePort, BadPort},
-      {"host", 65536, BadPort},
-      {"host:5x", BasePort, BadPort},
-      {"host:-5", BasePort, BadPort},
-      {"host:::5", BasePort, BadPort},
-      {"host::99999999999999999999", BasePort, BadPort},
-      {"host:5", BasePort, BadPort, false},
-      {"", -1, Empty, false},
+      {Empty, -1, {""}},
+      {Empty, BasePort, {"[]:5"}},
+      {Bracket, BasePort, {"[::1"}},
+      {General, BasePort, {"[::1]x", "[a[b]", "a]b:5"}},
+      {BadPort, -1, {"host", "host:"}},
+      {BadPort, 65536, {"host"}},
+      {BadPort, BasePort, {"host::0", "host:65536", "host:5x", "host:-5", "host:::5", "host::99999999999999999999"}},
+      {BadPort, BasePort, {"host:5"}, false},
+      {Empty, -1, {""}, false},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    plat::String host;
-    int port = 77;
-    EXPECT_EQ(refusal([&] { splitHostPort(c.text, host, c.hasPort ? &port : nullptr, c.defaultPort, PortRange); }),
-              c.refusal);
-    EXPECT_EQ(port, 77);
+    for (const char* text : c.texts) {
+      SCOPED_TRACE(text);
+      plat::String host;
+      int port = 77;
+      EXPECT_EQ(refusal([&] { splitHostPort(text, host, c.hasPort ? &port : nullptr, c.defaultPort, PortRange); }),
+                c.refusal);
+      EXPECT_EQ(port, 77);
+    }
   }
-  plat::String host;
-  splitHostPort("host:", host, nullptr, -1, 0);
-  EXPECT_STREQ(host.get(), "host");
 }
 
-TEST(FormatEndpoint, isTheShortestForm) {
+TEST(FormatEndpoint, isTheShortestFormThatIsTakenApartAgain) {
   const struct {
     const char* host;
     int port;
@@ -109,6 +102,13 @@ TEST(FormatEndpoint, isTheShortestForm) {
   };
   for (const auto& c : cases) {
     EXPECT_STREQ(formatEndpoint(c.host, c.port, c.basePort, c.portRange).get(), c.text);
+    plat::String host;
+    int port = -1;
+    if (c.port > 0 && c.port < INT_MAX) {
+      splitHostPort(c.text, host, &port, c.basePort, c.portRange);
+      EXPECT_EQ(host, bracketHost(c.host)) << c.text;
+      EXPECT_EQ(port, c.port) << c.text;
+    }
   }
 }
 
@@ -117,14 +117,13 @@ TEST(FormatEndpoint, isUndoneBySplitHostPort) {
   const auto pick = [&random](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
   const std::string inHosts = "abcXYZ019.-_%/@+ ~\xC3\xA9:";
   for (int round = 0; round < 5000; ++round) {
-    const bool hasColons = pick(0, 1) == 1;
     std::string host;
     for (int length = pick(1, 20); length > 0; --length) {
-      host += inHosts[static_cast<std::size_t>(pick(0, static_cast<int>(inHosts.size()) - (hasColons ? 1 : 2)))];
+      host += inHosts[static_cast<std::size_t>(pick(0, static_cast<int>(inHosts.size()) - 1))];
     }
-    const int basePort = pick(0, 9) == 0 ? -1 : pick(1, 65535);
-    const int portRange = basePort < 0 ? pick(-1, 0) : pick(0, 3) * pick(0, 200);
-    const int port = pick(0, 1) == 0 || basePort < 0 ? pick(1, 65535) : std::min(basePort + pick(0, 300), 65535);
+    const int basePort = pick(1, 65535);
+    const int portRange = pick(0, 3) * pick(0, 200);
+    const int port = std::min(pick(0, 1) == 0 ? pick(1, 65535) : basePort + pick(0, 300), 65535);
     const plat::String text = formatEndpoint(host.c_str(), port, basePort, portRange);
     SCOPED_TRACE(text.get());
     plat::String hostAgain;
@@ -132,9 +131,6 @@ TEST(FormatEndpoint, isUndoneBySplitHostPort) {
     ASSERT_NO_THROW(splitHostPort(text.get(), hostAgain, &portAgain, basePort, portRange));
     ASSERT_EQ(hostAgain, bracketHost(host.c_str()));
     ASSERT_EQ(portAgain, port);
-    ASSERT_EQ(bracketHost(stripBrackets(hostAgain.get()).get()), hostAgain);
-    ASSERT_EQ(formatEndpoint(hostAgain.get(), portAgain, basePort, portRange), text);
-    ASSERT_EQ(unescapeEndpoint(escapeEndpoint(host.c_str()).get(), false), plat::utf8Repair(host.c_str()));
   }
 }
 

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/plat/DString.h"
-
 namespace {
 std::string text(const char* format, std::initializer_list<loc::FormatArg> args) {
   return loc::format(format, args).orEmpty();
@@ -22,12 +20,6 @@ TEST(Format, putsArgumentsWhereTheyBelong) {
   EXPECT_EQ(text("%D", {~std::uint64_t{0}}), "18446744073709551615");
   EXPECT_EQ(text("%.2S|%.0S|%.9S", {"äöü"}), "äö||äöü");
   EXPECT_EQ(text("plain", {}), "plain");
-}
-
-TEST(Format, canAppend) {
-  plat::DString output("a: ");
-  loc::format(output, "%S", {"b"});
-  EXPECT_STREQ(output.get(), "a: b");
 }
 
 TEST(Format, showsWhatDoesNotFitAndGoesOn) {

@@ -65,11 +65,6 @@ TEST_F(LocaleTest, translatesFromTheBuiltInEnglish) {
   EXPECT_STREQ(loc::translate("no_such_key", nullptr, 0, false), "no_such_key");
 }
 
-TEST_F(LocaleTest, refusesOneTextInTwoWays) {
-  loc::translate("plat_usage_label", nullptr, 0, false);
-  EXPECT_DEATH(loc::translate("plat_usage_label", nullptr, 0, true), "Can't use same string as both raw and formatted");
-}
-
 TEST_F(LocaleTest, putsTheChosenLocaleFirstAndEnglishLast) {
   unsetenv("LANGUAGE");
   test::RecordingDest log("Localize:rec:30");

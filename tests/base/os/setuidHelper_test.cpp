@@ -1,6 +1,5 @@
 #include "base/os/unix/setuidHelper.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -58,90 +57,74 @@ int answerContext(const char* text, char** context) {
   return 0;
 }
 
-int isEnabled() {
-  dprintf(1, "enabled? as %d\n", static_cast<int>(getuid()));
-  return machine.enabled;
-}
-int getenforce() {
-  errno = EIO;  // must not end up in a message about another call
-  return machine.enforce;
-}
-int getcon(char** context) {
-  return answerContext(machine.current, context);
-}
-int getconRaw(char** context) {
-  return answerContext(machine.currentRaw, context);
-}
-int getexeccon(char** context) {
-  return answerContext(machine.fixed, context);
-}
-int setexeccon(const char* context) {
-  dprintf(1, "setexeccon %s\n", context);
-  errno = EACCES;
-  return machine.setexecconResult;
-}
-int getseuserbyname(const char* user, char** seUser, char** level) {
-  dprintf(1, "user %s\n", user);
-  if (machine.getseuserbynameResult == 0) {
-    *seUser = strdup("staff_u");
-    *level = strdup("s1");
-  }
-  return machine.getseuserbynameResult;
-}
-int orderedList(const char* seUser, const char* level, char* from, char*** list) {
-  dprintf(1, "list %s %s %s\n", seUser, level, from);
-  if (machine.count > 0) {
-    *list = new char* [3] { strdup("first:r:t:s"), strdup("second:r:t:s"), nullptr };
-    ++lent;
-  }
-  return machine.count;
-}
-void freecon(char* context) {
-  free(context);
-  --lent;
-}
-void freeconary(char** list) {
-  free(list[0]);
-  free(list[1]);
-  delete[] list;
-  --lent;
-}
-int setLogin(uid_t uid) {
-  dprintf(1, "login %u as %d\n", uid, static_cast<int>(getuid()));
-  errno = EPERM;
-  return machine.setLoginResult;
-}
-uid_t getLogin() {
-  errno = EIO;
-  return machine.loginUid;
+template <class Function>
+void* pointer(Function function) {
+  return reinterpret_cast<void*>(+function);
 }
 
-template <class Function>
-void* pointer(Function* function) {
-  return reinterpret_cast<void*>(function);
-}
+/// The libraries' functions, faked. What must not end up in a message about another call sets errno to EIO.
+const struct {
+  const char *library, *symbol;
+  void* function;
+} Fakes[] = {
+    {"selinux[1]", "is_selinux_enabled", pointer([] {
+       dprintf(1, "enabled? as %d\n", static_cast<int>(getuid()));
+       return machine.enabled;
+     })},
+    {"selinux[1]", "security_getenforce", pointer([] {
+       errno = EIO;
+       return machine.enforce;
+     })},
+    {"selinux[1]", "getcon", pointer([](char** context) { return answerContext(machine.current, context); })},
+    {"selinux[1]", "getcon_raw", pointer([](char** context) { return answerContext(machine.currentRaw, context); })},
+    {"selinux[1]", "getexeccon", pointer([](char** context) { return answerContext(machine.fixed, context); })},
+    {"selinux[1]", "setexeccon", pointer([](const char* context) {
+       dprintf(1, "setexeccon %s\n", context);
+       errno = EACCES;
+       return machine.setexecconResult;
+     })},
+    {"selinux[1]", "getseuserbyname", pointer([](const char* user, char** seUser, char** level) {
+       dprintf(1, "user %s\n", user);
+       if (machine.getseuserbynameResult == 0) {
+         *seUser = strdup("staff_u");
+         *level = strdup("s1");
+       }
+       return machine.getseuserbynameResult;
+     })},
+    {"selinux[1]", "get_ordered_context_list_with_level",
+     pointer([](const char* seUser, const char* level, char* from, char*** list) {
+       dprintf(1, "list %s %s %s\n", seUser, level, from);
+       if (machine.count > 0) {
+         *list = new char* [3] { strdup("first:r:t:s"), strdup("second:r:t:s"), nullptr };
+         ++lent;
+       }
+       return machine.count;
+     })},
+    {"selinux[1]", "freecon", pointer([](char* context) {
+       free(context);
+       --lent;
+     })},
+    {"selinux[1]", "freeconary", pointer([](char** list) {
+       free(list[0]);
+       free(list[1]);
+       delete[] list;
+       --lent;
+     })},
+    {"audit", "audit_setloginuid", pointer([](uid_t uid) {
+       dprintf(1, "login %u as %d\n", uid, static_cast<int>(getuid()));
+       errno = EPERM;
+       return machine.setLoginResult;
+     })},
+    {"audit", "audit_getloginuid", pointer([] {
+       errno = EIO;
+       return machine.loginUid;
+     })},
+};
 
 void* lookUp(const char* library, const char* symbols) {
-  const struct {
-    const char *library, *symbol;
-    void* function;
-  } table[] = {
-      {"selinux[1]", "is_selinux_enabled", pointer(isEnabled)},
-      {"selinux[1]", "security_getenforce", pointer(getenforce)},
-      {"selinux[1]", "getcon", pointer(getcon)},
-      {"selinux[1]", "getexeccon", pointer(getexeccon)},
-      {"selinux[1]", "setexeccon", pointer(setexeccon)},
-      {"selinux[1]", "getseuserbyname", pointer(getseuserbyname)},
-      {"selinux[1]", "freeconary", pointer(freeconary)},
-      {"selinux[1]", "get_ordered_context_list_with_level", pointer(orderedList)},
-      {"selinux[1]", "getcon_raw", pointer(getconRaw)},
-      {"selinux[1]", "freecon", pointer(freecon)},
-      {"audit", "audit_setloginuid", pointer(setLogin)},
-      {"audit", "audit_getloginuid", pointer(getLogin)},
-  };
-  for (const auto& row : table) {
-    if (std::strcmp(row.library, library) == 0 && std::strcmp(row.symbol, symbols) == 0) {
-      return std::strcmp(machine.missing, symbols) == 0 || *machine.missing == '*' ? nullptr : row.function;
+  for (const auto& fake : Fakes) {
+    if (std::strcmp(fake.library, library) == 0 && std::strcmp(fake.symbol, symbols) == 0) {
+      return std::strcmp(machine.missing, symbols) == 0 || *machine.missing == '*' ? nullptr : fake.function;
     }
   }
   return nullptr;
@@ -179,22 +162,16 @@ void becomeNobody() {
   }
 }
 
-TEST(SelinuxContext, isLeftAloneWhereItDoesNotApply) {
-  const System systems[] = {{.missing = "*"},
-                            {.missing = "is_selinux_enabled"},
-                            {.missing = "getcon", .enabled = 0},
-                            {.enabled = -1},
-                            {.fixed = "a:b:c"}};
-  for (const System& system : systems) {
-    EXPECT_EQ(selinuxOn(system), (Outcome{Returned, "", ""}));
-  }
-}
-
-TEST(SelinuxContext, isTheFirstThatALoginWouldGet) {
+TEST(SelinuxContext, isTheFirstThatALoginWouldGetWhereItApplies) {
   const struct {
     System system;
-    const char* level;
+    const char* level;  // null: the context is left alone
   } cases[] = {
+      {{.missing = "*"}, nullptr},
+      {{.missing = "is_selinux_enabled"}, nullptr},
+      {{.missing = "getcon", .enabled = 0}, nullptr},
+      {{.enabled = -1}, nullptr},
+      {{.fixed = "a:b:c"}, nullptr},
       {{}, "s3"},
       {{.fixed = ""}, "s3"},
       {{.fixed = "!"}, "s3"},
@@ -206,8 +183,9 @@ TEST(SelinuxContext, isTheFirstThatALoginWouldGet) {
       {{.enforce = -1, .setexecconResult = -1}, "s3"},  // enforcing makes that fatal
   };
   for (const auto& c : cases) {
-    const std::string calls = std::string("user jo\nlist staff_u ") + c.level +
-                              " system_u:system_r:local_login_t:s0\nsetexeccon first:r:t:s\n";
+    const std::string calls = c.level == nullptr ? ""
+                                                 : std::string("user jo\nlist staff_u ") + c.level +
+                                                       " system_u:system_r:local_login_t:s0\nsetexeccon first:r:t:s\n";
     EXPECT_EQ(selinuxOn(c.system), (Outcome{Returned, calls, ""}));
   }
 }
@@ -219,11 +197,12 @@ TEST(SelinuxContext, failureEndsTheProcess) {
               (Outcome{1, "", "missing function(s): Function not implemented\n"}))
         << name;
   }
-  EXPECT_EQ(selinuxOn({.setexecconResult = -1}).errors, "setexeccon(first:r:t:s): Permission denied\n");
-  EXPECT_EQ(selinuxOn({.setexecconResult = -1}).result, 1);
+  const Outcome refused = selinuxOn({.setexecconResult = -1});
+  EXPECT_EQ(refused.errors, "setexeccon(first:r:t:s): Permission denied\n");
+  EXPECT_EQ(refused.result, 1);
   for (const int enforce : {1, -1, 0}) {
-    for (const System& system : {System{.enforce = enforce, .getseuserbynameResult = -1},
-                                 System{.enforce = enforce, .count = 0}, System{.enforce = enforce, .count = -1}}) {
+    for (System system : {System{.getseuserbynameResult = -1}, System{.count = 0}, System{.count = -1}}) {
+      system.enforce = enforce;
       const Outcome outcome = selinuxOn(system);
       EXPECT_EQ(outcome.errors, enforce != 0 ? "Unable to identify correct SELinux context for user jo\n" : "");
       EXPECT_EQ(outcome.result, enforce != 0 ? 1 : Returned);
@@ -250,33 +229,19 @@ TEST(AuditLogin, complainsOnlyWithoutAnyLogin) {
   }
 }
 
-TEST(SetuidHelper, returnsUnlessAskedFor) {
+TEST(SetuidHelper, returnsUnlessAskedForAndRefusesABadCommandLine) {
   for (std::vector<const char*> words : std::vector<std::vector<const char*>>{
            {}, {"p"}, {"p", "setuidhelper"}, {"p", "-setuidhelper2", "0"}, {"p", "x", "-setuidhelper"}}) {
     words.push_back(nullptr);
     os::setuidHelperCheck(const_cast<char**>(words.data()));
   }
-}
-
-TEST(SetuidHelper, refusesABadCommandLine) {
-  const struct {
-    std::vector<const char*> words;
-    std::string message;
-  } cases[] = {
-      {{"0"}, "setuidhelper: missing argument"},
-      {{"", "p"}, "setuidhelper: bad user id ''"},
-      {{"+1", "p"}, "setuidhelper: bad user id '+1'"},
-      {{" 1", "p"}, "setuidhelper: bad user id ' 1'"},
-      {{"0x1", "p"}, "setuidhelper: bad user id '0x1'"},
-      {{"4294967296", "p"}, "setuidhelper: bad user id '4294967296'"},
-      {{"-2147483649", "p"}, "setuidhelper: bad user id '-2147483649'"},
-      {{"4294967290", "p"}, "getpwuid(4294967290): account not found: No such file or directory (2)"},
-      {{"-2147483648", "p"}, "getpwuid(2147483648): account not found: No such file or directory (2)"},
-      {{"-6", "p"}, "getpwuid(4294967290): account not found: No such file or directory (2)"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(test::inChild([&c] { runHelper(c.words); }), (Outcome{Thrown, "", c.message}));
+  const auto refusalOf = [](const char* uid) { return test::inChild([uid] { runHelper({uid, "p"}); }).errors; };
+  for (const char* uid : {"", "+1", " 1", "0x1", "4294967296", "-2147483649"}) {
+    EXPECT_EQ(refusalOf(uid), "setuidhelper: bad user id '" + std::string(uid) + "'");
   }
+  const std::string unknown = "): account not found: No such file or directory (2)";
+  EXPECT_EQ(refusalOf("4294967290"), "getpwuid(4294967290" + unknown);
+  EXPECT_EQ(refusalOf("-2147483648"), "getpwuid(2147483648" + unknown);
 }
 
 TEST(SetuidHelper, endsTheProcessIfACallIsRefused) {
@@ -322,19 +287,6 @@ TEST(SetuidHelper, verifiesWhoItHasBecome) {
   EXPECT_EQ(require(Nobody, getgid(), true), (Outcome{-SIGABRT, "", "Unexpected uid\n"}));
 }
 
-/// "Groups:" and the account's groups, as the kernel lists them.
-std::string groupsLine(const passwd& account) {
-  gid_t groups[64];
-  int count = 64;
-  getgrouplist(account.pw_name, account.pw_gid, groups, &count);
-  std::sort(groups, groups + count);
-  std::string line = "Groups:\t";
-  for (int i = 0; i < count; ++i) {
-    line += std::to_string(groups[i]) + " ";
-  }
-  return line + "\n";
-}
-
 TEST(SetuidHelper, runsTheProgramAsTheUser) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can become another user";
@@ -342,34 +294,30 @@ TEST(SetuidHelper, runsTheProgramAsTheUser) {
   for (const uid_t uid : {Nobody, uid_t{1}}) {  // without a home, and with one
     const passwd* const account = getpwuid(uid);
     ASSERT_NE(account, nullptr);
-    const std::string id = std::to_string(uid), gid = std::to_string(account->pw_gid);
-    const std::string name = account->pw_name, home = account->pw_dir;
+    const std::string id = std::to_string(uid), name = account->pw_name, home = account->pw_dir;
     const Outcome outcome = on({.setLoginResult = -1, .loginUid = 5}, [&id] {
       const gid_t groupsOfRoot[] = {0, 4, 5};
       if (setgroups(3, groupsOfRoot) != 0 || chdir("/tmp") != 0) {
         _exit(99);
       }
       runHelper({id.c_str(), "/bin/sh", "-c",
-                 "grep -E '^(Uid|Gid|Groups):' /proc/self/status; pwd\n"
+                 "grep -E '^[UG]id:' /proc/self/status; [ \"$(id -G)\" = \"$(id -G \"$USER\")\" ] && pwd\n"
                  "printf '<%s>' \"$USER\" \"$LOGNAME\" \"$LOGIN\" \"$HOME\" \"$SHELL\" \"$0\" \"$@\"",
                  "zero", "a b", ""});
     });
-    const auto line = [](const std::string& what, const std::string& number) {
-      return what + ":\t" + number + "\t" + number + "\t" + number + "\t" + number + "\n";
+    const auto fourTimes = [](const char* what, unsigned number) {
+      const std::string once = "\t" + std::to_string(number);
+      return what + once + once + once + once + "\n";
     };
-    EXPECT_EQ(outcome,
-              (Outcome{0,
-                       "enabled? as 0\nuser " + name +
-                           "\nlist staff_u s3 system_u:system_r:local_login_t:s0\nsetexeccon first:r:t:s\nlogin " + id +
-                           " as 0\n" + line("Uid", id) + line("Gid", gid) + groupsLine(*account) +
-                           (access(home.c_str(), X_OK) == 0 ? home : "/") + "\n<" + name + "><" + name + "><" + name +
-                           "><" + home + "><" + account->pw_shell + "><zero><a b><>",
-                       ""}));
+    const std::string expected =
+        "enabled? as 0\nuser " + name +
+        "\nlist staff_u s3 system_u:system_r:local_login_t:s0\nsetexeccon first:r:t:s\nlogin " + id + " as 0\n" +
+        fourTimes("Uid:", uid) + fourTimes("Gid:", account->pw_gid) + (access(home.c_str(), X_OK) == 0 ? home : "/") +
+        "\n<" + name + "><" + name + "><" + name + "><" + home + "><" + account->pw_shell + "><zero><a b><>";
+    EXPECT_EQ(outcome, (Outcome{0, expected, ""}));
   }
-  EXPECT_EQ(on({.missing = "*"},
-               [] {
-                 runHelper({"65534", "/no/such program"});
-               }),
+  const auto runNothing = [] { runHelper({"65534", "/no/such program"}); };
+  EXPECT_EQ(on({.missing = "*"}, runNothing),
             (Outcome{Thrown, "", "execv(/no/such program): No such file or directory (2)"}));
 }
 

@@ -1,17 +1,20 @@
+// What the system says of itself, of the environment, of the user's folders, and of what a folder holds.
+
 #include "base/os/sysInfo.h"
 
 #include <cstdlib>
+#include <set>
 #include <string>
-#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include "base/os/environment.h"
-#include "base/os/programPath.h"
+#include "base/os/unix/DirEnum.h"
+#include "base/os/userDirs.h"
+#include "base/plat/AssertionFail.h"
 #include "base/plat/DString.h"
 #include "base/rdr/EndOfStream.h"
 #include "base/rdr/MemInStream.h"
@@ -20,45 +23,38 @@
 
 namespace {
 
-using testing::StartsWith;
-
 TEST(SysInfo, namesTheRunningSystem) {
   utsname info = {};
   ASSERT_EQ(::uname(&info), 0);
-  const std::string release = info.release;
+  const std::string release = info.release, host = info.nodename;
   EXPECT_EQ(os::kernelDescription(), ("Linux " + release.substr(0, release.find('-'))).c_str());
   EXPECT_EQ(os::machineName(), info.machine);
-  const std::string host = info.nodename;
   EXPECT_EQ(os::hostNameShort(), host.substr(0, host.find('.')).c_str());
 }
 
 TEST(SysInfo, assignmentsLoseTheirQuotes) {
   const struct {
-    const char* line;
-    const char* value;  // null for none
-  } cases[] = {
-      {"K=v", "v"},
-      {"K=", ""},
-      {"K", nullptr},
-      {"K=a=b", "a=b"},
-      {"K=\"two words\"", "two words"},
-      {"K=\"\"", ""},
-      {"K=\"", nullptr},
-      {"K='mixed\"", nullptr},
-      {"K=\"\\$\\`\\\"\\'\\\\ \\n\"", "$`\"'\\ \\n"},
-      {"K='\\$'", "\\$"},
-      {"K=a\"b\"", "a\"b\""},
-  };
+    const char *line, *value;  // null for none
+  } cases[] = {{"K=v", "v"},
+               {"K=", ""},
+               {"K", nullptr},
+               {"K=a=b", "a=b"},
+               {"K=\"two words\"", "two words"},
+               {"K=\"\"", ""},
+               {"K=\"", nullptr},
+               {"K='mixed\"", nullptr},
+               {"K=\"\\$\\`\\\"\\'\\\\ \\n\"", "$`\"'\\ \\n"},
+               {"K='\\$'", "\\$"},
+               {"K=a\"b\"", "a\"b\""}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.line);
     const std::string text = std::string(c.line) + "\n";
     rdr::MemInStream in(text.data(), static_cast<int>(text.size()));
     plat::DString line;
-    const char* const value = os::readAssignment(in, line);
+    EXPECT_STREQ(os::readAssignment(in, line), c.value);
     if (c.value != nullptr) {
       EXPECT_STREQ(line.get(), "K");
     }
-    EXPECT_STREQ(value, c.value);
     EXPECT_THROW(os::readAssignment(in, line), rdr::EndOfStream);
   }
 }
@@ -67,10 +63,9 @@ TEST(SysInfo, theDistributionIsWhatTheFirstFileSays) {
   test::TempDir dir;
   const auto name = [&dir] { return os::distributionName(dir.path().c_str()); };
   EXPECT_TRUE(name().isNull());
-  dir.write("release", "Nobody release 1\n");
-  dir.write("release-debian", "Nobody release 1\n");
-  dir.write("debian.release", "Nobody release 1\n");
-  dir.write("unknown-release", "Nobody release 1\n");
+  for (const char* file : {"release", "release-debian", "debian.release", "unknown-release"}) {
+    dir.write(file, "Nobody release 1\n");
+  }
   EXPECT_TRUE(name().isNull());
   dir.write("debian_version", "12.1\n");
   EXPECT_EQ(name(), "Debian 12.1");
@@ -79,16 +74,14 @@ TEST(SysInfo, theDistributionIsWhatTheFirstFileSays) {
   EXPECT_EQ(name(), "Twig 2") << "the first file names no version";
   dir.write("os-release", "NAME=\"Branch OS\"\nID_LIKE=\"x DeBian\"\nVERSION_ID='3.4'\n");
   EXPECT_EQ(name(), "Branch OS 3.4");
-  EXPECT_TRUE(os::isDebianFamily((dir / "os-release").c_str()));
-  EXPECT_FALSE(os::isDebianFamily((dir / "lsb-release").c_str()));
-  EXPECT_FALSE(os::isDebianFamily((dir / "missing").c_str()));
+  for (const char* file : {"os-release", "lsb-release", "missing"}) {
+    EXPECT_EQ(os::isDebianFamily((dir / file).c_str()), *file == 'o');
+  }
 }
 
 TEST(SysInfo, olderDistributionsAreKnownByTheirReleaseFiles) {
   const struct {
-    const char* file;
-    const char* text;
-    const char* result;
+    const char *file, *text, *result;
   } cases[] = {
       {"centos-release", "CentOS Linux release 7.9.2009 (Core)\n", "CentOS Linux 7.9.2009"},
       {"debian_version", "10.4\nsecond line\n", "Debian 10.4"},
@@ -117,17 +110,9 @@ TEST(SysInfo, olderDistributionsAreKnownByTheirReleaseFiles) {
   }
   const test::TempDir dir;
   for (const std::size_t length : {1024, 1025}) {
-    dir.write("file", std::string(length, 'x'));
-    EXPECT_EQ(os::readReleaseFile((dir / "file").c_str(), "debian").isNull(), length > 1024);
+    dir.write("debian_version", std::string(length, 'x'));
+    EXPECT_EQ(os::distributionName(dir.path().c_str()).isNull(), length > 1024);
   }
-}
-
-TEST(SysInfo, aBacktraceNumbersItsLinesFromTheCaller) {
-  std::vector<std::string> lines;
-  os::backtraceLines(lines);
-  ASSERT_GE(lines.size(), 2u);
-  EXPECT_THAT(lines[0], StartsWith(" 1 "));
-  EXPECT_LE(lines.size(), 61u);
 }
 
 TEST(Environment, variablesAreSetHiddenAndBack) {
@@ -151,69 +136,110 @@ TEST(Environment, variablesAreSetHiddenAndBack) {
   EXPECT_EQ(std::getenv(name), nullptr);
   const os::EnvironmentHider nothingToHide(name);
   EXPECT_THROW(os::setEnvironment("A=B", "x"), plat::SystemException);
-  char* variables[] = {entry, nullptr};
-  char** const all = std::exchange(environ, variables);
-  os::clearEnvironment();
-  EXPECT_EQ(std::exchange(environ, all), variables);
-  EXPECT_EQ(variables[0], nullptr);
 }
 
-class FindProgramTest : public testing::Test {
+class UserDirsTest : public testing::Test {
 protected:
-  void SetUp() override {
-    path_ = std::getenv("PATH");
-    dir.makeDir("empty");
-    dir.makeDir("folder/tool");
-    for (const char* name : {"good/tool", "late/tool", "bad/tool"}) {
-      dir.write(name, "#!/bin/sh\n");
-      ::chmod((dir / name).c_str(), *name == 'b' ? 0644 : 0755);
-    }
-  }
-  void TearDown() override { os::setEnvironment("PATH", path_.c_str()); }
+  UserDirsTest() { os::setEnvironment("HOME", dir.path().c_str()); }
+  ~UserDirsTest() override { os::setEnvironment("HOME", before_.c_str()); }
 
-  plat::String withPath(std::initializer_list<const char*> elements) {
-    std::string path;
-    for (const char* element : elements) {
-      if (!path.empty()) {
-        path += ':';
-      }
-      path += *element == '~' ? element : dir / element;
+  void settings(const std::string& text) { dir.write(".config/user-dirs.dirs", text); }
+  static std::string find(const char* key) {
+    try {
+      return os::getXdgUserDir(key).get();
+    } catch (const plat::Exception&) {
+      return "none";
     }
-    os::setEnvironment("PATH", path.c_str());
-    return os::findExecutable("tool", true);
   }
 
   test::TempDir dir;
-  std::string path_;
+
+private:
+  const std::string before_ = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
 };
 
-TEST_F(FindProgramTest, theFirstThingOfThatNameInPathDecides) {
-  EXPECT_EQ(withPath({"empty", "good", "late"}), (dir / "good/tool").c_str());
-  EXPECT_TRUE(withPath({"bad", "good"}).isNull());
-  EXPECT_TRUE(withPath({"folder", "good"}).isNull());
-  EXPECT_EQ(withPath({"good", "~/bin"}), (dir / "good/tool").c_str());
-  EXPECT_EQ(test::messageFrom([this] { withPath({"empty", "~/bin", "good"}); }), "PATH contains invalid '~' character");
-  EXPECT_TRUE(os::findExecutable("tool", false).isNull());
-  EXPECT_TRUE(os::findExecutable(nullptr, true).isNull());
+TEST_F(UserDirsTest, homeMustBeAFolder) {
+  EXPECT_EQ(os::getHomeDir().get(), dir.path());
+  EXPECT_EQ(test::messageFrom([] { os::getHomeSubDir("Desktop"); }), "Subdir of HOME not found");
+  dir.write("file", "");
+  os::setEnvironment("HOME", (dir / "file").c_str());
+  EXPECT_EQ(test::messageFrom([] { os::getHomeDir(); }), "HOME dir not found");
+  os::unsetEnvironment("HOME");
+  EXPECT_THROW(os::getDesktopDir(), plat::Exception);
+  EXPECT_THROW(os::getXdgUserDir("XDG_DESKTOP_DIR"), plat::Exception);
 }
 
-TEST_F(FindProgramTest, aNameWithASlashIsTheFileItself) {
-  EXPECT_EQ(os::findExecutable((dir / "late/../good/tool").c_str(), false), (dir / "good/tool").c_str());
-  for (const char* name : {"bad/tool", "folder/tool", "missing/tool"}) {
-    EXPECT_TRUE(os::findExecutable((dir / name).c_str(), true).isNull());
+TEST_F(UserDirsTest, theFirstUsableAssignmentCounts) {
+  for (const char* name : {"plain", "two", "with blank", "$dollar", "quo\"te", "back\\slash", "x\\y"}) {
+    dir.makeDir(name);
   }
+  os::setEnvironment("KELTEST_DIR", dir.path().c_str());
+  const struct {
+    const char *value, *expected;
+  } cases[] = {{"$HOME/plain", "plain"},
+               {"${KELTEST_DIR}/plain", "plain"},
+               {"\"$HOME/with blank\"", "with blank"},
+               {"\"$HOME/quo\\\"te\"", "quo\"te"},
+               {"\"$HOME/back\\\\slash\"", "back\\slash"},
+               {"\"$HOME/x\\y\"", "x\\y"},
+               {"'$HOME/x\\y'", "x\\y"},
+               {"$HOME/$$dollar", "$dollar"},
+               {"\"$HOME/plain", nullptr},
+               {"\"$HOME/plain'", nullptr},
+               {"\"", nullptr},
+               {"", nullptr},
+               {"$HOME/gone", nullptr},
+               {"$KELTEST_UNKNOWN/plain", nullptr},
+               {"$HOME/\xff", nullptr}};
+  for (const auto& c : cases) {
+    settings(std::string("# made by hand\n\nno assignment\nXDG_OTHER_DIR=$HOME/gone\nXDG_X_DIR=") + c.value + "\r\n");
+    EXPECT_EQ(find("XDG_X_DIR"), c.expected != nullptr ? dir / c.expected : "none") << c.value;
+  }
+  os::unsetEnvironment("KELTEST_DIR");
+  settings(
+      "XDG_X_DIR=\"$HOME/gone\"\nXDG_X_DIRS=$HOME/two\n XDG_X_DIR=$HOME/two\nXDG_X_DIR=$HOME/plain\n"
+      "XDG_X_DIR=$HOME/two\nXDG_LAST=$HOME/two");
+  EXPECT_EQ(find("XDG_X_DIR"), dir / "plain");
+  EXPECT_EQ(find("XDG_LAST"), dir / "two") << "a last line without its newline";
+  EXPECT_EQ(find("XDG_X") + find(""), "nonenone");
 }
 
-TEST_F(FindProgramTest, programsAreLookedForBesideThisOne) {
-  const plat::String self = os::programPath();
-  const std::string name = std::string(self.get()).substr(std::string(self.get()).rfind('/') + 1);
-  EXPECT_EQ(os::findProgram(nullptr, true, false), self);
-  EXPECT_EQ(os::findProgram(name.c_str(), true, false), self);
-  EXPECT_EQ(os::programDir(), std::string(self.get()).substr(0, self.length() - name.size() - 1).c_str());
-  EXPECT_TRUE(os::findProgram("no-such-program", false, true).isNull());
-  const plat::SystemException failure = test::failureFrom([] { os::findProgram("no-such-program", true, true); });
-  EXPECT_THAT(failure.message, StartsWith("no-such-program does not exist or is not executable"));
-  EXPECT_EQ(failure.err, ENOENT);
+TEST_F(UserDirsTest, eachFolderFallsBackToTheNext) {
+  EXPECT_EQ(os::getVideosDir().get(), dir.path()) << "no settings and no usual folder: all the way to HOME";
+  for (const char* name : {"Desktop", "Documents", "Downloads"}) {
+    dir.makeDir(name);
+    EXPECT_EQ(os::getDownloadsDir().get(), dir / name);
+  }
+  dir.makeDir("Videos");
+  EXPECT_EQ(os::getVideosDir().get(), dir / "Videos");
+  EXPECT_EQ(os::getDocumentsDir().get(), dir / "Documents");
+  EXPECT_EQ(os::getDesktopDir().get(), dir / "Desktop");
+  dir.makeDir("elsewhere");
+  settings("XDG_DESKTOP_DIR=\"$HOME/elsewhere\"\nXDG_VIDEOS_DIR=\"$HOME/gone\"\n");
+  EXPECT_EQ(os::getDesktopDir().get(), dir / "elsewhere");
+  EXPECT_EQ(os::getVideosDir().get(), dir / "Videos");
+}
+
+TEST(DirEnum, givesEveryElementOnceWithItsFullPath) {
+  const test::TempDir dir;
+  const std::set<std::string> expected = {".hidden", "..strange", std::string(255, 'n'), "\xff\xfe"};
+  for (const std::string& name : expected) {
+    dir.write(name, "");
+  }
+  for (const std::string& path : {dir.path(), dir.path() + "/"}) {
+    os::DirEnum at(path.c_str());
+    std::set<std::string> found;
+    while (const char* const name = at.next()) {
+      EXPECT_EQ(at.path(), dir / name);
+      EXPECT_TRUE(found.insert(name).second) << name;
+    }
+    EXPECT_EQ(found, expected);
+    EXPECT_EQ(at.next(), nullptr) << "and stays at the end";
+    ::close(at.fd());
+    EXPECT_EQ(test::messageFrom([&] { at.next(); }), "readdir: Bad file descriptor (9)");
+  }
+  EXPECT_THAT(test::messageFrom<plat::AssertionFail>([] { os::DirEnum(""); }),
+              testing::StartsWith("Assertion 'dirLen > 0' failed at base/os/unix/DirEnum:"));
 }
 
 }  // namespace

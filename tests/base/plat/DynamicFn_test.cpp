@@ -52,21 +52,3 @@ TEST(DynamicFn, triesTheNameWithoutAVersionLast) {
   EXPECT_EQ(DynamicFn::find("/../kem[1]", "strlen"), nullptr);
   std::filesystem::current_path(before);
 }
-
-TEST(DynamicFn, asksTheHookInPlaceOfTheSystem) {
-  int found = 0;
-  std::string asked;
-  EXPECT_FALSE(DynamicFn::setHook([&](const char* library, const char* symbols) -> void* {
-    asked = std::string(library) + " " + symbols;
-    DynamicFn::setHook(nullptr);  // from inside: must not pull the ground from under the hook
-    asked += " still here";
-    return &found;
-  }));
-  EXPECT_EQ(DynamicFn::find("c[6]", "strlen"), &found);
-  EXPECT_EQ(asked, "c[6] strlen still here");
-  EXPECT_NE(DynamicFn::find("c[6]", "strlen"), nullptr);
-
-  DynamicFn::setHook([](const char*, const char*) -> void* { return nullptr; });
-  EXPECT_EQ(DynamicFn::find("c[6]", "strlen"), nullptr);
-  EXPECT_TRUE(DynamicFn::setHook(nullptr));
-}

@@ -22,24 +22,12 @@ namespace plat {
 namespace {
 
 TEST(Exception, cutsLongTextsAtACharacter) {
-  const std::string plain(300, 'x');
-  EXPECT_EQ(std::strlen(Exception(plain.c_str()).message), 255U);
-  EXPECT_EQ(std::strlen(Exception("m", plain.c_str()).type), 63U);
-
-  const std::string split = std::string(254, 'x') + "\xC3\xA9";
+  const std::string plain(300, 'x'), whole = std::string(253, 'x') + "\xC3\xA9", split = "x" + whole;
+  EXPECT_EQ(Exception(plain.c_str()).message, std::string(255, 'x'));
+  EXPECT_EQ(Exception("m", plain.c_str()).type, std::string(63, 'x'));
+  EXPECT_EQ(Exception(whole.c_str()).message, whole);
   EXPECT_EQ(Exception(split.c_str()).message, std::string(254, 'x'));
   EXPECT_EQ(Exception(Formatted, "%s", split.c_str()).message, std::string(254, 'x'));
-  const std::string whole = std::string(253, 'x') + "\xC3\xA9";
-  EXPECT_EQ(Exception(whole.c_str()).message, whole);
-}
-
-TEST(Exception, isSuccessOnlyWithoutBothTexts) {
-  Exception result;
-  EXPECT_TRUE(result.isEmpty());
-  result.setType("NotFound");
-  EXPECT_FALSE(result.isEmpty());
-  result.clear();
-  EXPECT_TRUE(result.isEmpty() && Exception(nullptr, nullptr).isEmpty());
 }
 
 TEST(Exception, eachClassSetsItsTexts) {
@@ -66,14 +54,14 @@ TEST(Exception, eachClassSetsItsTexts) {
   }
 }
 
-TEST(Exception, isShownWithItsType) {
+TEST(Exception, isShownWithItsTypeAndIsSuccessOnlyWithoutBothTexts) {
   char buffer[256];
-  EXPECT_STREQ(formatException(buffer, AssertionFail("x", "base/a", 1)),
-               "[AssertionFail] Assertion 'x' failed at base/a:1");
+  EXPECT_STREQ(formatException(buffer, Exception("text", "Kind")), "[Kind] text");
   EXPECT_STREQ(formatException(buffer, Exception("text")), "text");
   EXPECT_STREQ(formatException(buffer, Exception("", "Kind"), "nothing said"), "[Kind] nothing said");
-  const std::string longText(255, 'x');
-  EXPECT_EQ(std::strlen(ExceptionText(Exception(longText.c_str(), "Kind")).get()), 255U);
+  EXPECT_EQ(std::strlen(ExceptionText(Exception(std::string(255, 'x').c_str(), "Kind")).get()), 255U);
+  EXPECT_TRUE(Exception(nullptr, nullptr).isEmpty());
+  EXPECT_FALSE(Exception(nullptr, "NotFound").isEmpty());
 }
 
 TEST(Assertion, requireThrowsWithTheConditionsText) {
@@ -98,7 +86,7 @@ public:
   bool failing = false;
 };
 
-class AssertionDeath : public ::testing::Test {
+class AssertionDeath : public testing::Test {
 protected:
   AssertionDeath() {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
@@ -108,40 +96,33 @@ protected:
   StderrDest dest_;
 };
 
-void sayFlushed() {
-  std::fputs("flushed\n", stderr);
-}
-
-TEST_F(AssertionDeath, reportsLogsAndFlushesBeforeTheEnd) {
-  setAssertFlushHook(sayFlushed);
-  EXPECT_EXIT(PLAT_ASSERT_AS(false, "never", "base/plat/x", 9), ::testing::KilledBySignal(SIGABRT),
+TEST_F(AssertionDeath, reportsLogsAndFlushesBeforeTheEndAndAbortsIfThatFails) {
+  const auto dieOf = [](const char* name) { PLAT_ASSERT_AS(false, name, "base/plat/x", 9); };
+  setAssertFlushHook([] { std::fputs("flushed\n", stderr); });
+  EXPECT_EXIT(dieOf("never"), testing::KilledBySignal(SIGABRT),
               "^Assertion 'never' failed at base/plat/x:9\n"
               "<0 Assertion Assertion 'never' failed at base/plat/x:9>\n"
               "<0 Assertion stacktrace:  1 .*>\n(.|\n)*flushed\n$");
-  setAssertFlushHook(nullptr);
-}
-
-TEST_F(AssertionDeath, abortsIfReportingFails) {
-  setAssertFlushHook([] { throw Exception("link is gone"); });
-  EXPECT_EXIT(PLAT_ASSERT_AS(false, "x", "base/x", 1), ::testing::KilledBySignal(SIGABRT), "stacktrace:[^\n]*\n$");
-  setAssertFlushHook(sayFlushed);
   dest_.failing = true;
-  EXPECT_EXIT(PLAT_ASSERT_AS(false, "x", "base/x", 1), ::testing::KilledBySignal(SIGABRT),
-              "^Assertion 'x' failed at base/x:1\n<0 Assertion Assertion 'x' [^\n]*>\n$");
+  EXPECT_EXIT(dieOf("x"), testing::KilledBySignal(SIGABRT),
+              "^Assertion 'x' failed at base/plat/x:9\n<0 Assertion Assertion 'x' [^\n]*>\n$");
+  dest_.failing = false;
+  setAssertFlushHook([] { throw Exception("link is gone"); });
+  EXPECT_EXIT(dieOf("x"), testing::KilledBySignal(SIGABRT), "stacktrace:[^\n]*\n$");
   setAssertFlushHook(nullptr);
 }
 
 TEST_F(AssertionDeath, warningsAreLoggedOnly) {
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   warnException(ProtocolError("odd"));
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "<0 Assertion Warning: Protocol error: odd>\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "<0 Assertion Warning: Protocol error: odd>\n");
 }
 
 TEST_F(AssertionDeath, badUtf8EndsTheProcessIfAsked) {
   ConfigParameter& asked = Configuration::global().getParam("_BadUtf8Assert");
   EXPECT_TRUE(asked.isAdvanced());
   asked.setParam("1", 10);
-  EXPECT_EXIT(BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), ::testing::KilledBySignal(SIGABRT),
+  EXPECT_EXIT(BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), testing::KilledBySignal(SIGABRT),
               "failed at base/plat/BadUtf8:[0-9]+: Bad UTF-8 string for x\n");
   asked.unsetParam(10, true);
 }

@@ -39,12 +39,11 @@ TEST(FilePtr, opensEveryModeAsItsFlagsSay) {
     dir.write("there", "old");
     ::unlink((dir / "missing").c_str());
     {
-      FilePtr missing;
+      FilePtr missing, file;
       missing.open((dir / "missing").c_str(), c.mode, c.flags | FilePtr::NoThrow);
       struct stat info {};
       EXPECT_EQ(missing.isOpen() && ::fstat(fileno(missing.get()), &info) == 0, c.created != 0);
       EXPECT_EQ(info.st_mode & 07777, c.created);
-      FilePtr file;
       file.open((dir / "there").c_str(), c.mode, c.flags);
       EXPECT_TRUE(::fcntl(fileno(file.get()), F_GETFD) & FD_CLOEXEC);
       std::fputs("X", file.get());

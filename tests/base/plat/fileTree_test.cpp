@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <string>
+#include <tuple>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -44,26 +45,27 @@ private:
   mode_t umask_;
 };
 
-TEST_F(FileTreeTest, mkDirsMakesWhatIsMissingAbove) {
-  EXPECT_TRUE(mkDir((dir / "a").c_str(), false, false));
-  EXPECT_TRUE(mkDirs((dir / "a/b/c//d/").c_str(), true, false));
+TEST_F(FileTreeTest, mkDirsMakesWhatIsMissingAboveAndTightensOnlyTheLast) {
+  const auto make = [&](const std::string& name, bool isPrivate, bool tighten) {
+    return mkDirs((dir / name).c_str(), isPrivate, tighten);
+  };
+  EXPECT_TRUE(mkDir((dir / "a").c_str(), false, false) && make("a/b/c//d/", true, false));
   EXPECT_EQ(modeOf("a"), 0755u);
   for (const char* name : {"a/b", "a/b/c", "a/b/c/d"}) {
     EXPECT_EQ(modeOf(name), 0700u) << name;
+    ::chmod((dir / name).c_str(), 0755);
   }
-  ::chmod((dir / "a/b/c").c_str(), 0755);
-  ::chmod((dir / "a/b").c_str(), 0755);
-  EXPECT_FALSE(mkDirs((dir / "a/b/c").c_str(), true, false) || mkDir((dir / "a/b/c").c_str(), false, true));
+  EXPECT_FALSE(make("a/b/c", true, false) || mkDir((dir / "a/b/c").c_str(), false, true));
   EXPECT_EQ(modeOf("a/b/c"), 0755u) << "left as it was";
-  EXPECT_FALSE(mkDirs((dir / "a/b/c").c_str(), true, true));
+  EXPECT_FALSE(make("a/b/c", true, true));
   EXPECT_EQ(modeOf("a/b/c"), 0700u);
-  EXPECT_EQ(modeOf("a/b"), 0755u) << "only the last one is tightened";
+  EXPECT_EQ(modeOf("a/b"), 0755u);
 
   dir.write("file", "x");
-  EXPECT_EQ(failureFrom([&] { mkDir((dir / "file").c_str(), false, false); }).err, EEXIST);
-  EXPECT_EQ(failureFrom([&] { mkDirs((dir / "file/x/y").c_str(), false, false); }).err, ENOTDIR);
   dir.link("gone", "dangling");
-  const SystemException failure = failureFrom([&] { mkDirs((dir / "dangling/x").c_str(), false, false); });
+  EXPECT_EQ(failureFrom([&] { mkDir((dir / "file").c_str(), false, false); }).err, EEXIST);
+  EXPECT_EQ(failureFrom([&] { make("file/x/y", false, false); }).err, ENOTDIR);
+  const SystemException failure = failureFrom([&] { make("dangling/x", false, false); });
   EXPECT_EQ(failure.err, EEXIST);
   EXPECT_THAT(failure.message, StartsWith("mkDir(" + (dir / "dangling") + "): ")) << "tells which one failed";
   EXPECT_EQ(failureFrom([] { mkDirs("", false, false); }).err, ENOENT);
@@ -71,55 +73,44 @@ TEST_F(FileTreeTest, mkDirsMakesWhatIsMissingAbove) {
 
 TEST_F(FileTreeTest, matchParentTakesOwnerAndPermissionsFromAbove) {
   ::chmod(dir.makeDir("top").c_str(), 02775);
-  EXPECT_TRUE(mkDirMatchParent((dir / "top/open").c_str(), false));
-  EXPECT_TRUE(mkDirMatchParent((dir / "top/private").c_str(), true));
-  EXPECT_EQ(modeOf("top/open"), 02755u);
-  EXPECT_EQ(modeOf("top/private"), 02700u);
-  EXPECT_FALSE(mkDirMatchParent((dir / "top/open").c_str(), true));
-  EXPECT_EQ(modeOf("top/open"), 02755u) << "one that is there is left alone";
-}
-
-TEST_F(FileTreeTest, rmDirTellsWhyTheTopStays) {
-  dir.write("folder/file", "x");
-  dir.write("target/a/file", "x");
-  dir.link("target", "link");
-  const struct {
-    const char* name;
-    bool recursive;
-    int err;
-  } cases[] = {{"folder", false, ENOTEMPTY},
-               {"folder/file", true, ENOTDIR},
-               {"folder/gone", true, ENOENT},
-               {"link", true, ENOTDIR}};
-  for (const auto& c : cases) {
-    const SystemException failure = failureFrom([&] { rmDir((dir / c.name).c_str(), c.recursive); });
-    EXPECT_THAT(failure.message, StartsWith("rmDir(" + (dir / c.name) + "): "));
-    EXPECT_EQ(failure.err, c.err) << c.name;
+  for (const auto& [name, isPrivate, mode] : {std::tuple("top/open", false, 02755u), {"top/private", true, 02700u}}) {
+    EXPECT_TRUE(mkDirMatchParent((dir / name).c_str(), isPrivate));
+    EXPECT_FALSE(mkDirMatchParent((dir / name).c_str(), !isPrivate)) << "one that is there is left alone";
+    EXPECT_EQ(modeOf(name), mode);
   }
-  EXPECT_EQ(dir.read("folder/file"), "x");
-  EXPECT_THAT(dir.list("target"), IsEmpty()) << "a link at the top is followed, but stays";
-  EXPECT_EQ(failureFrom([] { rmDir("", true); }).err, ENOENT);
 }
 
-TEST_F(FileTreeTest, rmDirRemovesLinksAndLeavesWhatTheyPointTo) {
+TEST_F(FileTreeTest, rmDirLeavesWhatLinksPointToAndTellsWhyTheTopStays) {
   dir.write("kept/inner/file", "x");
-  dir.write("tree/a/b/file", "x");
+  dir.write("tree/a/b/.hidden", "x");
   dir.makeDir("tree/empty");
-  dir.write("tree/.hidden", "x");
   dir.link("../../kept", "tree/a/toFolder");
   dir.link("../kept/inner/file", "tree/toFile");
   dir.link("nowhere", "tree/dangling");
   ASSERT_EQ(::mkfifo((dir / "tree/fifo").c_str(), 0600), 0);
   rmDir((dir / "tree").c_str(), true);
   EXPECT_THAT(dir.list(), ElementsAre("kept"));
+
+  dir.write("target/a/file", "x");
+  dir.link("target", "link");
+  for (const auto& [name, recursive, err] : {std::tuple("kept", false, ENOTEMPTY),
+                                             {"kept/inner/file", true, ENOTDIR},
+                                             {"gone", true, ENOENT},
+                                             {"link", true, ENOTDIR}}) {
+    const std::string path = dir / name;
+    const SystemException failure = failureFrom([&, all = recursive] { rmDir(path.c_str(), all); });
+    EXPECT_THAT(failure.message, StartsWith("rmDir(" + path + "): "));
+    EXPECT_EQ(failure.err, err) << name;
+  }
   EXPECT_EQ(dir.read("kept/inner/file"), "x");
+  EXPECT_THAT(dir.list("target"), IsEmpty()) << "a link at the top is followed, but stays";
+  EXPECT_EQ(failureFrom([] { rmDir("", true); }).err, ENOENT);
 }
 
 TEST_F(FileTreeTest, rmDirRemovesAllThatItCanAroundWhatItCannot) {
-  dir.write("tree/a/file", "x");
-  dir.write("tree/stuck/inner/file", "x");
-  dir.write("tree/unreadable/file", "x");
-  dir.write("tree/z", "x");
+  for (const char* name : {"tree/a/file", "tree/stuck/inner/file", "tree/unreadable/file", "tree/z"}) {
+    dir.write(name, "x");
+  }
   for (const char* name : {"", "tree", "tree/a", "tree/stuck", "tree/stuck/inner", "tree/unreadable"}) {
     test::Unprivileged::give(dir / name);
   }
@@ -173,33 +164,32 @@ TEST_F(FileTreeTest, uniqueNamesPutTheNumberBeforeTheExtensionUpToTheLimit) {
     EXPECT_EQ(unique(c.name), dir / c.collided);
     fileRemove((dir / c.free).c_str());
   }
-  for (int n = 0; n < 99; ++n) {
-    dir.write(n == 0 ? "x.t" : "x(" + std::to_string(n) + ").t", "");
+  dir.write("x.t", "");
+  for (int n = 1; n < 99; ++n) {
+    dir.write("x(" + std::to_string(n) + ").t", "");
   }
   EXPECT_EQ(unique("x.t"), dir / "x(99).t");
   dir.link("x.t", "x(99).t");
   for (const int limit : {99, 5, 0, -1}) {
     EXPECT_EQ(test::messageFrom([&] { unique("x.t", limit); }), "Too many files with same name") << limit;
   }
-  EXPECT_EQ(unique("x.t", 100), dir / "x(100).t");
   dir.link("nowhere", "dangling");
   EXPECT_EQ(unique("dangling"), dir / "dangling") << "a dangling link does not count as taken";
   EXPECT_EQ(failureFrom([&] { unique(std::string(300, 'n').c_str()); }).err, ENAMETOOLONG);
 }
 
 TEST_F(FileTreeTest, searchesTakeTheFirstThatExists) {
+  const String dirs[] = {(dir / "gone").c_str(), dir.makeDir("one").c_str(), dir.makeDir("two").c_str()};
   dir.write("one/x", "");
   dir.write("two/x", "");
   dir.write("tree/deep/name/name/file", "");
   dir.link("nowhere", "tree/dangling");
-  const std::vector<String> dirs = {(dir / "gone").c_str(), (dir / "one/").c_str(), (dir / "two").c_str()};
-  EXPECT_STREQ(fileSearchPath(dirs, "x").get(), (dir / "one/x").c_str());
-  EXPECT_TRUE(fileSearchPath(dirs, "z").isNull());
-  const auto found = [&](const char* name) { return fileFindInTree((dir / "tree").c_str(), name); };
-  EXPECT_STREQ(found("file").get(), (dir / "tree/deep/name/name/file").c_str());
-  EXPECT_STREQ(found("name").get(), (dir / "tree/deep/name/name").c_str()) << "what is inside goes first";
-  EXPECT_TRUE(found("dangling").isNull());
-  EXPECT_TRUE(fileFindInTree("", "x").isNull());
+  const auto search = [&](const char* name) { return fileSearchPath({dirs, dirs + 3}, name); };
+  const auto find = [&](const char* name) { return fileFindInTree((dir / "tree").c_str(), name); };
+  EXPECT_EQ(search("x"), (dir / "one/x").c_str());
+  EXPECT_TRUE(search("z").isNull());
+  EXPECT_EQ(find("name"), (dir / "tree/deep/name/name").c_str()) << "what is inside goes first";
+  EXPECT_TRUE(find("dangling").isNull() && fileFindInTree("", "x").isNull());
 }
 
 }  // namespace

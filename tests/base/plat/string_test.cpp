@@ -1,5 +1,10 @@
 #include "base/plat/String.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <deque>
+#include <random>
 #include <string>
 #include <utility>
 
@@ -7,27 +12,24 @@
 #include <gtest/gtest.h>
 
 #include "base/plat/AssertionFail.h"
+#include "base/plat/BadNum.h"
+#include "base/plat/CircularVector.h"
 #include "base/plat/DString.h"
 #include "base/plat/MBuf.h"
+#include "base/plat/hex.h"
+#include "base/plat/numbers.h"
 #include "tests/support/thrown.h"
 
 namespace plat {
 namespace {
 
-TEST(String, keepsNullAndEmptyApart) {
-  const String null;
-  const String empty("");
-  EXPECT_TRUE(null.isNull() && null.empty() && !empty.isNull() && empty.empty());
-  EXPECT_FALSE(null == empty);
+TEST(String, keepsNullAndEmptyApartAndMovesLeaveNull) {
+  const String null, empty("");
+  EXPECT_TRUE(null.isNull() && null.empty() && !empty.isNull() && empty.empty() && !(null == empty));
   EXPECT_TRUE(null == nullptr && null == String(nullptr) && null < empty && empty < String("a"));
   EXPECT_FALSE(String(std::string_view()).isNull());
-}
-
-TEST(String, copiesAreIndependentAndMovesLeaveNull) {
-  String original("text");
-  String copy(original);
+  String original("text"), copy(original);
   copy.data()[0] = 'n';
-  EXPECT_EQ(original, "text");
   const String moved(std::move(original));
   EXPECT_EQ(moved, "text");
   EXPECT_TRUE(original.isNull());  // NOLINT(bugprone-use-after-move): promised to be null
@@ -67,60 +69,153 @@ TEST(DString, replacesRangesAndLeavesInvalidOnesAlone) {
 }
 
 TEST(DString, replacesEveryOccurrence) {
-  const struct {
-    const char *text, *find, *with, *result;
-  } cases[] = {{"a.b.c", ".", "::", "a::b::c"},
-               {"aaaa", "aa", "a", "aa"},
-               {"a.b.", ".", nullptr, "ab"},
-               {"xx", "x", "xx", "xxxx"}};
-  for (const auto& c : cases) {
-    DString text(c.text);
-    text.replaceAll(c.find, c.with);
-    EXPECT_STREQ(text.get(), c.result) << c.text;
-  }
-  DString text("abc");
-  EXPECT_THAT(test::messageFrom<AssertionFail>([&] { text.replaceAll("", "x"); }),
+  const auto replaced = [](const char* in, const char* find, const char* with) {
+    DString text(in);
+    text.replaceAll(find, with);
+    return std::string(text.get());
+  };
+  EXPECT_EQ(replaced("a.b.c", ".", "::"), "a::b::c");
+  EXPECT_EQ(replaced("aaaa", "aa", "a"), "aa");
+  EXPECT_EQ(replaced("a.b.", ".", nullptr), "ab");
+  EXPECT_EQ(replaced("xx", "x", "xx"), "xxxx");
+  EXPECT_THAT(test::messageFrom<AssertionFail>([&] { replaced("abc", "", "x"); }),
               testing::StartsWith("Assertion 'findLen' failed at base/plat/DString:"));
 }
 
 using Bytes = MBuf<unsigned char>;
 
-Bytes filled(int size, unsigned char value, bool secure) {
-  Bytes buffer(size, secure);
-  for (unsigned char& byte : buffer) {
-    byte = value;
-  }
-  return buffer;
-}
-
 TEST(MBuf, wipesWhatASecureBufferGivesUp) {
   for (const bool secure : {false, true}) {
-    Bytes buffer = filled(20, 0xAA, secure);
+    Bytes buffer(20, secure);
+    std::fill(buffer.begin(), buffer.end(), 0xAA);
     const unsigned char* const memory = buffer.data();
     buffer.resize(10);
     EXPECT_EQ(memory[9], 0xAA);
     EXPECT_EQ(memory[10], secure ? 0 : 0xAA);
-    const unsigned char one = 1;
-    buffer.assign(&one, 1);
-    EXPECT_EQ(memory[0], 1);
+    buffer.assign(memory + 5, 1);
+    EXPECT_EQ(memory[0], 0xAA) << "out of itself";
     EXPECT_EQ(memory[1], secure ? 0 : 0xAA);
   }
 }
 
 TEST(MBuf, growsWithZerosAndTakesTheFlagAlong) {
-  Bytes buffer = filled(3, 7, true);
+  Bytes buffer(reinterpret_cast<const unsigned char*>("abc"), 3, true), copy;
   buffer.resize(5);
-  EXPECT_EQ(buffer[2], 7);
-  EXPECT_EQ(buffer[4], 0);
-  Bytes copy;
+  EXPECT_EQ(std::string(buffer.begin(), buffer.end()), std::string("abc\0\0", 5));
   copy = buffer;
   EXPECT_TRUE(copy.secure());
   const Bytes moved(std::move(copy));
-  EXPECT_TRUE(moved.secure());
-  EXPECT_EQ(moved, buffer);
-  buffer.assign(buffer.data() + 1, 2);
-  EXPECT_EQ(buffer, filled(2, 7, false)) << "out of itself";
+  EXPECT_TRUE(moved.secure() && moved == buffer);
   EXPECT_THROW(buffer.resize(-1), AssertionFail);
+}
+
+TEST(CircularVector, behavesLikeAQueueThroughGrowthWrapAroundAndErasure) {
+  std::mt19937 random(7);
+  CircularVector<int> ring;
+  std::deque<int> model;
+  for (int step = 0; step < 20'000; ++step) {
+    const auto dice = random() % 10;
+    if (dice < 5 || model.empty()) {
+      ring.pushBack(step);
+      model.push_back(step);
+    } else if (dice < 9) {
+      ASSERT_EQ(ring.popFront(), model.front());
+      model.pop_front();
+    } else {
+      const auto at = static_cast<std::uint32_t>(random() % model.size());
+      ring.erase(at);
+      model.erase(model.begin() + at);
+    }
+    ASSERT_EQ(ring.size(), model.size());
+    for (std::uint32_t i = 0; i < ring.size(); i += 1 + i / 4) {
+      ASSERT_EQ(ring[i], model[i]) << "step " << step << " index " << i;
+    }
+  }
+  EXPECT_THROW(ring.reserve(0x20000001u), AssertionFail);
+}
+
+TEST(Numbers, acceptTheWholeRangeOfTheirType) {
+  EXPECT_EQ(parseS32("-2147483648"), INT32_MIN);
+  EXPECT_EQ(parseS32("2147483647"), INT32_MAX);
+  EXPECT_EQ(parseU32("4294967295"), UINT32_MAX);
+  EXPECT_EQ(parseS64("-9223372036854775808"), INT64_MIN);
+  EXPECT_EQ(parseU64("18446744073709551615"), UINT64_MAX);
+  EXPECT_EQ(parseS32(" +12"), 12);
+  EXPECT_EQ(parseU32("0xfF", 16), 255U);
+  EXPECT_EQ(parseS32("010", 0), 8);
+  EXPECT_EQ(parseS32("5", 10, 0, 5), 5);
+}
+
+TEST(Numbers, refuseWhatIsNoNumberOfTheirTypeOrOutOfLimits) {
+  const auto failureOf = [](const auto& parse) { return test::messageFrom<BadNum>(parse); };
+  for (const char* text :
+       {static_cast<const char*>(nullptr), "", " ", "x", "1x", "1 ", "--1", "99999999999999999999"}) {
+    SCOPED_TRACE(text != nullptr ? text : "(null)");
+    EXPECT_EQ(failureOf([&] { parseS32(text); }), "Failed to parse integer");
+    EXPECT_EQ(failureOf([&] { parseU32(text); }), "Failed to parse integer");
+    EXPECT_EQ(failureOf([&] { parseS64(text); }), "Failed to parse S64 integer");
+    EXPECT_EQ(failureOf([&] { parseU64(text); }), "Failed to parse U64 integer");
+  }
+  for (const char* text : {"-1", " -0", "-4294967295", "18446744073709551616"}) {
+    EXPECT_THROW(parseU32(text), BadNum) << text;
+    EXPECT_THROW(parseU64(text), BadNum) << text;
+  }
+  EXPECT_THROW(parseS32("2147483648"), BadNum);
+  EXPECT_THROW(parseU32("4294967296"), BadNum);
+  EXPECT_EQ(failureOf([] { parseS32("6", 10, 0, 5, "0 to 5, please"); }), "0 to 5, please");
+}
+
+TEST(Numbers, moveTheCursorOnlyOnSuccessAndLeaveErrnoAlone) {
+  errno = ENOTTY;
+  const char* const text = "12,-3;99999999999999999999";
+  const char* cursor = text;
+  EXPECT_EQ(parseU32At(cursor), 12U);
+  EXPECT_EQ(cursor, text + 2);
+  EXPECT_THROW(parseS64At(cursor), BadNum);
+  EXPECT_EQ(cursor, text + 2);
+  std::uint64_t unsignedValue = 77;
+  std::int32_t value = 0;
+  EXPECT_FALSE(tryParseU64(++cursor, 10, unsignedValue));
+  EXPECT_TRUE(tryParseS32(cursor, 10, value));
+  EXPECT_EQ(value, -3);
+  EXPECT_FALSE(tryParseU64(++cursor, 10, unsignedValue));
+  EXPECT_EQ(unsignedValue, 77U);
+  EXPECT_EQ(errno, ENOTTY);
+}
+
+TEST(Hex, goesThereAndBack) {
+  const unsigned char bytes[] = {0x00, 0x9A, 0xFF};
+  EXPECT_EQ(binToHex(bytes, 3), "009aff");
+  MBuf<unsigned char> buffer;
+  hexToBuf("009AfF", buffer);
+  EXPECT_EQ(buffer, MBuf<unsigned char>(bytes, 3));
+  for (const char* text : {static_cast<const char*>(nullptr), "0", "0g", "g0", "00 1", "0x"}) {
+    EXPECT_FALSE(tryHexToBuf(text, buffer)) << (text != nullptr ? text : "(null)");
+    EXPECT_EQ(buffer.size(), 3);
+  }
+  EXPECT_THROW(hexToBuf("0g", buffer), Exception);
+  unsigned char out[4];
+  EXPECT_FALSE(hexToBin("010203", 4, out));  // ends early
+}
+
+std::string dump(const void* data, std::size_t length, const char* prefix, const char* linePrefix) {
+  char* text = nullptr;
+  std::size_t size = 0;
+  std::FILE* const file = open_memstream(&text, &size);
+  hexDumpTo(file, data, length, prefix, linePrefix);
+  std::fclose(file);
+  return String::adopt(text).orEmpty();
+}
+
+TEST(Hex, dumpLinesUp) {
+  const char data[] = "0123456789abcde\x7F\n";
+  EXPECT_EQ(dump(data, 17, nullptr, nullptr),
+            "0000 30 31 32 33  34 35 36 37  38 39 61 62  63 64 65 7f  0123456789abcde.\n"
+            "0010 0a                                                  .\n");
+  EXPECT_EQ(dump(data, 17, "> ", ". "),
+            "> 30 31 32 33  34 35 36 37  38 39 61 62  63 64 65 7f  0123456789abcde.\n"
+            ". 0a                                                  .\n");
+  EXPECT_EQ(dump(data, 0, "> ", ". "), "");
 }
 
 }  // namespace

@@ -1,17 +1,36 @@
 #include "base/plat/Time.h"
 
+#include <array>
 #include <chrono>
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/time.h>
 
+#include "base/plat/dateText.h"
+#include "tests/support/thrown.h"
+
 namespace plat {
 namespace {
 
+std::string text(const String& s) {
+  return s.orEmpty();
+}
+
 constexpr FileTime Smallest = std::numeric_limits<FileTime>::min();
 constexpr FileTime Largest = std::numeric_limits<FileTime>::max();
+
+void setZone(const char* zone) {
+  zone != nullptr ? ::setenv("TZ", zone, 1) : ::unsetenv("TZ");
+  ::tzset();
+}
 
 TEST(FileTime, countsTicksFrom1601AndSaturates) {
   const struct {
@@ -41,11 +60,9 @@ TEST(FileTime, turnsBackIntoUnixTimeRoundedDown) {
       {Largest, 910'692'730'085, 477'580}, {Smallest, -933'981'677'286, 522'419},
   };
   for (const auto& c : cases) {
-    std::int64_t seconds = 0;
-    std::int64_t microseconds = 0;
+    std::int64_t seconds = 0, microseconds = 0;
     fileTimeToUnix(c.time, seconds, microseconds);
-    EXPECT_EQ(seconds, c.seconds) << c.time;
-    EXPECT_EQ(microseconds, c.microseconds) << c.time;
+    EXPECT_TRUE(seconds == c.seconds && microseconds == c.microseconds) << seconds << " s " << microseconds << " us";
   }
 }
 
@@ -57,27 +74,130 @@ TEST(Time, theMonotonicClockRunsEvenlyFromItsFirstReading) {
   EXPECT_LT(begin, 3600 * TicksPerSecond) << "counts from the first reading, not from the start of the machine";
   const auto steady = std::chrono::steady_clock::now();
   sleepMs(30);
-  const FileTime span = getMonoTime() - begin;
-  const std::chrono::duration<double, std::milli> steadySpan = std::chrono::steady_clock::now() - steady;
-  EXPECT_GE(span, 29 * TicksPerMs);
-  EXPECT_NEAR(static_cast<double>(span) / TicksPerMs, steadySpan.count(), 10);
+  const std::chrono::duration<double, std::milli> span = std::chrono::steady_clock::now() - steady;
+  EXPECT_NEAR(static_cast<double>(getMonoTime() - begin) / TicksPerMs, span.count(), 10);
 }
 
 TEST(SleepMs, sleepsTheWholeTimeThroughSignals) {
   static volatile sig_atomic_t alarms = 0;
   ::signal(SIGALRM, [](int) { alarms = alarms + 1; });
-  const itimerval every7ms{{0, 7'000}, {0, 7'000}};
-  ASSERT_EQ(setitimer(ITIMER_REAL, &every7ms, nullptr), 0);
+  const itimerval every7ms{{0, 7'000}, {0, 7'000}}, off{};
+  ::setitimer(ITIMER_REAL, &every7ms, nullptr);
   const auto begin = std::chrono::steady_clock::now();
-  sleepMs(std::numeric_limits<int>::min());  // nothing to sleep
+  sleepMs(INT_MIN);  // nothing to sleep
   sleepMs(80);
   const auto span = std::chrono::steady_clock::now() - begin;
-  const itimerval off{};
-  setitimer(ITIMER_REAL, &off, nullptr);
+  ::setitimer(ITIMER_REAL, &off, nullptr);
   ::signal(SIGALRM, SIG_DFL);
   EXPECT_GE(alarms, 2);
   EXPECT_GE(span, std::chrono::milliseconds(80));
   EXPECT_LT(span, std::chrono::seconds(5));
+}
+
+TEST(UtcBreakdown, agreesWithTheSystemOverFiftyThousandYears) {
+  constexpr std::int64_t Step = 86'400LL * 97 + 12'345;
+  for (std::int64_t seconds = -933'000'000'000; seconds < 910'000'000'000; seconds += Step) {
+    const std::time_t unixTime = seconds;
+    std::tm expected{};
+    ASSERT_NE(::gmtime_r(&unixTime, &expected), nullptr);
+    const std::tm actual = utcBreakdown(fileTimeFromUnix(seconds, 999'999));
+    const auto fields = [](const std::tm& t) {
+      return std::array{t.tm_year, t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, t.tm_wday, t.tm_yday};
+    };
+    ASSERT_EQ(fields(actual), fields(expected)) << seconds;
+    ASSERT_EQ(makeTime(actual.tm_year + 1900, actual.tm_mon + 1, actual.tm_mday, actual.tm_hour, actual.tm_min,
+                       actual.tm_sec),
+              fileTimeFromUnix(seconds));
+  }
+  EXPECT_STREQ(utcBreakdown(0).tm_zone, "UTC");
+}
+
+TEST(FormatIso, writesAnyYear) {
+  const struct {
+    FileTime time;
+    const char* expected;
+  } cases[] = {{-1, "1600-12-31T23:59:59.999"},
+               {UnixEpochTicks + 12'345'678, "1970-01-01T00:00:01.234"},
+               {makeTime(10'000, 1, 1, 0, 0, 0), "10000-01-01T00:00:00.000"},
+               {makeTime(7, 2, 3, 4, 5, 6), "0007-02-03T04:05:06.000"},
+               {Largest, "30828-09-14T02:48:05.477"},
+               {Smallest, "-27627-04-19T21:11:54.522"}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(text(formatIso(c.time, true)), c.expected);
+    EXPECT_EQ(text(formatIso(c.time, false)) + ".", std::string(c.expected).substr(0, std::strlen(c.expected) - 3));
+    EXPECT_EQ(text(formatIsoUtc(c.time, true)), std::string(c.expected) + "Z");
+  }
+  std::tm tooLate{};
+  tooLate.tm_year = INT_MAX - 1899;
+  EXPECT_EQ(text(formatIso(tooLate)), "<date error>");
+}
+
+TEST(FormatIso, theLocalFormTellsTheOffset) {
+  const char* const before = std::getenv("TZ");
+  const std::string restored = before != nullptr ? before : "";
+  const FileTime noon = makeTime(2024, 7, 1, 12, 0, 0) + 1'230'000;
+  for (const auto& [zone, expected] : {std::pair("UTC0", "2024-07-01T12:00:00.123+00:00"),
+                                       {"AAA-05:30", "2024-07-01T17:30:00.123+05:30"},
+                                       {"BBB+03:45", "2024-07-01T08:15:00.123-03:45"},
+                                       {"CCC-1DDD,M3.5.0,M10.5.0/3", "2024-07-01T14:00:00.123+02:00"}}) {
+    setZone(zone);
+    EXPECT_EQ(text(formatIsoLocal(noon, true)), expected);
+    EXPECT_EQ(parseIso(expected), noon);
+  }
+  setZone(before != nullptr ? restored.c_str() : nullptr);
+}
+
+TEST(FormatDate, isStrftimeWithYearsOfAtLeastFourDigits) {
+  const std::tm day = utcBreakdown(makeTime(33, 4, 5, 6, 7, 8));
+  EXPECT_EQ(text(formatDate("%Y-%m-%d %%Y %%%Y%% %H%M%S %Z", day)), "0033-04-05 %Y %0033% 060708 UTC");
+  const std::string longest(1021, 'x');  // 1024 bytes with the day and the terminator
+  EXPECT_EQ(text(formatDate((longest + "%d").c_str(), day)), longest + "05");
+  EXPECT_EQ(text(formatDate((longest + "x%d").c_str(), day)), "<date error>");
+}
+
+TEST(ParseIso, acceptsEveryFormOfZoneAndFraction) {
+  const FileTime base = makeTime(2024, 2, 29, 12, 34, 56);
+  for (const auto& [rest, offset] : {std::pair("56Z", 0.0),
+                                     {"56.5", 0.5},
+                                     {"56.12345678999Z", 0.1234567},
+                                     {"56+01", -3600.0},
+                                     {"56-0130", 5400.0},
+                                     {"56.0+23:59", -86340.0},
+                                     {"60", 4.0}}) {
+    EXPECT_EQ(parseIso((std::string("2024-02-29T12:34:") + rest).c_str()), base + std::llround(offset * TicksPerSecond))
+        << rest;
+  }
+  EXPECT_TRUE(tryParseIso("2000-02-29T00:00:00") && tryParseIso("2023-12-31T23:59:60"));
+}
+
+TEST(ParseIso, refusesEverythingElse) {
+  for (const char* bad : {"", "2024-02-29", "2024-02-29 12:34:56", "10000-01-01T00:00:00", "-024-01-01T00:00:00",
+                          "2024-1-01T00:00:00", "2024-01-01T00:00:0", "2024-02-30T12:34:56", "1900-02-29T00:00:00",
+                          "2023-02-29T00:00:00", "2023-04-31T00:00:00", "2023-00-01T00:00:00", "2023-13-01T00:00:00",
+                          "2023-01-00T00:00:00", "2023-01-01T24:00:00", "2023-01-01T00:60:00", "2023-01-01T00:00:61"}) {
+    EXPECT_EQ(test::messageFrom([&] { parseIso(bad); }), "invalid date (" + std::string(bad) + ")");
+  }
+  for (const char* rest : {".", ".Z", "ZZ", "z", "+1", "+01:", "+01:0", "+01:000", "+24:00", "+0060", " "}) {
+    EXPECT_FALSE(tryParseIso(("2024-01-01T00:00:00" + std::string(rest)).c_str())) << rest;
+  }
+  EXPECT_FALSE(tryParseIso(nullptr));
+}
+
+TEST(MakeTime, checksEveryField) {
+  EXPECT_TRUE(tryMakeTime(30'828, 9, 14, 2, 48, 5) && tryMakeTime(-27'627, 4, 19, 21, 11, 55));
+  EXPECT_FALSE(tryMakeTime(30'828, 9, 14, 2, 48, 6) || tryMakeTime(-27'627, 4, 19, 21, 11, 54));
+  EXPECT_FALSE(tryMakeTime(2023, 1, 1, -1, 0, 0) || tryMakeTime(INT_MIN, 1, 1, 0, 0, 0));
+  EXPECT_EQ(test::messageFrom([] { makeTime(1900, 2, 29, 1, 2, 3); }), "invalid date (1900-02-29T01:02:03)");
+}
+
+TEST(ParseBuildDate, readsTheCompilersDate) {
+  EXPECT_TRUE(parseBuildDate(__DATE__));
+  const auto date = parseBuildDate("Feb  3 0999");
+  EXPECT_TRUE(date && date->year == 999 && date->month == 2 && date->day == 3);
+  for (const char* bad : {"", "feb 03 2024", "Foo 03 2024", "Feb 00 2024", "Feb 32 2024", "Feb 03 0000", "Feb 3 2024",
+                          "Feb 03 202", "Feb 03 2024 "}) {
+    EXPECT_FALSE(parseBuildDate(bad)) << bad;
+  }
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
 #include <deque>
+#include <random>
 #include <string>
 #include <string_view>
 
@@ -39,14 +39,10 @@ protected:
   int readBlock(std::uint8_t* dest, int len) override {
     asked = len;
     if (blocks_.empty()) {
-      if (ended_) {
-        throw rdr::EndOfStream("End of IO stream");
-      }
-      return 0;
+      return ended_ ? throw rdr::EndOfStream("End of IO stream") : 0;
     }
     std::string& block = blocks_.front();
-    const auto n = std::min(block.size(), static_cast<std::size_t>(len));
-    std::memcpy(dest, block.data(), n);
+    const std::size_t n = block.copy(reinterpret_cast<char*>(dest), static_cast<std::size_t>(len));
     block.erase(0, n);
     if (block.empty()) {
       blocks_.pop_front();
@@ -64,14 +60,9 @@ class SinkStream final : public rdr::BufferedLazyOutStream {
 public:
   using BufferedLazyOutStream::BufferedLazyOutStream;
 
-  [[nodiscard]] int bufferSize() const { return bufSize; }
-  [[nodiscard]] int ceiling() const { return maxBufSize; }
-
   std::string bytes;
-  int willing = 0;
-  int perWait = 0;
-  int waits = 0;
-  int writes = 0;
+  int willing = 0, perWait = 0;
+  int waits = 0, writes = 0;  ///< counted
   bool failing = false;
 
 protected:
@@ -118,11 +109,8 @@ inline std::string frames(std::string_view payload, std::size_t maxPayload = 327
 /// `size` bytes in which no two positions near each other look alike.
 inline std::string pattern(std::size_t size) {
   std::string bytes(size, '\0');
-  std::uint32_t state = 12345;
-  for (char& byte : bytes) {
-    state = state * 1664525U + 1013904223U;
-    byte = static_cast<char>(state >> 24);
-  }
+  std::minstd_rand random;
+  std::generate(bytes.begin(), bytes.end(), [&random] { return static_cast<char>(random() >> 16); });
   return bytes;
 }
 

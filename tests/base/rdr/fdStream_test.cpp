@@ -1,24 +1,29 @@
 #include <csignal>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include "TestStreams.h"
+#include "base/os/unix/FileFdOutStream.h"
 #include "base/plat/Time.h"
 #include "base/plat/TimedOut.h"
 #include "base/rdr/BlockException.h"
 #include "base/rdr/FdInStreamOwn.h"
 #include "base/rdr/FdOutStream.h"
+#include "base/rdr/FileOutStream.h"
+#include "base/rdr/TransactedFileOutStream.h"
 #include "base/rdr/fdWait.h"
 #include "tests/base/io/FdPair.h"
+#include "tests/support/TempDir.h"
 
 using test::pattern;
 using test::put;
 using test::raised;
+using test::TempDir;
 
 namespace {
 
@@ -40,9 +45,15 @@ public:
   std::string events;
 };
 
+mode_t modeOf(const std::string& path) {
+  struct stat st {};
+  stat(path.c_str(), &st);
+  return st.st_mode & 07777;
+}
+
 }  // namespace
 
-TEST_F(FdStreams, readWhatIsThereAndThenBlockOrTimeOut) {
+TEST_F(FdStreams, readWhatIsThereAndThenBlockOrTimeOutOrEnd) {
   rdr::FdInStream in(pair.near());
   in.setNonBlocking(true);
   EXPECT_THROW(in.readU8(), rdr::BlockException);
@@ -59,20 +70,19 @@ TEST_F(FdStreams, readWhatIsThereAndThenBlockOrTimeOut) {
   in.setTimedOut();
   EXPECT_EQ(in.readU8(), 'e') << "what is buffered can still be read";
   EXPECT_THROW(in.readU8(), plat::TimedOut);
-}
-
-TEST_F(FdStreams, reportTheEndAlsoWhenNotWaiting) {
-  rdr::FdInStream in(pair.near());
-  in.setNonBlocking(true);
+  rdr::FdInStream ended(pair.near());
+  ended.setNonBlocking(true);
   pair.closeFar();
-  EXPECT_EQ(raised([&] { in.readU8(); }), "End of IO stream");
+  EXPECT_EQ(ended.readU8(), 'f');
+  EXPECT_EQ(raised([&] { ended.readU8(); }), "End of IO stream");
   rdr::FdInStreamOwn folder(open("/", O_RDONLY | O_CLOEXEC));
   EXPECT_EQ(raised([&] { folder.readU8(); }), "read: Is a directory (21)");
 }
 
-TEST_F(FdStreams, closeOnlyWhatTheyOwn) {
+TEST_F(FdStreams, sendWhatIsPendingBeforeTheyGoAndCloseOnlyWhatTheyOwn) {
   { rdr::FdInStream in(pair.near()); }
-  { rdr::FdOutStream out(pair.near()); }
+  { put(*std::make_unique<rdr::FdOutStream>(pair.near()), "last words"); }
+  EXPECT_EQ(pair.receive(), "last words");
   const int copy = dup(pair.near());
   ASSERT_GE(copy, 0) << "the original is open";
   {
@@ -105,21 +115,10 @@ TEST_F(FdStreams, waitForTheWholeLimitInSpiteOfSignals) {
 }
 
 TEST_F(FdStreams, refuseToWaitForADescriptorThatSelectCannotWatch) {
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit raisedLimit{std::max<rlim_t>(limit.rlim_cur, std::min<rlim_t>(limit.rlim_max, 2048)), limit.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &raisedLimit);
-  const int high = fcntl(pair.near(), F_DUPFD_CLOEXEC, 1024);
-  if (high < 0) {
-    GTEST_SKIP() << "the system allows no such descriptor";
-  }
-  {
-    rdr::FdInStreamOwn in(high);
-    EXPECT_EQ(raised([&] { in.readU8(); }), "select: Too many open files (24)");
-    pair.send("a");
-    EXPECT_EQ(in.readU8(), 'a') << "as long as it need not wait it works";
-  }
-  setrlimit(RLIMIT_NOFILE, &limit);
+  rdr::FdInStreamOwn in(pair.highNear());
+  EXPECT_EQ(raised([&] { in.readU8(); }), "select: Too many open files (24)");
+  pair.send("a");
+  EXPECT_EQ(in.readU8(), 'a') << "as long as it need not wait it works";
 }
 
 TEST_F(FdStreams, tellTheirOwnerOfEveryWrite) {
@@ -155,14 +154,108 @@ TEST_F(FdStreams, raiseOrSwallowWriteErrors) {
   out.flush();
   EXPECT_EQ(out.nPending(), 1);
   EXPECT_NE(raised([&] { out.writeOnce(true); }).find("'!needWrite'"), std::string::npos);
+  out.setThrowErrors(true);  // its destructor lets nothing escape all the same
   rdr::FdOutStream notASocket(open("/dev/null", O_WRONLY | O_CLOEXEC));
   notASocket.setOwnFd(true);
   EXPECT_EQ(raised([&] { notASocket.closeWrite(); }), "shutdown(SHUT_WR): Socket operation on non-socket (88)");
 }
 
-TEST_F(FdStreams, sendWhatIsPendingBeforeTheyGo) {
-  { put(*std::make_unique<rdr::FdOutStream>(pair.near()), "last words"); }
-  EXPECT_EQ(pair.receive(), "last words");
-  pair.closeFar();
-  { put(*std::make_unique<rdr::FdOutStream>(pair.near()), "lost"); }  // its destructor lets nothing escape
+TEST(FileOutStream, writesWhatIsPendingToTheFileItWasWrittenFor) {
+  const TempDir dir;
+  const std::string bytes = pattern(50000);
+  {
+    rdr::FileOutStream out((dir / "a").c_str());
+    put(out, bytes);
+    out.open((dir / "b").c_str());
+    put(out, "b");
+    out.attach(std::fopen((dir / "c").c_str(), "w"), true);
+    put(out, "c");
+  }
+  { put(*std::make_unique<rdr::FileOutStream>((dir / "b").c_str(), 1), "+"); }
+  EXPECT_EQ(dir.read("a"), bytes);
+  EXPECT_EQ(dir.read("b"), "b+") << "appends";
+  EXPECT_EQ(dir.read("c"), "c");
+}
+
+TEST(FileStreams, reportAFullDevice) {
+  rdr::FileOutStream out("/dev/full");
+  put(out, "x");
+  EXPECT_EQ(raised([&] { out.flush(); }), "writing to file failed: No space left on device (28)");
+  os::FileFdOutStream direct("/dev/full", {O_WRONLY, 0});
+  put(direct, "x");
+  EXPECT_EQ(raised([&] { direct.flush(); }), "write: No space left on device (28)");
+  EXPECT_EQ(raised([&] { put(direct, pattern(20000)); }), "write: No space left on device (28)");
+}
+
+TEST(FileFdOutStream, writesAndClosesWhatItOwns) {
+  const TempDir dir;
+  const std::string path = dir / "f";
+  const std::string bytes = pattern(40000);
+  int fd = -1;
+  {
+    os::FileFdOutStream out(path.c_str(), {O_WRONLY | O_CREAT | O_EXCL, 0600});
+    fd = out.fd();
+    put(out, bytes);
+    EXPECT_EQ(dir.read("f").size(), 36864U) << "in whole pages";
+    EXPECT_EQ(modeOf(path), 0600U);
+  }
+  EXPECT_LT(fcntl(fd, F_GETFD), 0);
+  EXPECT_EQ(raised([&] {
+              os::FileFdOutStream again(path.c_str(), {O_WRONLY | O_CREAT | O_EXCL, 0600});
+            }),
+            "fileOpenFd(" + path + "): File exists (17)");
+  fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  { put(*std::make_unique<os::FileFdOutStream>(fd, false), "+"); }
+  EXPECT_EQ(dir.read("f"), bytes + "+");
+  EXPECT_EQ(close(fd), 0);
+}
+
+TEST(FileFdOutStream, joinsBufferedBytesAndLargeBlocksInOrder) {
+  const TempDir dir;
+  std::string written;
+  os::FileFdOutStream out((dir / "f").c_str(), {O_WRONLY | O_CREAT, 0600});
+  for (const std::size_t length : {5U, 16384U, 16379U, 1U, 16383U, 16385U, 4096U, 65536U, 16800U, 16800U, 3U}) {
+    const std::string block = pattern(length + written.size()).substr(written.size());
+    put(out, block);
+    written += block;
+    EXPECT_EQ(out.length(), written.size()) << length;
+    EXPECT_EQ(dir.read("f").size() + static_cast<std::size_t>(out.nPending()), written.size()) << length;
+  }
+  out.flush();
+  EXPECT_EQ(dir.read("f"), written);
+}
+
+TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {
+  const TempDir dir;
+  const std::string path = dir / "f";
+  dir.write("f", "old");
+  chmod(path.c_str(), 0640);
+  dir.write("f.tmp", "a long leftover of somebody else");
+  {
+    rdr::TransactedFileOutStream out(path.c_str(), 1);
+    put(out, "abandoned");
+    out.flush();
+    EXPECT_EQ(modeOf(path + ".tmp"), 0640U);
+    EXPECT_EQ(dir.read("f.tmp").find("leftover"), std::string::npos);
+  }
+  EXPECT_EQ(dir.list(), std::vector<std::string>{"f"});
+  EXPECT_EQ(dir.read("f"), "old");
+  const std::string bytes = pattern(50000);
+  rdr::TransactedFileOutStream out(path.c_str(), 16);
+  put(out, bytes);
+  out.commit();
+  out.commit();
+  EXPECT_EQ(dir.read("f"), bytes);
+  EXPECT_EQ(dir.list(), std::vector<std::string>{"f"});
+  EXPECT_EQ(modeOf(path), 0600U) << "private, as was asked for";
+}
+
+TEST(TransactedFileOutStream, leavesNothingAfterAFailure) {
+  const TempDir dir;
+  const std::string inNoFolder = dir / "missing/f";
+  EXPECT_NE(raised([&] { rdr::TransactedFileOutStream out(inNoFolder.c_str()); }), "");
+  const std::string path = dir.makeDir("folder");
+  EXPECT_EQ(raised([&] { rdr::TransactedFileOutStream(path.c_str()).commit(); }),
+            "fileRename(" + path + ".tmp," + path + "): Is a directory (21)");
+  EXPECT_EQ(dir.list(), std::vector<std::string>{"folder"});
 }

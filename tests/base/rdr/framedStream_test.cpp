@@ -42,7 +42,6 @@ TEST(FramedOutStream, writesFramesWithTheirLength) {
   out.writeU8(5);
   out.flush();
   out.writeU8(6);
-  EXPECT_EQ(out.length(), 2U);
   out.endMsg(false);
   out.startMsg();
   out.writeU8(7);
@@ -93,7 +92,6 @@ TEST(FramedOutStream, insistsOnTheOrderOfCalls) {
   EXPECT_THROW(out.writeU64(1), rdr::OutStreamFull);
   EXPECT_THROW(out.writeU8(1), rdr::FrameException) << "no window is left after the stream below failed";
   out.setUnderlying(&below);
-  EXPECT_FALSE(out.inMsg());
   out.startMsg();
   out.endMsg(false);
   EXPECT_EQ(raised([&] { out.writeU8(1); }), "FramedOutStream::endFrame: not in frame");

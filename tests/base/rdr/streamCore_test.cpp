@@ -6,12 +6,14 @@
 #include "base/plat/DString.h"
 #include "base/plat/String.h"
 #include "base/rdr/BlockException.h"
+#include "base/rdr/ByteReader.h"
 #include "base/rdr/MemInStream.h"
-#include "base/rdr/NullOutStream.h"
 #include "base/rdr/OutStreamFull.h"
 #include "base/rdr/StringTooLongException.h"
+#include "base/rdr/TextAppender.h"
 
 using namespace std::string_view_literals;
+using rdr::ByteReader;
 using test::contents;
 using test::FedInStream;
 using test::put;
@@ -87,18 +89,13 @@ TEST(InStream, readsValuesThatTheBufferCannotHoldWhole) {
 
 TEST(InStream, repositionsBehindTheCheckpointAcrossTheWrapOfOffsets) {
   /// Six bytes that begin three before the offset 2^32.
-  class AtTheWrap final : public rdr::InStream {
-  public:
+  struct AtTheWrap final : rdr::InStream {
     AtTheWrap() {
       ptr = bytes;
       end = bytes + 6;
     }
     std::uint32_t offset() override { return static_cast<std::uint32_t>(0xFFFFFFFD + (ptr - bytes)); }
-
-  protected:
     bool overrun(int) override { return false; }
-
-  private:
     const std::uint8_t bytes[6] = {'u', 'v', 'w', 'x', 'y', 'z'};
   } in;
   in.checkpoint();
@@ -112,19 +109,14 @@ TEST(InStream, repositionsBehindTheCheckpointAcrossTheWrapOfOffsets) {
 }
 
 TEST(InStream, takesItemsWholeOrGathersOne) {
-  FedInStream in("aabbccdefgh", 6);
+  FedInStream in("aabbccdefghijklmnopq", 6);
   char buf[8];
   int n = 10;
   const std::uint8_t* items = in.getItems(2, &n, false);
   EXPECT_EQ(std::string(items, items + 2 * n), "aabbcc");
   in.setRewindable(false);
-  n = 4;
-  EXPECT_EQ(in.getItems(7, &n, false), nullptr);
-  EXPECT_EQ(raised([&] { in.getItemsOrCopy(buf, 8, &n); }), "Reading from InStream would block");
-  in.feed("ijklmnopq");
   EXPECT_EQ(in.getItemsOrCopy(buf, 8, &n), static_cast<void*>(buf));
-  EXPECT_EQ(n, 1);
-  EXPECT_EQ(std::string(buf, 8), "defghijk");
+  EXPECT_EQ(std::string(buf, 8) + std::to_string(n), "defghijk1");
   n = 0;
   EXPECT_NE(raised([&] { in.getItems(2, &n, false); }).find("'*nItems > 0'"), std::string::npos);
   EXPECT_NE(raised([&] { in.readInPlace(7); }).find("'nUnread() >= n'"), std::string::npos);
@@ -181,12 +173,11 @@ TEST(InStream, readsLines) {
   EXPECT_EQ(raised([&] { in.readLine(line); }), "End of in-memory input stream");
 }
 
-TEST(MemOutStream, growsByDoublingUpToItsLimit) {
+TEST(MemOutStream, growsUpToItsLimit) {
   rdr::MemOutStream out(4, 10);
   put(out, "abcde");
   EXPECT_EQ(out.allocated(), 8);
   put(out, "fghi");
-  EXPECT_EQ(out.allocated(), 10);
   EXPECT_EQ(raised([&] { out.writeU16(1); }), "OutStream full");
   EXPECT_EQ(contents(out), "abcdefghi");
   out.setMaxSize(5);
@@ -214,11 +205,69 @@ TEST(MemOutStream, handsItsBufferOverAsATextOfOneZeroByteMore) {
   }
 }
 
-TEST(NullOutStream, countsAndKeepsNothing) {
-  rdr::NullOutStream out;
-  for (int i = 0; i < 5000; ++i) {
-    out.writeU32(1);
+TEST(ByteReader, gathersMoreThanTheBufferHoldsInAnyPieces) {
+  const std::string expected = test::pattern(100);
+  for (std::size_t piece = 1; piece < 100; ++piece) {
+    SCOPED_TRACE(piece);
+    FedInStream in(16), skipped(16);
+    std::uint8_t buffer[100];
+    ByteReader reader, skipper;
+    for (std::size_t at = 0; at < expected.size(); at += piece) {
+      reader.init(&in, 100, piece % 2 ? buffer : nullptr, false);  // as a parser does that runs again after a block
+      ASSERT_EQ(reader.read(false).second, nullptr);
+      in.feed(std::string_view(expected).substr(at, piece));
+      skipper.init(&skipped, 100, nullptr, false);
+      ASSERT_FALSE(skipper.skip(false));
+      skipped.feed(std::string_view(expected).substr(at, piece));
+    }
+    EXPECT_EQ(raised([&] { reader.init(&in, 5, nullptr, false); }), "ByteReader::init: bad len");
+    const auto [count, bytes] = reader.read(true);
+    EXPECT_EQ(std::string(bytes, bytes + count), expected);
+    EXPECT_EQ(bytes == buffer, piece % 2 != 0);
+    EXPECT_TRUE(skipper.skip(false));
+    EXPECT_EQ(in.nUnread() + skipped.nUnread(), 0);
   }
-  put(out, test::pattern(100000));
-  EXPECT_EQ(out.length(), 120000U);
+}
+
+TEST(ByteReader, readsATextInAnyPieces) {
+  constexpr auto wire = "\0\0\0\4ab\xff!."sv;
+  for (std::size_t cut = 4; cut < 8; ++cut) {
+    SCOPED_TRACE(cut);
+    FedInStream in;
+    ByteReader reader;
+    in.feed(wire.substr(0, cut));
+    EXPECT_TRUE(ByteReader::readStringResumable(reader, in, 4, false).isNull());
+    in.feed(wire.substr(cut));
+    EXPECT_EQ(ByteReader::readStringResumable(reader, in, 4, false), "ab\xef\xbf\xbd!");
+    EXPECT_EQ(reader.len(), 0U);
+    EXPECT_EQ(in.readU8(), '.');
+  }
+  FedInStream in("\0\0"sv, -1);
+  ByteReader reader;
+  EXPECT_THROW(ByteReader::readStringResumable(reader, in, 5, false), rdr::BlockException);
+  in.feed("\0\6\0\0\0\0"sv);
+  EXPECT_THROW(ByteReader::readStringResumable(reader, in, 5, false), rdr::StringTooLongException);
+  EXPECT_EQ(ByteReader::readStringResumable(reader, in, 5, false), "");
+}
+
+TEST(TextAppender, keepsAnUncountedTerminator) {
+  rdr::MemOutStream out(0);
+  rdr::TextAppender appender(out);
+  const auto text = [&out] { return std::string(reinterpret_cast<const char*>(out.data())); };
+  appender.appendText("");
+  EXPECT_EQ(text(), "");
+  appender.appendText("defghi", 3);
+  appender.appendText("g", 3);
+  appender.appendChars('-', 2);
+  appender.appendChars('+', 0);
+  EXPECT_EQ(text(), "defg--");
+  const std::string longText(3000, 'y');
+  appender.appendFormat("%d:%s", 12, longText.c_str());
+  for (const unsigned codePoint : {0x7FU, 0x7FFU, 0xFFFFU, 0x10FFFFU, 0x1100000U}) {
+    appender.appendChars(codePoint, 1);
+  }
+  EXPECT_EQ(text(), "defg--12:" + longText + "\x7f\xdf\xbf\xef\xbf\xbf\xf4\x8f\xbf\xbf");
+  EXPECT_EQ(out.length(), 3019U);
+  rdr::MemOutStream limited(-1, 10);
+  EXPECT_THROW(rdr::TextAppender(limited).appendFormat("%s", "0123456789"), rdr::OutStreamFull);
 }

@@ -1,23 +1,42 @@
+// Paths, and the entries of listings that are named by their last element.
+
 #include "libs/fops/DirEntry.h"
 
-#include <cstdint>
-#include <string>
-#include <utility>
-#include <vector>
+#include <optional>
 
 #include <gtest/gtest.h>
 
 #include "base/plat/AssertionFail.h"
-#include "base/plat/IntParameter.h"
-#include "base/rdr/BlockException.h"
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/StringTooLongException.h"
 #include "libs/fops/BadPath.h"
+#include "libs/fops/LocalFsRoot.h"
 #include "libs/fops/dirEntryIo.h"
+#include "libs/fops/path.h"
 #include "tests/libs/fops/protoTestSupport.h"
 
 namespace fops {
 namespace {
+
+// The message of the BadPath that `check` raises, "" if it raises none.
+template <class Check>
+std::string reasonOf(const Check& check) {
+  try {
+    check();
+  } catch (const BadPath& e) {
+    EXPECT_STREQ("BadPath", e.type);
+    return e.message;
+  }
+  return "";
+}
+
+const char Empty[] = "Invalid path: empty";
+const char Dots[] = "Invalid path: . or ..";
+const char Slash[] = "Invalid path: element contains /";
+const char BadText[] = "Invalid path: bad UTF-8";
+const char Null[] = "Invalid path: null";
+const char Absolute[] = "Invalid path: starts with /";
+const char Outside[] = "Path is not absolute or not within root dir";
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -50,6 +69,81 @@ DirEntry readBack(const std::string& bytes, bool allowEmptyName = false) {
   }
   EXPECT_TRUE(in.atEnd());
   return entry;
+}
+
+TEST(CheckPath, reportsTheFirstReasonThatApplies) {
+  struct {
+    const char* element;
+    unsigned flags;
+    const char* reason;
+  } const elements[] = {
+      {nullptr, 0, Empty},
+      {"", 0, Empty},
+      {"", AllowEmptyElement, ""},
+      {nullptr, AllowEmptyElement, ""},
+      {".a \xC3\xA4", 0, ""},
+      {"..", RefuseBackslash | AllowEmptyElement, Dots},
+      {"a/b", 0, Slash},
+      {"a\\b", RefuseBackslash, "Invalid path: element contains \\"},
+      {"a/\\", RefuseBackslash, Slash},
+      {"/\xFF", 0, BadText},
+      {"\xC0\xAF", 0, BadText},  // an overlong slash
+  };
+  for (const auto& c : elements) {
+    EXPECT_EQ(c.reason, reasonOf([&] { checkPathElement(c.element, c.flags); })) << Shown(c.element);
+  }
+  struct {
+    const char *path, *strict, *lenient;
+  } const paths[] = {
+      {nullptr, Null, Null},      {"", Empty, ""},        {"a/b\\c/..d", "", ""},
+      {"a//b", Empty, ""},        {"a/", Empty, ""},      {"/a", Absolute, Absolute},
+      {"//", Absolute, Absolute}, {"..", Dots, Dots},     {"a/../b", Dots, Dots},
+      {"a/./b", Dots, Dots},      {"a//..", Empty, Dots}, {"a/\xFF/b", BadText, BadText},
+  };
+  for (const auto& c : paths) {
+    EXPECT_EQ(c.strict, reasonOf([&] { checkPath(c.path); })) << Shown(c.path);
+    EXPECT_EQ(c.lenient, reasonOf([&] { checkDirPath(c.path); })) << Shown(c.path);
+  }
+  EXPECT_DEATH((void)joinPath("a", nullptr), "Assertion 'f && f\\[0\\] != '/'' failed at libs/fops/path:34");
+}
+
+TEST(LocalFsRoot, givesThePathBelowTheRootAndTheWayBack) {
+  struct {
+    const char *root, *local, *client;
+    const char* reason;  // in the strict form; in the lenient one a path outside gives an empty path
+  } const cases[] = {
+      {"/srv/data", "/srv/data/x/y", "x/y", ""},
+      {"/srv/data", "/srv/data", "", Outside},
+      {"/srv/data", "/srv/data/", "", ""},
+      {"/srv/data", "/srv/database/x", "", Outside},
+      {"/srv/data", "/SRV/data/x", "", Outside},
+      {"/srv/data", "srv/data/x", "", Outside},
+      {"/srv/data", "/srv/data/x//y/", "x//y/", ""},
+      {"/srv/data", "/srv/data//x", nullptr, Absolute},
+      {"/srv/data", "/srv/data/../x", nullptr, Dots},
+      {"/srv/data", "/srv/data/a\xFF", nullptr, BadText},
+      {"/srv/data/", "/srv/data/x", "x", ""},
+      {"/", "/home/u", "home/u", ""},
+      {"/", "//name", nullptr, Absolute},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.local);
+    const LocalFsRoot root(c.root);
+    EXPECT_EQ(c.reason, reasonOf([&] { EXPECT_STREQ(c.client, root.toClientPath(c.local, true).get()); }));
+    EXPECT_EQ(c.client ? "" : c.reason,
+              reasonOf([&] { EXPECT_STREQ(c.client, root.toClientPath(c.local, false).get()); }));
+    if (*c.reason == '\0' && *c.client != '\0') {
+      EXPECT_STREQ(c.local, root.toLocalPath(c.client).get());
+    }
+  }
+  EXPECT_STREQ("/srv", LocalFsRoot("/srv").toLocalPath(nullptr).get());
+  EXPECT_STREQ("/srv/", LocalFsRoot("/srv/").toLocalPath("").get());
+  EXPECT_FALSE(LocalFsRoot("//").isFsRoot());
+  const ParameterValue setting("_FopsCaseSensitive", "0");
+  EXPECT_STREQ("File", LocalFsRoot("/Srv").toClientPath("/SRV/File", true).get());
+  std::optional<LocalFsRoot> refused;
+  EXPECT_EQ(test::raised([&] { refused.emplace("./srv"); }),
+            "Assertion 'isAbsolutePath(rootDir)' failed at libs/fops/LocalFsRoot:30");
 }
 
 TEST(DirEntry, takesTheModeFromItsAttributeOrElseFromItsFlags) {
@@ -109,28 +203,7 @@ TEST(DirEntryIo, repairsAndChecksTheNameThatItReads) {
   EXPECT_STREQ("N\xEF\xBF\xBD", readBack(record).osAttrs[0].name());
 }
 
-TEST(DirEntryList, isTakenUpAtTheEntryWhereTheBytesRanOut) {
-  const std::vector<DirEntry> expected{sampleEntry("a"), sampleEntry("b"), sampleEntry("c")};
-  rdr::MemOutStream out;
-  writeDirEntries(expected, out);
-  const std::string bytes = test::contents(out);
-  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
-    test::FedInStream in(bytes.substr(0, cut), 400);
-    std::vector<DirEntry> list{sampleEntry()};
-    std::int32_t cursor = -1;
-    EXPECT_THROW(readDirEntries(list, in, cursor), rdr::BlockException);
-    const auto whole = static_cast<std::int32_t>((cut - 4) / ((bytes.size() - 4) / 3));
-    EXPECT_EQ(cursor, cut < 4 ? -1 : whole);
-    in.feed(bytes.substr(cut));
-    readDirEntries(list, in, cursor);
-    EXPECT_EQ(-1, cursor);
-    EXPECT_TRUE(expected == list) << "cut at " << cut;
-    EXPECT_EQ(in.offset(), bytes.size());
-  }
-}
-
 TEST(DirEntryList, mustBeShorterThanItsLimit) {
-  EXPECT_EQ(1048576, maxDirEntriesParameter().getValueInt());
   const ParameterValue limit("_MaxDirEntries", "2");
   for (const std::uint32_t count : {0U, 1U, 2U, 0x80000000U, 0xFFFFFFFFU}) {
     SCOPED_TRACE(count);

@@ -7,11 +7,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "base/plat/AssertionFail.h"
+#include "libs/fops/SFopsMgrViaIpc.h"
 #include "libs/fops/dirEntryIo.h"
 #include "libs/fops/unix/metadata.h"
+#include "tests/base/io/MemIo.h"
 #include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/TempDir.h"
 
 namespace fops {
 namespace {
@@ -57,8 +59,6 @@ protected:
   const Body id = Body().id(5, 7);
 };
 
-const char NotInitialised[] = "[ProtocolError] Protocol error: The fops server is not initialised";
-
 TEST_F(LocalFileServerTest, introducesItself) {
   char host[257] = "";
   ::gethostname(host, 256);
@@ -81,31 +81,6 @@ TEST_F(LocalFileServerTest, introducesItself) {
   EXPECT_EQ(log.lines().at(3), "30 SFopsProto: Session started, fops version 4 client version 255");
   EXPECT_EQ(log.lines().at(4), "30 SFopsProto: File transfer session has ended");
   EXPECT_EQ(session, "+++++-");
-  EXPECT_EQ(failureOn(server->proto(), message("GetRoot")), NotInitialised);
-}
-
-TEST_F(LocalFileServerTest, endsTheLinkOnWhatItCannotAnswer) {
-  struct {
-    unsigned version;  // 0 for no session
-    std::string wire;
-    const char* failure;
-  } const cases[] = {
-      {0, message("ClientInit", Body().u8(0)), "[ProtocolError] Protocol error: Invalid fops client version: 0"},
-      {0, message("ClientInit", Body().u8(2)), "[ProtocolError] Protocol error: Invalid fops client version: 2"},
-      {0, message("Complete", id), NotInitialised},
-      {0, message("Teleport"), NotInitialised},
-      {0, message(""), NotInitialised},
-      {4, message("UploadFile", Body(id).entry("..").text("d")), "[BadPath] Invalid path: . or .."},
-      {4, message("UploadFolder", Body(id).entry("").text("d")), "[BadPath] Invalid path: empty"},
-      {4, message("DirScan", Body().u32(10241)), "[StringTooLongException] String exceeds maximum length"}};
-  for (const auto& c : cases) {
-    server.emplace(*this, writer);
-    if (c.version != 0) {
-      request("ClientInit", Body().u8(c.version));
-    }
-    EXPECT_EQ(failureOn(server->proto(), c.wire), c.failure);
-    EXPECT_EQ(writer.take(), Lines{});
-  }
 }
 
 TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
@@ -122,13 +97,14 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
   const auto answer = [](const char* type, Body body, const std::string& error = "", const char* kind = "") {
     return Lines{message(type, body.result(error, kind))};
   };
+  const std::string noEntry = "): No such file or directory (2)";
   const std::string dots = "Invalid path: . or ..";
-  const std::string noStat = "stat(" + dir / "none" + "): No such file or directory (2)";
+  const std::string noStat = "stat(" + dir / "none" + noEntry;
   const std::string noFolder = "opendir(" + dir / "f" + "): Not a directory (20)";
-  const std::string noPlace = "fileOpenFd(" + dir / "none/n.tmp" + "): No such file or directory (2)";
+  const std::string noPlace = "fileOpenFd(" + dir / "none/n.tmp" + noEntry;
   const std::string notMade = "mkDir(" + dir / "f/n" + "): Not a directory (20)";
-  const std::string notGone = "fileRemove(" + dir / "a\xEF\xBF\xBD" + "): No such file or directory (2)";
-  const std::string notMoved = "fileRename(" + dir / "none" + "," + dir / "x" + "): No such file or directory (2)";
+  const std::string notGone = "fileRemove(" + dir / "a\xEF\xBF\xBD" + noEntry;
+  const std::string notMoved = "fileRename(" + dir / "none" + "," + dir / "x" + noEntry;
   DirEntry folder = onDisk("t");
   folder.size = 14;
   const Body none = entryBytes(DirEntry());
@@ -204,8 +180,8 @@ TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
     for (const Case& c : cases) {
       SCOPED_TRACE(testing::PrintToString(c.request));
       const test::RecordingDest log("*:rec:100");
-      runCutAtEachByte(
-          server->proto(), c.request, [&] { return writer.take(); }, c.reply);
+      const auto take = [&] { return writer.take(); };
+      runCutAtEachByte(server->proto(), c.request, take, c.reply);
       const auto lines = log.lines();
       for (const std::string& line : c.lines) {
         EXPECT_EQ(std::count(lines.begin(), lines.end(), line), c.request.size()) << testing::PrintToString(lines);
@@ -228,26 +204,21 @@ TEST_F(LocalFileServerTest, leavesNothingOfUploadsThatDoNotEnd) {
   EXPECT_EQ(dir.list(), Lines{"home"});
 }
 
-TEST_F(LocalFileServerTest, makesFoldersUnderFreeNames) {
+TEST_F(LocalFileServerTest, makesFoldersWithTheirModes) {
   ::umask(022);
-  const auto upload = [&](int mode, const char* destination) {
-    DirEntry folder("new.d", Directory);
-    setUnixMode(folder, static_cast<std::uint16_t>(mode));
-    return request("UploadFolder", Body(id).raw(entryBytes(folder)).text(destination));
+  const auto upload = [&](unsigned mode, const char* destination) {
+    return request("UploadFolder", Body(id).entryWithMode("d", 0, mode).text(destination)).at(0);
   };
-  const auto made = [&](const char* path, const char* error = "", const char* type = "") {
-    return Lines{message("UploadFolderResult", Body(id).text(path).result(error, type))};
-  };
-  EXPECT_EQ(upload(040700, ""), made("new.d"));
-  EXPECT_EQ(upload(040710, ""), made("new(1).d"));
-  EXPECT_EQ(upload(040555, "new(1).d"), made("new(1).d/new.d"));
-  EXPECT_EQ(unixMode(onDisk("new.d")), 040700);
-  EXPECT_EQ(unixMode(onDisk("new(1).d")), 040755);
+  EXPECT_EQ(upload(040710, ""), message("UploadFolderResult", Body(id).text("d").result("", "")));
+  EXPECT_EQ(upload(040700, "d"), message("UploadFolderResult", Body(id).text("d/d").result("", "")));
   request("CreateFolder", Body().text("some/where").text("deep"));
+  EXPECT_EQ(unixMode(onDisk("d")), 040755);
+  EXPECT_EQ(unixMode(onDisk("d/d")), 040700);
   EXPECT_EQ(unixMode(onDisk("some/where")), 040700);
   start(dir.path() + "/");
-  EXPECT_EQ(upload(040700, ""), made("new.d", "Invalid path: starts with /", "BadPath"));
-  EXPECT_TRUE(dir.exists("new(2).d")) << "it is there all the same";
+  EXPECT_EQ(upload(040700, ""),
+            message("UploadFolderResult", Body(id).text("d").result("Invalid path: starts with /", "BadPath")));
+  EXPECT_TRUE(dir.exists("d(1)")) << "it is there all the same";
 }
 
 TEST_F(LocalFileServerTest, deletesAndRenamesAsTheSystemDoes) {
@@ -279,6 +250,28 @@ TEST_F(LocalFileServerTest, goesOnInSilenceWithoutAHome) {
   EXPECT_THAT(log.lines(), testing::Contains("100 SFopsProto: Write error: HOME dir not found"));
   EXPECT_THAT(log.lines(), testing::Contains("100 FopsProto: Discarding outgoing message CreateFolderResult"));
   EXPECT_TRUE(dir.exists("made"));
+}
+
+TEST_F(LocalFileServerTest, leavesTheChannelWithItsEndAndWhenItCannotBeBuilt) {
+  auto channel = std::make_unique<io::MsgIpc>(nullptr, "test", false, true);
+  auto* const link = new test::MemIo(std::make_shared<test::MemIoLog>());
+  channel->accept(link);
+  const auto answer = [link] {
+    link->arrive(test::namedMsg("fops", Body().shortText("ClientInit").u8(4)));
+    return link->sent();
+  };
+  auto bridge = std::make_unique<SFopsMgrViaIpc>(*channel);
+  EXPECT_TRUE(answer().starts_with(test::namedMsg("fopsNotification", Body().u8(1))));
+  bridge.reset();
+  EXPECT_EQ(answer(), "");
+  {
+    const ParameterValue relative("FopsDir", "srv");
+    EXPECT_THROW(SFopsMgrViaIpc{*channel}, plat::AssertionFail);
+  }
+  EXPECT_EQ(answer(), "");
+  EXPECT_TRUE(channel->attached());
+  bridge = std::make_unique<SFopsMgrViaIpc>(*channel);
+  channel.reset();  // and the bridge outlives it
 }
 
 }  // namespace

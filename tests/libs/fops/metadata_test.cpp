@@ -13,7 +13,6 @@
 #include "libs/fops/unix/treeSize.h"
 #include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
 
 namespace fops {
@@ -66,26 +65,26 @@ TEST_F(MetadataTest, describesAFile) {
 }
 
 TEST_F(MetadataTest, looksIntoDirectoriesForDirectories) {
-  dir.makeDir("empty");
+  for (const char* name : {"empty", "deep/sub", "linked", "dangling", "unreadable/sub", "unsearchable/sub"}) {
+    dir.makeDir(name);
+  }
   dir.write("files/a", "");
-  dir.makeDir("deep/sub");
-  dir.makeDir("linked");
   dir.link("../empty", "linked/to");
-  dir.makeDir("dangling");
   dir.link("nowhere", "dangling/to");
-  dir.makeDir("unreadable/sub");
-  dir.makeDir("unsearchable/sub");
   makeGuarded("unreadable", 0300);
   makeGuarded("unsearchable", 0600);
   const test::Unprivileged rights;
-  EXPECT_EQ(entryOf("empty").flags, Directory);
-  EXPECT_EQ(entryOf("files").flags, Directory);
-  EXPECT_EQ(entryOf("deep").flags, Directory | HasSubdirs);
-  EXPECT_EQ(entryOf("linked").flags, Directory | HasSubdirs);
-  EXPECT_EQ(entryOf("dangling").flags, Directory);
-  EXPECT_EQ(entryOf("unreadable").flags, Directory | SubdirsUnknown);
-  // It can be read, but nothing in it is known to be a directory.
-  EXPECT_EQ(entryOf("unsearchable").flags, Directory);
+  const std::pair<const char*, std::uint32_t> cases[] = {
+      {"empty", Directory},
+      {"files", Directory},
+      {"deep", Directory | HasSubdirs},
+      {"linked", Directory | HasSubdirs},
+      {"dangling", Directory},
+      {"unreadable", Directory | SubdirsUnknown},
+      {"unsearchable", Directory}};  // it can be read, but nothing in it is known to be a directory
+  for (const auto& [name, flags] : cases) {
+    EXPECT_EQ(entryOf(name).flags, flags) << name;
+  }
   const test::RecordingDest log("*:rec:100");
   EXPECT_EQ(scan("unsearchable", true, false), Lines{});
   EXPECT_EQ(log.lines(), Lines{});
@@ -125,8 +124,6 @@ TEST_F(MetadataTest, listsWhatIsAskedForAndLogsWhatItLeavesOut) {
   EXPECT_EQ(scan("", false, true), (Lines{"f", "to f"}));
   EXPECT_EQ(test::raised([&] { scan("none", true, true); }), "opendir(" + dir / "none" + noEntry);
 }
-
-// Sizes of trees
 
 TEST_F(MetadataTest, addsUpFilesAndLogsWhatItCannotRead) {
   EXPECT_EQ(size(), 0);

@@ -15,35 +15,14 @@
 #include "base/rdr/MemOutStream.h"
 #include "libs/fops/FopsProto.h"
 #include "tests/base/rdr/TestStreams.h"
+#include "tests/support/Body.h"
+#include "tests/support/TempDir.h"
 
-// What the tests of the protocol and of the file service share: bytes put together by hand, fakes that record,
-// parameters for the length of a test.
+// What the tests of the protocol and of the file service share: fakes that record, parameters for the length of a test.
 
 namespace fops {
 
-/// Bytes put together field by field, on their own reading of the wire form.
-struct Body : std::string {
-  Body& u8(unsigned value) { return number(value, 1); }
-  Body& u16(unsigned value) { return number(value, 2); }
-  Body& u32(std::uint32_t value) { return number(value, 4); }
-  Body& u64(std::uint64_t value) { return number(value, 8); }
-  Body& zeros(std::size_t count) { return raw(std::string(count, '\0')); }
-  Body& raw(std::string_view bytes) { return static_cast<Body&>(append(bytes)); }
-  Body& shortText(std::string_view text) { return u8(static_cast<unsigned>(text.size())).raw(text); }
-  Body& text(std::string_view text) { return u32(static_cast<std::uint32_t>(text.size())).raw(text); }
-  Body& id(std::uint32_t low, std::uint32_t high) { return u32(low).u32(high); }
-  Body& result(std::string_view message, std::string_view type) { return shortText(message).shortText(type); }
-  /// An entry without attributes.
-  Body& entry(std::string_view name, std::uint64_t size = 0, std::uint32_t flags = 0) {
-    return text(name).u64(size).zeros(3 * 8).u32(flags).u8(0);
-  }
-  Body& number(std::uint64_t value, int width) {
-    for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) {
-      push_back(static_cast<char>(value >> shift));
-    }
-    return *this;
-  }
-};
+using test::Body;
 
 /// A message of the session, its type ahead of its payload.
 inline std::string message(const char* type, const Body& payload = Body()) {
@@ -52,21 +31,14 @@ inline std::string message(const char* type, const Body& payload = Body()) {
 
 using Lines = std::vector<std::string>;
 
-inline std::string shown(const char* text) {
-  return text ? text : "<null>";
-}
-inline std::string shown(const std::string& text) {
-  return text;
-}
-inline std::string shown(int number) {
-  return std::to_string(number);
-}
-inline std::string shown(TransferId id) {
-  return TransferIdText(id).get();
-}
-inline std::string shown(const plat::Exception& error) {
-  return std::string("[") + error.type + "] " + error.message;
-}
+/// A value as the calls of fakes are noted.
+struct Shown : std::string {
+  Shown(const char* text) : std::string(text ? text : "<null>") {}
+  Shown(std::string text) : std::string(std::move(text)) {}
+  Shown(int number) : std::string(std::to_string(number)) {}
+  Shown(TransferId id) : std::string(TransferIdText(id).get()) {}
+  Shown(const plat::Exception& error) : std::string(std::string("[") + error.type + "] " + error.message) {}
+};
 
 /// What fakes were asked for, each call as "operation argument|argument|".
 class CallLog {
@@ -74,7 +46,7 @@ public:
   template <class... Arguments>
   void note(const char* operation, const Arguments&... arguments) {
     std::string call = std::string(operation) + ' ';
-    ((call += shown(arguments) + '|'), ...);
+    ((call += Shown(arguments) + '|'), ...);
     calls_.push_back(call);
   }
   Lines take() { return std::exchange(calls_, {}); }
@@ -89,29 +61,21 @@ public:
   explicit RecordingEnds(CallLog& log) : calls_(log) {}
   void dataReq(TransferId id, std::uint64_t position) override {
     calls_.note("dataReq", id, std::to_string(position));
-    if (onCall) {
-      onCall();
-    }
+    onCall();
   }
-  void cancelByReceiver(TransferId id, const plat::Exception& error) override {
-    calls_.note("cancelByReceiver", id, error);
-  }
+  void cancelByReceiver(TransferId id, const plat::Exception& e) override { calls_.note("cancelByReceiver", id, e); }
   void complete(TransferId id) override { calls_.note("complete", id); }
   void dataChunk(TransferId id, std::uint64_t offset, std::int32_t length, const std::uint8_t* data) override {
     calls_.note("dataChunk", id, std::to_string(offset), length);
     chunk.assign(reinterpret_cast<const char*>(data), static_cast<std::size_t>(length));
     chunkData = data;
-    if (onCall) {
-      onCall();
-    }
+    onCall();
   }
-  void cancelBySender(TransferId id, const plat::Exception& error) override {
-    calls_.note("cancelBySender", id, error);
-  }
+  void cancelBySender(TransferId id, const plat::Exception& e) override { calls_.note("cancelBySender", id, e); }
 
   std::string chunk;
   const std::uint8_t* chunkData = nullptr;
-  std::function<void()> onCall;  // what a test wants from inside a chunk or a request
+  std::function<void()> onCall = [] {};  // what a test wants from inside a chunk or a request
 
 private:
   CallLog& calls_;
@@ -141,7 +105,7 @@ std::string failureOn(Proto& proto, const std::string& wire) {
   try {
     EXPECT_TRUE(proto.run(in));
   } catch (const plat::Exception& e) {
-    return shown(e);
+    return Shown(e);
   }
   return "";
 }

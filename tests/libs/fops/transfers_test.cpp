@@ -1,37 +1,22 @@
 #include <array>
 #include <memory>
-#include <string>
-#include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include "base/plat/Time.h"
 #include "base/rdr/FileInStream.h"
 #include "base/rdr/MemInStream.h"
-#include "libs/fops/DirEntry.h"
 #include "libs/fops/FileReceiver.h"
 #include "libs/fops/FileSender.h"
-#include "libs/fops/FileWriter.h"
+#include "libs/fops/LocalFileWriter.h"
 #include "libs/fops/TransferObserver.h"
 #include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/TempDir.h"
 
 namespace fops {
 namespace {
-
-class RecordingObserver : public TransferObserver {
-public:
-  explicit RecordingObserver(CallLog& log) : calls_(log) {}
-  void transferProgress(TransferId id, std::uint64_t position, std::uint64_t delta) override {
-    calls_.note("progress", id, std::to_string(position), std::to_string(delta));
-  }
-  void transferDone(TransferId id, int status, const plat::Exception& error) override {
-    calls_.note("done", id, status, error);
-  }
-
-private:
-  CallLog& calls_;
-};
 
 /// Keeps the bytes in memory and tells what becomes of it.
 class RecordingFile : public FileWriter {
@@ -51,8 +36,14 @@ private:
   rdr::OutStream& out_;
 };
 
-class TransfersTest : public testing::Test {
+class TransfersTest : public testing::Test, public TransferObserver {
 protected:
+  void transferProgress(TransferId id, std::uint64_t position, std::uint64_t delta) override {
+    calls.note("progress", id, std::to_string(position), std::to_string(delta));
+  }
+  void transferDone(TransferId id, int status, const plat::Exception& error) override {
+    calls.note("done", id, status, error);
+  }
   void send(TransferId id, std::uint64_t size) {
     sender.add(id, "dir/f", size, std::make_unique<rdr::MemInStream>(bytes.data(), static_cast<int>(bytes.size())));
   }
@@ -66,16 +57,14 @@ protected:
     receiver.dataChunk(1, position, length, data + std::min<std::uint64_t>(position, bytes.size()));
   }
   /// The positions asked for while a file comes in chunks of one length.
-  Lines requestsFor(std::uint64_t size, std::uint64_t chunkLength) {
+  std::string requestsFor(std::uint64_t size, std::uint64_t chunkLength) {
     receiver.add(1, writer(size));
     for (std::uint64_t at = 0; at < size; at += chunkLength) {
       chunk(at, static_cast<std::int32_t>(std::min(chunkLength, size - at)));
     }
-    Lines requests;
+    std::string requests;
     for (const std::string& call : calls.take()) {
-      if (call.rfind("dataReq 1.0|", 0) == 0) {
-        requests.push_back(call.substr(12));
-      }
+      requests += call.starts_with("dataReq 1.0|") ? call.substr(12) : "";
     }
     return requests;
   }
@@ -84,9 +73,8 @@ protected:
   rdr::MemOutStream out;
   CallLog calls;
   RecordingEnds peer{calls};
-  RecordingObserver observer{calls};
-  FileSender sender{peer, &observer};
-  FileReceiver receiver{peer, &observer};
+  FileSender sender{peer, this};
+  FileReceiver receiver{peer, this};
 };
 
 // Sending
@@ -105,26 +93,23 @@ TEST_F(TransfersTest, sendsUpToEachRequestWithoutCopying) {
                                  "progress 1.0|3145733|3144733|", "done 1.0|0|[] |"}));
 }
 
-TEST_F(TransfersTest, sendsWhatTheStreamHasAtHandAndGoesByTheSizeAtTheStart) {
+TEST_F(TransfersTest, goesByTheSizeAtTheStart) {
   const test::TempDir dir;
   dir.write("f", bytes.substr(0, 20000));
   sender.add(1, "f", 20000, std::make_unique<rdr::FileInStream>((dir / "f").c_str()));
   dir.write("f", bytes.substr(0, 30000));
-  for (const std::uint64_t request : {1U, 16801U, 20000U, 20001U}) {
-    sender.dataReq(1, request);
-    calls.note("--");
-  }
-  EXPECT_EQ(calls.take(),
-            (Lines{"dataChunk 1.0|0|1|", "progress 1.0|1|1|", "-- ", "dataChunk 1.0|1|16799|", "dataChunk 1.0|16800|1|",
-                   "progress 1.0|16801|16800|", "-- ", "dataChunk 1.0|16801|3199|", "progress 1.0|20000|3199|", "-- ",
-                   "cancelBySender 1.0|[ProtocolError] Protocol error: Fops request bad position|",
-                   "done 1.0|2|[ProtocolError] Protocol error: Fops request bad position|", "-- "}));
+  sender.dataReq(1, 20000);
+  sender.dataReq(1, 20001);
+  EXPECT_EQ(calls.take(), (Lines{"dataChunk 1.0|0|16800|", "dataChunk 1.0|16800|3200|", "progress 1.0|20000|20000|",
+                                 "cancelBySender 1.0|[ProtocolError] Protocol error: Fops request bad position|",
+                                 "done 1.0|2|[ProtocolError] Protocol error: Fops request bad position|"}));
 }
 
 TEST_F(TransfersTest, refusesRequestsThatDoNotMoveForwardWithinTheFile) {
   const std::string error = "[ProtocolError] Protocol error: Fops request bad position|";
-  for (const auto& [size, first, bad] : std::vector<std::array<std::uint64_t, 3>>{
-           {0, 0, 0}, {0, 0, 1}, {100, 0, 0}, {100, 50, 50}, {100, 100, 50}, {100, 0, UINT64_MAX}}) {
+  using Row = std::array<std::uint64_t, 3>;
+  for (const auto& [size, first, bad] :
+       {Row{0, 0, 0}, {0, 0, 1}, {100, 0, 0}, {100, 50, 50}, {100, 100, 50}, {100, 0, UINT64_MAX}}) {
     SCOPED_TRACE(std::to_string(size) + ": " + std::to_string(first) + ", " + std::to_string(bad));
     send(1, size);
     if (first) {
@@ -186,11 +171,11 @@ TEST_F(TransfersTest, logsTheLifeOfASentFile) {
 // Receiving
 
 TEST_F(TransfersTest, asksForTheNextWindowAtHalfOfTheLast) {
-  EXPECT_EQ(requestsFor(1048576, 65536), Lines{"1048576|"});
-  EXPECT_EQ(requestsFor(1048577, 65536), (Lines{"1048576|", "1048577|"}));
-  EXPECT_EQ(requestsFor(1048577, 524287), (Lines{"1048576|", "1048577|"}));  // a chunk that crosses the mark counts
-  EXPECT_EQ(requestsFor(3145728, 65536), (Lines{"1048576|", "1572864|", "2097152|", "2621440|", "3145728|"}));
-  EXPECT_EQ(requestsFor(3145731, 1048576), (Lines{"1048576|", "2097152|", "3145728|", "3145731|"}));
+  EXPECT_EQ(requestsFor(1048576, 65536), "1048576|");
+  EXPECT_EQ(requestsFor(1048577, 65536), "1048576|1048577|");
+  EXPECT_EQ(requestsFor(1048577, 524287), "1048576|1048577|");  // a chunk that crosses the mark counts
+  EXPECT_EQ(requestsFor(3145728, 65536), "1048576|1572864|2097152|2621440|3145728|");
+  EXPECT_EQ(requestsFor(3145731, 1048576), "1048576|2097152|3145728|3145731|");
   receiver.add(1, writer(UINT64_MAX));  // an announced size below zero
   EXPECT_EQ(calls.take(), Lines{"dataReq 1.0|1048576|"});
 }
@@ -213,8 +198,8 @@ TEST_F(TransfersTest, renamesThenTellsThenForgets) {
 
 TEST_F(TransfersTest, refusesChunksOutOfPlaceOrOverTheEnd) {
   const std::string error = "[ProtocolError] Protocol error: Fops write bad position/size|";
-  for (const auto& [position, length] : std::vector<std::pair<std::uint64_t, std::int32_t>>{
-           {0, 5}, {4, 1}, {6, 1}, {5, 6}, {5, -1}, {5, INT32_MIN}, {UINT64_MAX, 2}}) {
+  for (const auto& [position, length] :
+       {std::pair(0UL, 5), {4, 1}, {6, 1}, {5, 6}, {5, -1}, {5, INT32_MIN}, {UINT64_MAX, 2}}) {
     SCOPED_TRACE(std::to_string(position) + " +" + std::to_string(length));
     receiver.add(1, writer(10));
     chunk(0, 5);
@@ -259,6 +244,95 @@ TEST_F(TransfersTest, isCancelledFromEitherSide) {
                                 "30 FileReceiver: Cancel by receiver id=1.0 f: cancelled",
                                 "30 FileReceiver: Cancel by receiver id=1.0 (unknown): refused", added,
                                 "30 FileReceiver: Cancel by sender id=1.0 f: no"}));
+}
+
+// Writing beside the destination
+
+class LocalFileWriterTest : public testing::Test {
+protected:
+  std::unique_ptr<LocalFileWriter> open(const DirEntry& entry) {
+    const os::OpenArgs args{O_WRONLY | O_CREAT | O_TRUNC, 0644};
+    return std::make_unique<LocalFileWriter>(entry, dir.path().c_str(), args);
+  }
+  std::unique_ptr<LocalFileWriter> open(const char* name) { return open(DirEntry(name, 0)); }
+  struct stat statOf(const std::string& name) {
+    struct stat st {};
+    EXPECT_EQ(::stat((dir / name).c_str(), &st), 0);
+    return st;
+  }
+
+  test::TempDir dir;
+};
+
+TEST_F(LocalFileWriterTest, writesBesideTheDestinationAndRenamesAtTheEnd) {
+  const test::RecordingDest log("*:rec:100");
+  const std::string temporary = dir / "x.tmp";
+  auto first = open("x");
+  EXPECT_STREQ(first->displayPath(), (dir / "x").c_str());
+  first->getOutStream().writeU8('1');
+  first.reset();  // abandoned
+  EXPECT_EQ(dir.list(), Lines{});
+  first = open("x");
+  first->getOutStream().writeU8('1');
+  first->finish();
+  EXPECT_EQ(log.lines(),
+            (Lines{"100 LocalFileWriter: Writing to " + temporary, "100 LocalFileWriter: Removing " + temporary,
+                   "100 LocalFileWriter: Writing to " + temporary,
+                   "100 LocalFileWriter: Renaming as " + dir / "x" + " from " + temporary}));
+  first = open("x");  // and side by side
+  const auto second = open("x");
+  EXPECT_EQ(dir.list(), (Lines{"x", "x(1).tmp", "x.tmp"}));
+  second->getOutStream().writeU8('2');
+  second->finish();
+  first->finish();
+  EXPECT_EQ(dir.list(), (Lines{"x", "x(1)", "x(2)"}));
+  EXPECT_EQ(dir.read("x") + dir.read("x(1)") + dir.read("x(2)"), "12");  // in the order of their ends
+}
+
+TEST_F(LocalFileWriterTest, givesTheAnnouncedPermissionFromTheFirstByteOn) {
+  const struct {
+    int unixMode;  // -1: no attribute
+    std::uint32_t flags;
+    mode_t mask, expected;
+  } cases[] = {{0100600, 0, 0, 0600}, {0100777, 0, 022, 0755}, {-1, 0, 022, 0644}, {-1, ReadOnly, 022, 0444}};
+  for (const auto& c : cases) {
+    const mode_t before = ::umask(c.mask);
+    DirEntry entry("f", c.flags);
+    if (c.unixMode >= 0) {
+      setUnixMode(entry, static_cast<std::uint16_t>(c.unixMode));
+    }
+    const auto writer = open(entry);
+    EXPECT_EQ(statOf("f.tmp").st_mode & 07777, c.expected);
+    writer->finish();
+    EXPECT_EQ(statOf("f").st_mode & 07777, c.expected);
+    ASSERT_EQ(::unlink((dir / "f").c_str()), 0);
+    ::umask(before);
+  }
+}
+
+TEST_F(LocalFileWriterTest, takesOverTimesOnlyIfAsked) {
+  DirEntry entry("f", 0);
+  entry.modifyTime = plat::fileTimeFromUnix(1000000000);
+  open(entry)->finish();
+  const ParameterValue preserve("_FopsPreserveTimestamps", "1");
+  open(entry)->finish();
+  EXPECT_GT(statOf("f").st_mtime, 1500000000);
+  EXPECT_EQ(statOf("f(1)").st_mtime, 1000000000);
+  EXPECT_EQ(statOf("f(1)").st_atime, 1000000000);  // zero means the same time
+}
+
+TEST_F(LocalFileWriterTest, removesTheFileWhenItCannotEndIt) {
+  auto writer = open("gone");
+  ASSERT_EQ(::unlink((dir / "gone.tmp").c_str()), 0);
+  EXPECT_EQ(test::raised([&] { writer->finish(); }),
+            "fileRename(" + dir / "gone.tmp" + "," + dir / "gone" + "): No such file or directory (2)");
+  for (int i = 0; i <= 99; ++i) {  // all that could stand in for the name
+    dir.makeDir(i == 0 ? "t" : "t(" + std::to_string(i) + ")");
+  }
+  writer = open("t");
+  EXPECT_EQ(test::raised([&] { writer->finish(); }), "Too many files with same name");
+  writer.reset();
+  EXPECT_EQ(dir.list().size(), 100U);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "libs/product/productInit.h"
 
 #include <cstdlib>
+#include <sstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -18,7 +19,6 @@
 #include "base/plat/LogDestFile.h"
 #include "base/plat/LogDestFileMgr.h"
 #include "base/plat/StringParameter.h"
-#include "base/plat/strings.h"
 #include "libs/product/ProductInfo.h"
 #include "libs/product/VersionInfoUpdater.h"
 #include "libs/product/directories.h"
@@ -30,60 +30,28 @@ namespace {
 namespace AppInfo = os::AppInfo;
 using testing::ExitedWithCode;
 
-void report(const char* what, const char* text) {
-  std::fprintf(stderr, "%s=%s\n", what, text);
-}
-
-void reportMode(const char* path) {
-  struct stat info = {};
-  std::fprintf(stderr, "mode=%o\n", ::stat(path, &info) == 0 ? info.st_mode & 07777u : 0u);
-}
-
 /// Starts the product up in this process, which must be a child's, and tells on stderr what came of it.
-[[noreturn]] void startUp(const std::string& home, const char* profile, const char* appName, bool loadConfig) {
+[[noreturn]] void startUp(const std::string& home, const char* appName, bool loadConfig) {
   os::programPath();  // looked up while it can be reached for sure
   if (::geteuid() == 0 && (::setgroups(0, nullptr) != 0 || ::setresuid(65534, 65534, 65534) != 0)) {
     std::_Exit(2);
   }
   home.empty() ? unsetenv("HOME") : setenv("HOME", home.c_str(), 1);
-  unsetenv("KEL_PROFILE_DIR");
-  profile ? setenv("KEL_PROFILE", profile, 1) : unsetenv("KEL_PROFILE");
-  unsetenv("KEL_CONFIG_PROFILE");
+  for (const char* const name : {"KEL_PROFILE_DIR", "KEL_PROFILE", "KEL_CONFIG_PROFILE"}) {
+    unsetenv(name);
+  }
   try {
     plat::productInit("/from/argv0", appName, nullptr, nullptr, true, loadConfig);
   } catch (const plat::Exception& failure) {
-    report("failure", failure.message);
+    std::fprintf(stderr, "failure=%s\n", failure.message);
     std::_Exit(1);
   }
-  report("app", AppInfo::app());
-  report("company", AppInfo::company());
-  report("profile", std::getenv("KEL_PROFILE_DIR"));
-  report("log", plat::LogDestFileMgr::instance().dest().path().get());
-  for (const plat::String& dir :
-       {qzutil::directories().user, qzutil::directories().profile, qzutil::directories().userConfigDir}) {
-    reportMode(dir.get());
-  }
+  std::fprintf(stderr, "app=%s\ncompany=%s\nprofile=%s\nlog=%s\n", AppInfo::app(), AppInfo::company(),
+               std::getenv("KEL_PROFILE_DIR"), plat::LogDestFileMgr::instance().dest().path().get());
   std::_Exit(0);
 }
 
 }  // namespace
-
-TEST(ProductInit, makesThePrivateFoldersAndTightensThoseThatAreThere) {
-  const test::TempDir dir;
-  dir.makeDir(".kel");
-  ASSERT_EQ(::chmod((dir / ".kel").c_str(), 0755), 0);
-  test::Unprivileged::give(dir.path());
-  test::Unprivileged::give(dir / ".kel");
-  const std::string modes = "mode=700\nmode=700\nmode=700\n";
-  const std::string user = dir / ".kel";
-  EXPECT_EXIT(startUp(dir.path(), nullptr, "app", false), ExitedWithCode(0),
-              "app=app\ncompany=Quenlar\nprofile=" + user + "\nlog=" + user + "/app.log\n" + modes);
-  EXPECT_EXIT(startUp(dir.path(), "a/b", nullptr, false), ExitedWithCode(0),
-              "app=test_product\ncompany=Quenlar\nprofile=" + user + "/profiles/a-b\nlog=" + user +
-                  "/profiles/a-b/test_product.log\n" + modes);
-  EXPECT_THAT(dir.list(".kel"), testing::ElementsAre("config.d", "profiles"));
-  EXPECT_THAT(dir.list(".kel/profiles/a-b"), testing::ElementsAre("config.d"));
-}
 
 TEST(ProductInit, loadsTheConfigurationOnlyWhenAsked) {
   if (::access(os::programDir().get(), X_OK) != 0) {
@@ -94,14 +62,12 @@ TEST(ProductInit, loadsTheConfigurationOnlyWhenAsked) {
   for (const char* const name : {"", ".kel", ".kel/config.d", ".kel/config.d/app"}) {
     test::Unprivileged::give(dir / name);
   }
-  EXPECT_EXIT(startUp(dir.path(), nullptr, "app", true), ExitedWithCode(0), "log=/chosen.log\n");
-  EXPECT_EXIT(startUp(dir.path(), nullptr, "app", false), ExitedWithCode(0), "log=.*/app.log\n");
+  EXPECT_EXIT(startUp(dir.path(), "app", true), ExitedWithCode(0), "log=/chosen.log\n");
+  const std::string user = dir / ".kel";
+  EXPECT_EXIT(startUp(dir.path(), nullptr, false), ExitedWithCode(0),
+              "app=test_product\ncompany=Quenlar\nprofile=" + user + "\nlog=" + user + "/test_product.log\n");
   ASSERT_EQ(::chmod((dir / ".kel/config.d/app").c_str(), 0), 0);
-  EXPECT_EXIT(startUp(dir.path(), nullptr, "app", true), ExitedWithCode(1), "failure=Error reading .*/config.d/app: ");
-}
-
-TEST(ProductInit, failsWithoutAPlaceForTheUser) {
-  EXPECT_EXIT(startUp("/dev/null", nullptr, "app", false), ExitedWithCode(1), "failure=mkDir./dev/null/.kel.: ");
+  EXPECT_EXIT(startUp(dir.path(), "app", true), ExitedWithCode(1), "failure=Error reading .*/config.d/app: ");
 }
 
 TEST(ProductInit, findsAMissingHomeInThePasswordDatabase) {
@@ -109,8 +75,13 @@ TEST(ProductInit, findsAMissingHomeInThePasswordDatabase) {
   if (::geteuid() != 0 || nobody == nullptr || ::access(nobody->pw_dir, F_OK) == 0) {
     GTEST_SKIP() << "needs root, and a nobody without a home, so that nothing is written";
   }
-  EXPECT_EXIT(startUp("", nullptr, "app", false), ExitedWithCode(1),
+  EXPECT_EXIT(startUp("", "app", false), ExitedWithCode(1),
               std::string("failure=mkDir.") + nobody->pw_dir + "/.kel.: ");
+}
+
+TEST(Directories, needAHome) {
+  unsetenv("HOME");
+  EXPECT_THROW(qzutil::setDirectories("app", "/"), plat::Exception);
 }
 
 TEST(AppInfo, refusesToAnswerWhatIsNotSet) {
@@ -149,9 +120,8 @@ TEST(VersionInfoUpdater, wordsTheProductsTexts) {
   EXPECT_THAT(text, testing::StartsWith("Two blanks(R) 1.2.3 (r4) "));
   EXPECT_THAT(text, testing::HasSubstr("\nCopyright (C) "));
   EXPECT_EQ(text.find("®"), std::string::npos);
-  for (std::size_t start = 0, end = 0; end != std::string::npos; start = end + 1) {
-    end = text.find('\n', start);
-    const std::string line = text.substr(start, end - start);
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
     EXPECT_TRUE(line.size() <= 79 || line.find(' ') == std::string::npos) << line;
   }
   EXPECT_THAT(qzutil::productInfo().productInfo.get(), testing::HasSubstr("/7.8/"));

@@ -1,0 +1,170 @@
+// The child of a launch between fork and exec, where it may share this process's memory.
+
+#include "base/os/launchChild.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "base/os/LaunchProcess.h"
+#include "base/os/closeFrom.h"
+#include "base/os/socketUtil.h"
+#include "base/os/startError.h"
+#include "base/plat/SystemException.h"
+#include "tests/base/os/inChild.h"
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define SANITIZED
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define SANITIZED
+#endif
+#endif
+
+namespace {
+
+/// In `watched`'s children, how often they have asked for memory before they have executed a program, be it in memory
+/// of their own or in this process's; itself in memory that a fork shares.
+std::atomic<int>* const counter =
+    new (::mmap(nullptr, sizeof *counter, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
+        std::atomic<int>(0);
+constinit std::atomic<pid_t> watched = 0;
+
+}  // namespace
+
+#ifndef SANITIZED  // which brings its own
+extern "C" void* __libc_malloc(std::size_t size);
+
+// In the place of the system library's own, whose other functions go on working with it.
+extern "C" void* malloc(std::size_t size) noexcept {
+  if (const pid_t parent = watched; parent != 0 && ::getpid() != parent) {
+    ++*counter;
+  }
+  return __libc_malloc(size);
+}
+#endif
+
+namespace {
+
+using os::LaunchProcess;
+
+TEST(LaunchChild, asksForNoMemoryBesideThreadsThatDoWithoutPause) {
+  watched = ::getpid();
+  std::atomic<bool> stop = false;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([&stop] {
+      for (std::size_t size = 1; !stop; size = size % 5000 + 1) {
+        std::vector<std::string> texts(20, std::string(size, 'x'));
+        ASSERT_EQ(texts.back().size(), size);
+      }
+    });
+  }
+  const char* const programs[] = {"/bin/true", "/bin/true", "/no/such/program", ""};
+  for (int i = 0; i < 200; ++i) {
+    const char* const program = programs[i % 4];
+    LaunchProcess launch;
+    if (*program != '\0') {
+      launch.args = {program};
+    }
+    launch.setDetachLevel(i % 5 == 0 ? 2 : 0);
+    for (int to = 3; to < 12; ++to) {
+      launch.redirectFile(true, to, "/dev/null", false);
+    }
+    try {
+      if (!launch.start()) {
+        ::_exit(0);
+      }
+      EXPECT_NE(i % 4, 2);
+    } catch (const plat::SystemException& e) {
+      EXPECT_EQ(e.err, ENOENT);
+    }
+    int status = 0;
+    EXPECT_TRUE(launch.pid < 0 || launch.wait(&status, -1));
+    EXPECT_EQ(status, 0);
+  }
+  stop = true;
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(*counter, 0);
+#ifndef SANITIZED
+  test::inChild([] {
+    void* const volatile block = std::malloc(1);  // volatile: or the compiler leaves the pair of calls out
+    std::free(block);
+  });
+  EXPECT_GT(*counter, 0);
+#endif
+  watched = 0;
+}
+
+TEST(LaunchChild, runsNoHandlerOfTheParent) {
+  static std::atomic<bool> stop = false;
+  static std::atomic<bool> strayed = false;  // seen here, as the child works in the same memory
+  const test::Outcome outcome = test::inChild([] {
+    static const pid_t parent = ::getpid();
+    ::setpgid(0, 0);
+    ::signal(SIGUSR1, [](int) { strayed = strayed || ::getpid() != parent; });
+    std::thread storm([] {
+      while (!stop) {
+        ::kill(0, SIGUSR1);  // which may well kill the child
+      }
+    });
+    for (int i = 0; i < 200; ++i) {
+      LaunchProcess launch;
+      launch.args = {"/bin/true"};
+      launch.start();
+    }
+    stop = true;
+    storm.join();
+    ::_exit(strayed ? 1 : 0);
+  });
+  EXPECT_EQ(outcome, (test::Outcome{0, "", ""}));
+}
+
+TEST(LaunchChild, leavesWhatIsBelowAndWhatIsToStayInEveryWayOfClosing) {
+  const struct {
+    const char* how;
+    void (*close)();
+  } cases[] = {{"by range", [] { os::closeFrom(20, 25); }},
+               {"by listing", [] { os::closeListedFrom(20, 25) ? void() : ::_exit(98); }},
+               {"by counting", [] { os::closeCountedFrom(20, 25); }}};
+  for (const auto& c : cases) {
+    const test::Outcome outcome = test::inChild([&c] {
+      for (int fd = 18; fd < 1000; ++fd) {
+        ::dup2(0, fd);
+      }
+      c.close();
+      for (int fd = 18; fd < 1000; ++fd) {
+        if ((::fcntl(fd, F_GETFD) >= 0) != (fd < 20 || fd == 25)) {
+          throw plat::Exception(plat::Formatted, "%d", fd);
+        }
+      }
+    });
+    EXPECT_EQ(outcome, (test::Outcome{test::Returned, "", ""})) << c.how;
+  }
+  EXPECT_FALSE(os::closeListedFrom(1000, -1, "/no/such/folder"));
+}
+
+TEST(LaunchChild, tellsItsFailureAsNumberLengthAndText) {
+  int fds[2];
+  os::pipeCloseOnExec(fds);
+  os::writeStartError(fds[1], 0x01020304, "dup2");
+  os::writeStartError(fds[1], 2, std::string(300, 'x').c_str());
+  char bytes[600];
+  EXPECT_EQ(std::string(bytes, static_cast<std::size_t>(::read(fds[0], bytes, sizeof bytes))),
+            std::string("\1\2\3\4\4dup2\0\0\0\2\xff", 14) + std::string(255, 'x'));
+  ::close(fds[0]);
+  ::close(fds[1]);
+}
+
+}  // namespace
