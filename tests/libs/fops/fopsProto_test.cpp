@@ -147,7 +147,7 @@ TEST_F(FopsProtoTest, takesAChunkBelowTheLimitWithoutACopyIfItCan) {
   EXPECT_EQ(client.ends.chunk, "12345");
   EXPECT_EQ(client.ends.chunkData + 5, in.getPtr());
   const std::string data = test::pattern(4194303);
-  test::FedInStream small(chunk(0, 4194303, data), 100);
+  test::FedInStream small(chunk(0, 4194303, data), 65536);
   EXPECT_TRUE(proto.run(small));
   EXPECT_EQ(client.ends.chunk, data);
   for (const std::uint32_t length : {4194304U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
