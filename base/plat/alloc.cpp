@@ -21,6 +21,18 @@ void* allocOrDie(std::size_t size) noexcept {
   return reallocOrDie(nullptr, size);
 }
 
+void* allocBufferOrDie(std::size_t size) noexcept {
+  constexpr std::size_t PageSize = 4096;
+  if (size < PageSize) {
+    return allocOrDie(size);
+  }
+  void* const result = std::aligned_alloc(PageSize, (size + PageSize - 1) / PageSize * PageSize);
+  if (result == nullptr) {
+    die();
+  }
+  return result;
+}
+
 void* reallocOrDie(void* buffer, std::size_t size) noexcept {
   void* const result = std::realloc(buffer, size > 0 ? size : 1);
   if (result == nullptr) {

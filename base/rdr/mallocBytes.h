@@ -19,7 +19,7 @@ using MallocBytes = std::unique_ptr<std::uint8_t[], FreeDeleter>;
 
 /// Uninitialised memory. Ends the process if there is none.
 [[nodiscard]] inline MallocBytes mallocBytes(std::size_t size) noexcept {
-  return MallocBytes(static_cast<std::uint8_t*>(plat::allocOrDie(size)));
+  return MallocBytes(static_cast<std::uint8_t*>(plat::allocBufferOrDie(size)));
 }
 
 }  // namespace rdr

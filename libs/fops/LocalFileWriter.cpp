@@ -22,13 +22,13 @@ plat::String freeName(const plat::String& dir, const char* name) {
 
 }  // namespace
 
-LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs)
+LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs, int bufferSize)
     : FileWriter(announced), destDir_(destDir) {
   const char* name = entry().name.orEmpty();
   destPath_ = plat::String::format("%s%s%s", destDir, plat::strEndsWith(destDir, "/") ? "" : "/", name);
   tempPath_ = freeName(destDir_, plat::String::format("%s.tmp", name).get());
   openArgs.permission = unixMode(entry()) & PermissionBits;
-  out_ = std::make_unique<os::FileFdOutStream>(tempPath_.get(), openArgs);
+  out_ = std::make_unique<os::FileFdOutStream>(tempPath_.get(), openArgs, bufferSize);
   vlog.debug("Writing to %s", tempPath_.get());
 }
 

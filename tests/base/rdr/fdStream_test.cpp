@@ -212,17 +212,20 @@ TEST(FileFdOutStream, writesAndClosesWhatItOwns) {
 
 TEST(FileFdOutStream, joinsBufferedBytesAndLargeBlocksInOrder) {
   const TempDir dir;
-  std::string written;
-  os::FileFdOutStream out((dir / "f").c_str(), {O_WRONLY | O_CREAT, 0600});
-  for (const std::size_t length : {5U, 16384U, 16379U, 1U, 16383U, 16385U, 4096U, 65536U, 16800U, 16800U, 3U}) {
-    const std::string block = pattern(length + written.size()).substr(written.size());
-    put(out, block);
-    written += block;
-    EXPECT_EQ(out.length(), written.size()) << length;
-    EXPECT_EQ(dir.read("f").size() + static_cast<std::size_t>(out.nPending()), written.size()) << length;
+  for (const int size : {-1, 65536}) {
+    std::string written;
+    os::FileFdOutStream out((dir / "f").c_str(), {O_WRONLY | O_CREAT | O_TRUNC, 0600}, size);
+    for (const std::size_t length : {5U, 16384U, 16379U, 1U, 16383U, 16385U, 4096U, 65536U, 16800U, 16800U, 3U}) {
+      out.writeU8(0);
+      const std::string block = pattern(length + written.size()).substr(written.size());
+      put(out, block);
+      written += '\0' + block;
+      EXPECT_EQ(out.length(), written.size()) << length;
+      EXPECT_EQ(dir.read("f").size() + static_cast<std::size_t>(out.nPending()), written.size()) << length;
+    }
+    out.flush();
+    EXPECT_EQ(dir.read("f"), written);
   }
-  out.flush();
-  EXPECT_EQ(dir.read("f"), written);
 }
 
 TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {
