@@ -17,7 +17,6 @@ namespace {
 constexpr std::size_t MaxFilesInFlight = 64;     // enough to hide every round trip; each holds a buffer on both sides
 constexpr std::size_t MaxListingsInFlight = 4;   // their replies can be large
 constexpr std::size_t EnoughQueuedFiles = 4096;  // no further listing while so many wait
-constexpr int LargeWrite = 65536;                // the system takes less time for a large write than for its parts
 
 }  // namespace
 
@@ -126,9 +125,8 @@ void GetCommand::downloadFileResult(fops::TransferId id, const fops::DirEntry& f
   item.size = static_cast<std::uint64_t>(file.size);
   try {
     const os::OpenArgs create = {O_WRONLY | O_CREAT | O_TRUNC, 0644};
-    const int bufferSize = file.size > LargeWrite ? LargeWrite : -1;
-    session_->receiver().add(id, std::make_unique<fops::LocalFileWriter>(localEntry(file, item.name),
-                                                                         item.folder.c_str(), create, bufferSize));
+    session_->receiver().add(id, std::make_unique<fops::LocalFileWriter>(
+                                     localEntry(file, item.name), item.folder.c_str(), create, &session_->lender()));
   } catch (const plat::Exception& failure) {
     session_->report(takeFlight(id).remote.c_str(), failure);
     session_->receiver().cancel(id, false, failure);

@@ -30,7 +30,7 @@
 
 namespace {
 
-constexpr int LinkBufferSize = 262144;  // one read empties a socket, and few messages are cut at its end
+constexpr int LinkBufferSize = 786432;  // half of it, several times what a socket holds, goes to files in one call
 constexpr int ConnectMs = 10000;        // how long a helper may take to connect
 constexpr int FarewellMs = 5000;        // how long a helper may take to notice that its link has closed
 constexpr int ChildLinkFd = 3;          // the number under which an inherited link reaches the helper

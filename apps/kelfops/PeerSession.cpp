@@ -16,6 +16,7 @@ constexpr int FarewellMs = 5000;
 
 PeerSession::PeerSession(std::unique_ptr<io::Io> link, Command& command, int clientVersion, int logLevel)
     : command_(command),
+      lender_(dynamic_cast<rdr::BufferedInStream*>(link->in())),
       channel_(std::move(link), *this),
       proto_(channel_, *this),
       sender_(proto_, &command),

@@ -7,6 +7,7 @@
 #include "apps/kelfops/PeerChannel.h"
 #include "base/plat/NonCopyable.h"
 #include "base/plat/Timer.h"
+#include "base/rdr/BlockLender.h"
 #include "libs/fops/CFopsProto.h"
 #include "libs/fops/FileReceiver.h"
 #include "libs/fops/FileSender.h"
@@ -30,6 +31,8 @@ public:
   fops::CFopsProto& proto() noexcept { return proto_; }
   fops::FileSender& sender() noexcept { return sender_; }
   fops::FileReceiver& receiver() noexcept { return receiver_; }
+  /// Lends what lies in the link's buffer to the files that it is going to.
+  rdr::BlockLender& lender() noexcept { return lender_; }
   const fops::ServerInit& server() const noexcept { return server_; }
 
   /// Has `started` called when the session stands, ahead of the command's first request, and `finished` when the
@@ -71,6 +74,7 @@ private:
   void downloadFolderResult(fops::TransferId id, const fops::DirEntry& folder, const plat::Exception& error) override;
 
   Command& command_;
+  rdr::BlockLender lender_;
   PeerChannel channel_;
   fops::CFopsProto proto_;
   fops::FileSender sender_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <utility>
 
 #include "base/plat/MBuf.h"
@@ -21,6 +22,7 @@ BufferedInStream::BufferedInStream(BufferedInStream&& other) noexcept
     : offsetBase(other.offsetBase),
       bufSize(std::exchange(other.bufSize, 0)),
       start(std::move(other.start)),
+      observer(std::exchange(other.observer, nullptr)),
       secure(other.secure),
       trace(other.trace) {
   ptr = std::exchange(other.ptr, nullptr);
@@ -31,6 +33,9 @@ BufferedInStream::BufferedInStream(BufferedInStream&& other) noexcept
 }
 
 BufferedInStream::~BufferedInStream() {
+  if (observer) {
+    observer->bufferGone();
+  }
   if (secure && start) {
     plat::secureZero(start.get(), static_cast<std::size_t>(bufSize));
   }
@@ -40,7 +45,15 @@ std::uint32_t BufferedInStream::offset() {
   return static_cast<std::uint32_t>(ptr - start.get()) + offsetBase;
 }
 
+bool BufferedInStream::holds(const void* where) const noexcept {
+  const void* const first = start.get();
+  return std::greater_equal<>()(where, first) && std::less<>()(where, start.get() + bufSize);
+}
+
 void BufferedInStream::discard() noexcept {
+  if (observer) {
+    observer->bufferChanges();
+  }
   ptr = start.get();
   end = start.get();
   checkpointPtr = start.get();
@@ -51,6 +64,9 @@ void BufferedInStream::compact() noexcept {
   if (distance == 0) {
     return;
   }
+  if (observer) {
+    observer->bufferChanges();
+  }
   std::memmove(start.get(), checkpointPtr, static_cast<std::size_t>(end - checkpointPtr));
   ptr -= distance;
   end -= distance;
@@ -58,8 +74,15 @@ void BufferedInStream::compact() noexcept {
   offsetBase += static_cast<std::uint32_t>(distance);
 }
 
+/// Whether somebody points into the buffer and there is room enough to go on behind that.
+bool BufferedInStream::mayStay(int itemSize) const noexcept {
+  return observer && observer->needsBuffer() && start.get() + bufSize - end >= std::max(bufSize / 2, itemSize);
+}
+
 bool BufferedInStream::overrun(int itemSize) {
-  compact();
+  if (!mayStay(itemSize)) {
+    compact();
+  }
   // An item that the buffer cannot hold is asked for as far as the buffer reaches. If that is nothing, true leaves the
   // window empty, by which check() sees that the bytes since the checkpoint have filled the buffer.
   const int needed = std::min(itemSize, static_cast<int>(start.get() + bufSize - ptr));

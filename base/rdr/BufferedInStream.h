@@ -17,6 +17,21 @@ class BufferedInStream : public InStream, private plat::NonCopyable {
 public:
   static constexpr int DefaultBufSize = 16800;
 
+  /// Whoever keeps pointers into the buffer beyond the read that gave them.
+  class Observer {
+  public:
+    /// Whether there are such pointers now. While there are, a refill leaves the buffer's bytes where they are, as long
+    /// as half of the buffer is left behind them.
+    [[nodiscard]] virtual bool needsBuffer() const noexcept = 0;
+    /// The last moment for such pointers: bytes are about to be moved or overwritten.
+    virtual void bufferChanges() noexcept = 0;
+    /// The same, and the stream is about to go with its buffer.
+    virtual void bufferGone() noexcept = 0;
+
+  protected:
+    ~Observer() = default;  // never deleted through this interface
+  };
+
   /// @param size bytes of the buffer; negative for 16800, 0 for none at all.
   explicit BufferedInStream(int size = -1);
   /// Takes the buffer with its unread bytes; `other` is left without a buffer.
@@ -30,6 +45,11 @@ public:
   /// Dumps every block that is read to standard error, for debugging.
   void setTrace(bool on) noexcept { trace = on; }
 
+  /// Null for none. Not owned.
+  void setObserver(Observer* newObserver) noexcept { observer = newObserver; }
+  /// Whether `where` points into the buffer.
+  [[nodiscard]] bool holds(const void* where) const noexcept;
+
   /// Throws away all that is in the buffer.
   void discard() noexcept;
 
@@ -42,10 +62,12 @@ protected:
 private:
   /// Moves the bytes from the checkpoint on to the front of the buffer.
   void compact() noexcept;
+  bool mayStay(int itemSize) const noexcept;
 
   std::uint32_t offsetBase = 0;  ///< stream offset of the byte at `start`
   int bufSize;
   MallocBytes start;
+  Observer* observer = nullptr;
   bool secure = false;
   bool trace = false;
 };

@@ -1,5 +1,6 @@
 #include "libs/fops/CFopsProto.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -61,6 +62,9 @@ bool CFopsProto::readMsgType() {
   if (version() < MinVersion) {
     throw plat::ProtocolError("The fops client is not initialised");
   }
+  if (type == "DataChunk") {
+    return setHandler(&CFopsProto::handleDataChunk);
+  }
   if (dispatch()) {
     return true;
   }
@@ -78,6 +82,27 @@ plat::String CFopsProto::readText() {
 
 plat::String CFopsProto::readVersion3Text() {
   return version() == 3 ? readText() : plat::String();
+}
+
+bool CFopsProto::handleDataChunk() {
+  chunkLeft = readChunkHeader();
+  return setHandler(&CFopsProto::handleChunkData);
+}
+
+bool CFopsProto::handleChunkData() {
+  do {
+    if (chunkLeft > 0 && in->nUnread() == 0 && !in->check(false, 1)) {
+      return false;
+    }
+    const std::int32_t length = std::min(chunkLeft, in->nUnread());
+    const auto offset = static_cast<std::uint64_t>(chunkOffset);
+    const std::uint8_t* const data = in->readInPlace(length);
+    in->checkpoint();  // a piece that was handed over does not come again
+    chunkOffset += length;
+    chunkLeft -= length;
+    client().getDataReceiver().dataChunk(chunkId, offset, length, data);
+  } while (chunkLeft > 0);
+  return setState(nullptr);
 }
 
 // Replies

@@ -11,7 +11,8 @@ namespace fops {
 
 /// The client's end of the session protocol, the mirror of SFopsProto: writes requests, reads the server's replies and
 /// hands them out. It keeps no table of requests; ids are the caller's, and replies without an id arrive in the order
-/// of their requests.
+/// of their requests. The data of a chunk goes to the local DataReceiver in the pieces that it arrives in, each with
+/// its own offset: where the server's end gathers, this one copies nothing.
 ///
 /// Ownership: belongs to whoever runs the session; observes the writer and the callback, which must outlive it.
 /// Thread:    the loop's thread only. No call waits for the server.
@@ -88,6 +89,8 @@ private:
   void writeIdRequest(const char* type, TransferId id, const char* path, const char* clientData);
 
   bool readMsgType();
+  bool handleDataChunk();
+  bool handleChunkData();
   bool handleServerInit();
   bool handleGetRootResult();
   bool handleDirScanResult();
@@ -102,6 +105,7 @@ private:
   bool handleRenameFileOrFolderResult();
 
   rdr::StateMachine<FopsProto> stateFn;  // null while no message is in progress
+  std::int32_t chunkLeft = 0;            // bytes of the present chunk that have not come yet
   int offeredVersion = 0;                // of the last clientInit()
   // A list that may be larger than the input window: filled entry by entry, kept across blocks.
   std::vector<DirEntry> list;

@@ -173,14 +173,19 @@ bool FopsProto::handleCancelBySender() {
   return setState(nullptr);
 }
 
+std::int32_t FopsProto::readChunkHeader() {
+  chunkId = readId();
+  chunkOffset = static_cast<std::int64_t>(in->readU64());
+  const auto length = static_cast<std::int32_t>(in->readU32());
+  if (length < 0 || length >= maxChunkSize.getValueInt()) {
+    throw plat::ProtocolError("Fops chunk too large");
+  }
+  return length;
+}
+
 bool FopsProto::handleDataChunk() {
   if (chunkReader.len() == 0) {
-    chunkId = readId();
-    chunkOffset = static_cast<std::int64_t>(in->readU64());
-    const auto length = static_cast<std::int32_t>(in->readU32());
-    if (length < 0 || length >= maxChunkSize.getValueInt()) {
-      throw plat::ProtocolError("Fops chunk too large");
-    }
+    const std::int32_t length = readChunkHeader();
     // Takes a checkpoint: the header is not read again, however often the data makes this state wait.
     chunkReader.init(in, static_cast<std::uint32_t>(length), nullptr, false);
   }

@@ -99,6 +99,10 @@ protected:
   /// @return false if it is none of the five.
   bool dispatch();
 
+  /// Reads a chunk up to its data, into chunkId and chunkOffset.
+  /// @return the length of the data. @throws plat::ProtocolError if that is negative or too large.
+  std::int32_t readChunkHeader();
+
   /// Ends a message whose type msgType nobody knows: it may come from a newer peer. What is left of it is dropped
   /// below.
   /// @return true

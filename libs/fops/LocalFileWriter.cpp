@@ -1,5 +1,6 @@
 #include "libs/fops/LocalFileWriter.h"
 
+#include "base/os/unix/BorrowingFileStream.h"
 #include "base/os/unix/FileFdOutStream.h"
 #include "base/plat/Exception.h"
 #include "base/plat/LogSrc.h"
@@ -13,7 +14,8 @@ namespace {
 
 plat::LogSrc vlog("LocalFileWriter");
 
-constexpr mode_t PermissionBits = 07777;  // what open() takes of a mode; the rest of the attribute is the file's type
+constexpr std::int64_t LargeFile = 65536;  // smaller ones are not worth a list of blocks
+constexpr mode_t PermissionBits = 07777;   // what open() takes of a mode; the rest of the attribute is the file's type
 
 /// A name in `dir` that is free now: the one wanted, or the first of "(1)" to "(99)".
 plat::String freeName(const plat::String& dir, const char* name) {
@@ -22,13 +24,18 @@ plat::String freeName(const plat::String& dir, const char* name) {
 
 }  // namespace
 
-LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs, int bufferSize)
+LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs,
+                                 rdr::BlockLender* lender)
     : FileWriter(announced), destDir_(destDir) {
   const char* name = entry().name.orEmpty();
   destPath_ = plat::String::format("%s%s%s", destDir, plat::strEndsWith(destDir, "/") ? "" : "/", name);
   tempPath_ = freeName(destDir_, plat::String::format("%s.tmp", name).get());
   openArgs.permission = unixMode(entry()) & PermissionBits;
-  out_ = std::make_unique<os::FileFdOutStream>(tempPath_.get(), openArgs, bufferSize);
+  if (lender && entry().size > LargeFile) {
+    out_ = std::make_unique<os::BorrowingFileStream>(tempPath_.get(), openArgs, *lender);
+  } else {
+    out_ = std::make_unique<os::FileFdOutStream>(tempPath_.get(), openArgs);
+  }
   vlog.debug("Writing to %s", tempPath_.get());
 }
 

@@ -10,6 +10,10 @@ namespace os {
 class FileFdOutStream;
 }
 
+namespace rdr {
+class BlockLender;
+}
+
 namespace fops {
 
 /// Writes an incoming file to the local file system.
@@ -26,10 +30,11 @@ public:
   /// @param destDir local path of the directory.
   /// @param openArgs of which only the flags count: the file gets the permission bits of the entry's unixMode, as the
   ///        umask leaves them, from its first byte on.
-  /// @param bufferSize bytes that are gathered for one write; negative for the file stream's own 16384.
+  /// @param lender of the buffer that large files come from, block by block, if there is one.
   /// @throws plat::SystemException "fileOpenFd(%s)" or "fileExists(%s)", plat::Exception "Too many files with same
   ///         name"; nothing has been created then.
-  LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs, int bufferSize = -1);
+  LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs,
+                  rdr::BlockLender* lender = nullptr);
   ~LocalFileWriter() override;
 
   rdr::OutStream& getOutStream() override;

@@ -19,8 +19,8 @@ constexpr int PageSize = 4096;  // any page of the system's is a multiple; a fil
 
 FileFdOutStream::FileFdOutStream(int descriptor, bool own) : fd_(descriptor), ownFd(own) {}
 
-FileFdOutStream::FileFdOutStream(const char* path, OpenArgs openArgs, int size)
-    : BufferedNBOutStream(size), fd_(plat::fileOpenFd(path, openArgs.flags, openArgs.permission)), ownFd(true) {}
+FileFdOutStream::FileFdOutStream(const char* path, OpenArgs openArgs)
+    : fd_(plat::fileOpenFd(path, openArgs.flags, openArgs.permission)), ownFd(true) {}
 
 FileFdOutStream::~FileFdOutStream() {
   try {

@@ -5,18 +5,17 @@
 
 namespace os {
 
-/// Writes a file through its descriptor, a whole buffer at a time, which is 16384 bytes unless told otherwise. A block
-/// as large as the buffer or larger does not pass through it: what is buffered and the block go out in one call, as far
-/// as they make whole pages.
+/// Writes a file through its descriptor, a whole buffer of 16384 bytes at a time. A block as large as the buffer or
+/// larger does not pass through it: what is buffered and the block go out in one call, as far as they make whole pages.
 ///
 /// Ownership: owns what it has opened itself, otherwise as told.
 /// Lifecycle: the destructor writes what is pending and swallows a failure: call flush() where that matters.
 /// Failure:   plat::SystemException "write", also for EINTR, which does not come up with local files.
-class FileFdOutStream final : public rdr::BufferedNBOutStream {
+class FileFdOutStream : public rdr::BufferedNBOutStream {
 public:
   FileFdOutStream(int descriptor, bool own);
-  /// @param size bytes of the buffer; negative for 16384. @throws plat::SystemException "fileOpenFd(%s)"
-  FileFdOutStream(const char* path, OpenArgs openArgs, int size = -1);
+  /// @throws plat::SystemException "fileOpenFd(%s)"
+  FileFdOutStream(const char* path, OpenArgs openArgs);
   ~FileFdOutStream() override;
 
   void writeBytes(const void* data, int length) override;

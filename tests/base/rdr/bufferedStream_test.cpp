@@ -6,6 +6,7 @@
 #include "TestStreams.h"
 #include "base/plat/ConfigParameter.h"
 #include "base/plat/Configuration.h"
+#include "base/rdr/BlockLender.h"
 
 using test::FedInStream;
 using test::pattern;
@@ -56,6 +57,31 @@ TEST(BufferedInStream, waitsForAnItemOnlyAsFarAsTheBufferReaches) {
   FedInStream byDefault;
   byDefault.check(false);
   EXPECT_EQ(byDefault.asked, 16800);
+}
+
+TEST(BufferedInStream, leavesBytesThatSomebodyPointsToWhileThereIsRoom) {
+  FedInStream in("abcd", 8);
+  rdr::BlockLender lender(&in);
+  struct : rdr::BlockLender::Borrower {
+    void giveBack() noexcept override { atThatTime = std::string_view(block, 3); }
+    const char* block = nullptr;
+    std::string atThatTime;
+  } borrower;
+  EXPECT_FALSE(lender.lends("abcd"));
+  in.check(true, 4);
+  borrower.block = reinterpret_cast<const char*>(in.readInPlace(3));
+  EXPECT_TRUE(lender.lends(borrower.block));
+  in.checkpoint();
+  lender.add(borrower);
+  in.feed("efgh");
+  EXPECT_EQ(take(in, 3), "def");
+  EXPECT_EQ(in.asked, 4);
+  EXPECT_EQ(borrower.atThatTime, "") << "half of the buffer was left";
+  in.checkpoint();
+  in.feed("ijkl");
+  EXPECT_EQ(take(in, 5), "ghijk");
+  EXPECT_EQ(borrower.atThatTime, "abc");
+  EXPECT_EQ(in.offset(), 11U);
 }
 
 TEST(BufferedOutStream, givesTheMemoryOfALongBacklogBack) {

@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "TestStreams.h"
-#include "base/os/unix/FileFdOutStream.h"
+#include "base/os/unix/BorrowingFileStream.h"
 #include "base/plat/Time.h"
 #include "base/plat/TimedOut.h"
 #include "base/rdr/BlockException.h"
@@ -212,20 +212,62 @@ TEST(FileFdOutStream, writesAndClosesWhatItOwns) {
 
 TEST(FileFdOutStream, joinsBufferedBytesAndLargeBlocksInOrder) {
   const TempDir dir;
-  for (const int size : {-1, 65536}) {
-    std::string written;
-    os::FileFdOutStream out((dir / "f").c_str(), {O_WRONLY | O_CREAT | O_TRUNC, 0600}, size);
-    for (const std::size_t length : {5U, 16384U, 16379U, 1U, 16383U, 16385U, 4096U, 65536U, 16800U, 16800U, 3U}) {
-      out.writeU8(0);
-      const std::string block = pattern(length + written.size()).substr(written.size());
-      put(out, block);
-      written += '\0' + block;
-      EXPECT_EQ(out.length(), written.size()) << length;
-      EXPECT_EQ(dir.read("f").size() + static_cast<std::size_t>(out.nPending()), written.size()) << length;
-    }
-    out.flush();
-    EXPECT_EQ(dir.read("f"), written);
+  std::string written;
+  os::FileFdOutStream out((dir / "f").c_str(), {O_WRONLY | O_CREAT | O_TRUNC, 0600});
+  for (const std::size_t length : {5U, 16384U, 16379U, 1U, 16383U, 16385U, 4096U, 65536U, 16800U, 16800U, 3U}) {
+    out.writeU8(0);
+    const std::string block = pattern(length + written.size()).substr(written.size());
+    put(out, block);
+    written += '\0' + block;
+    EXPECT_EQ(out.length(), written.size()) << length;
+    EXPECT_EQ(dir.read("f").size() + static_cast<std::size_t>(out.nPending()), written.size()) << length;
   }
+  out.flush();
+  EXPECT_EQ(dir.read("f"), written);
+}
+
+TEST(BorrowingFileStream, writesBlocksBeforeTheBufferThatTheyLieInChanges) {
+  const TempDir dir;
+  const std::string source = pattern(100000);
+  std::string written;
+  auto in = std::make_unique<test::FedInStream>(source, 4000);
+  rdr::BlockLender lender(in.get());
+  os::BorrowingFileStream out((dir / "f").c_str(), {O_WRONLY | O_CREAT, 0600}, lender);
+  for (std::size_t length = 1; written.size() < 90000; length = length % 1500 + 7) {
+    in->check(true, static_cast<int>(length));
+    if (length % 11 == 0) {
+      out.writeU8('-');  // through the window, past writeBytes()
+      put(out, "copied");
+      written += "-copied";
+    }
+    out.writeBytes(in->readInPlace(static_cast<int>(length)), static_cast<int>(length));
+    written += source.substr(in->offset() - length, length);
+    in->checkpoint();
+    EXPECT_EQ(out.length(), written.size());
+  }
+  EXPECT_LT(dir.read("f").size(), written.size()) << "the last ones can wait";
+  in.reset();
+  EXPECT_EQ(dir.read("f"), written);
+  put(out, "end");
+  out.flush();
+  EXPECT_EQ(dir.read("f"), written + "end");
+}
+
+TEST(BorrowingFileStream, reportsAFailureThatItsLenderSawFirst) {
+  test::FedInStream in(pattern(9000), 4000);
+  rdr::BlockLender lender(&in);
+  in.check(true, 4000);
+  const std::uint8_t* const block = in.readInPlace(4000);
+  in.checkpoint();
+  auto first = std::make_unique<os::BorrowingFileStream>("/dev/full", os::OpenArgs{O_WRONLY, 0}, lender);
+  os::BorrowingFileStream second("/dev/full", {O_WRONLY, 0}, lender);
+  first->writeBytes(block, 4000);
+  second.writeBytes(block, 4000);
+  first.reset();  // swallows its failure, and nobody gives back to it
+  in.check(true, 4000);
+  EXPECT_EQ(raised([&] { second.writeBytes(block, 1); }), "write: No space left on device (28)");
+  EXPECT_EQ(raised([&] { put(second, "x"); }), "write: No space left on device (28)");
+  EXPECT_EQ(raised([&] { second.flush(); }), "write: No space left on device (28)");
 }
 
 TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {

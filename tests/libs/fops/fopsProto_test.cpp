@@ -53,7 +53,26 @@ std::string chunk(std::uint64_t offset, std::uint32_t length, const std::string&
   return message("DataChunk", Body().id(5, 7).u64(offset).u32(length).raw(data));
 }
 
-/// The client's end, and with it what both ends share: the data messages.
+/// What both ends share and nothing else: the data messages, without a session.
+class BareProto final : public FopsProto {
+public:
+  using FopsProto::FopsProto;
+  bool run(rdr::InStream& input) { return runStates(machine_, static_cast<StateFn>(&BareProto::readMsg), input); }
+
+private:
+  bool setState(StateFn state) override {
+    machine_.set(state);
+    return true;
+  }
+  bool readMsg() {
+    readType();
+    return dispatch();
+  }
+
+  rdr::StateMachine<FopsProto> machine_;
+};
+
+/// The client's end.
 class FopsProtoTest : public testing::Test {
 protected:
   void SetUp() override { open(proto, 4); }
@@ -69,6 +88,7 @@ protected:
   RecordingWriter writer;
   RecordingClient client;
   CFopsProto proto{writer, client};
+  BareProto bare{writer, client};
 };
 
 TEST_F(FopsProtoTest, learnsTheVersionAndRefusesOneThatWasNotOffered) {
@@ -125,7 +145,6 @@ TEST_F(FopsProtoTest, actsOnceOnAMessageCutAtAnyByte) {
         {message("Complete", id), "complete 5.7|"},
         {message("CancelByReceiver", Body(id).result("why", "Kind")), "cancelByReceiver 5.7|[Kind] why|"},
         {message("CancelBySender", Body(id).result("", "")), "cancelBySender 5.7|[] |"},
-        {chunk(9, 4, "data"), "dataChunk 5.7|9|4|"},
         {chunk(9, 0, ""), "dataChunk 5.7|9|0|"},
     };
     open(proto, v3 ? 3 : 4);
@@ -134,22 +153,44 @@ TEST_F(FopsProtoTest, actsOnceOnAMessageCutAtAnyByte) {
       const auto take = [&] { return calls(); };
       runCutAtEachByte(proto, wire, take, Lines{call});
     }
-    EXPECT_NE(client.ends.chunkData, nullptr) << "an empty chunk has a place too";
     const Body reply = Body(id).raw(data).raw(v3 ? e : Body()).text(longPath).result("no", "");
     EXPECT_EQ(failureOn(proto, message("UploadFolderResult", reply)), "");
     calls();
   }
 }
 
-TEST_F(FopsProtoTest, takesAChunkBelowTheLimitWithoutACopyIfItCan) {
+TEST_F(FopsProtoTest, gathersAChunkOnTheServersSide) {
+  const auto take = [&] { return calls(); };
+  runCutAtEachByte(bare, chunk(9, 4, "data"), take, Lines{"dataChunk 5.7|9|4|"});
+  runCutAtEachByte(bare, chunk(9, 0, ""), take, Lines{"dataChunk 5.7|9|0|"});
+  EXPECT_NE(client.ends.chunkData, nullptr) << "an empty chunk has a place too";
   test::FedInStream in(chunk(0, 5, "12345"), 100);
-  EXPECT_TRUE(proto.run(in));
+  EXPECT_TRUE(bare.run(in));
   EXPECT_EQ(client.ends.chunk, "12345");
-  EXPECT_EQ(client.ends.chunkData + 5, in.getPtr());
+  EXPECT_EQ(client.ends.chunkData + 5, in.getPtr()) << "no copy where there need be none";
   const std::string data = test::pattern(4194303);
   test::FedInStream small(chunk(0, 4194303, data), 65536);
-  EXPECT_TRUE(proto.run(small));
+  EXPECT_TRUE(bare.run(small));
   EXPECT_EQ(client.ends.chunk, data);
+}
+
+TEST_F(FopsProtoTest, passesAChunkOnPieceByPieceOnTheClientsSide) {
+  const std::string wire = chunk(1ULL << 40, 4, "data"), head = wire.substr(0, wire.size() - 4);
+  test::FedInStream in(head.substr(0, 20), 100);
+  EXPECT_FALSE(proto.run(in));
+  in.feed(head.substr(20) + "d");
+  EXPECT_FALSE(proto.run(in));
+  in.feed("at");
+  EXPECT_FALSE(proto.run(in));
+  EXPECT_EQ(client.ends.chunk, "at");
+  in.feed("a" + chunk(9, 1, "x"));
+  EXPECT_TRUE(proto.run(in));
+  EXPECT_TRUE(proto.run(in));
+  EXPECT_EQ(calls(), (Lines{"dataChunk 5.7|1099511627776|1|", "dataChunk 5.7|1099511627777|2|",
+                            "dataChunk 5.7|1099511627779|1|", "dataChunk 5.7|9|1|"}));
+}
+
+TEST_F(FopsProtoTest, refusesAChunkOverTheLimit) {
   for (const std::uint32_t length : {4194304U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
     CFopsProto fresh(writer, client);
     open(fresh, 4);
@@ -163,10 +204,10 @@ TEST_F(FopsProtoTest, standsBehindAChunkWhoseReceiverThrew) {
     test::FedInStream in(chunk(0, 100, std::string(100, 'x')), window);
     const std::string next = message("Complete", Body().id(5, 7));
     in.feed(next.substr(0, 5));
-    EXPECT_THROW(proto.run(in), plat::Exception);
-    EXPECT_FALSE(proto.run(in)) << "goes back, but not into the chunk";
+    EXPECT_THROW(bare.run(in), plat::Exception);
+    EXPECT_FALSE(bare.run(in)) << "goes back, but not into the chunk";
     in.feed(next.substr(5));
-    EXPECT_TRUE(proto.run(in));
+    EXPECT_TRUE(bare.run(in));
     EXPECT_EQ(calls().back(), "complete 5.7|");
   }
 }
