@@ -83,7 +83,7 @@ bool PeerChannel::readMsg(const char* name, rdr::InStream& in, io::MsgIpc&) {
   // Whatever message it was, an earlier one of the same burst may have left requests unsent.
   if (link_ && in.getPtr() == link_->in()->getEnd()) {
     flush();
-  } else {
+  } else if (!flushTimer_.running()) {
     flushTimer_.start(0);  // what follows in the window may be no whole message
   }
   return true;

@@ -90,6 +90,9 @@ bool BufferedInStream::overrun(int itemSize) {
     std::uint8_t* const dest = start.get() + (end - start.get());
     const int got = readBlock(dest, static_cast<int>(start.get() + bufSize - end));
     if (got == 0) {
+      if (observer && end - start.get() >= bufSize / 4) {
+        observer->bufferChanges();  // not needed yet, but this is a better time than one at which data is waiting
+      }
       return false;
     }
     if (trace) {

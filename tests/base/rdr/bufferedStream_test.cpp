@@ -82,6 +82,10 @@ TEST(BufferedInStream, leavesBytesThatSomebodyPointsToWhileThereIsRoom) {
   EXPECT_EQ(take(in, 5), "ghijk");
   EXPECT_EQ(borrower.atThatTime, "abc");
   EXPECT_EQ(in.offset(), 11U);
+  borrower.block -= 1;
+  lender.add(borrower);
+  EXPECT_FALSE(in.check(false, 2));
+  EXPECT_NE(borrower.atThatTime, "abc") << "nothing to read: time to write";
 }
 
 TEST(BufferedOutStream, givesTheMemoryOfALongBacklogBack) {
