@@ -44,4 +44,5 @@ function(kel_program name)
     target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,-z,now -Wl,--hash-style=gnu
       -Wl,--as-needed -Wl,--gc-sections)
   endif()
+  install(TARGETS ${name})
 endfunction()

@@ -15,6 +15,7 @@ class NullClient : public fops::CFopsProto::Callback {
   fops::DataSender& getDataSender() override { return ends_; }
   fops::DataReceiver& getDataReceiver() override { return ends_; }
   void serverInit(const fops::ServerInit&) override {}
+  bool takesPieces(fops::TransferId id, std::uint64_t, std::int32_t) override { return id % 2 == 0; }
   void getRootResult(const fops::DirEntry&) override {}
   void dirScanResult(std::vector<fops::DirEntry>&, const Error&) override {}
   void createFolderResult(const Error&) override {}

@@ -11,7 +11,7 @@
 #include "base/rdr/BlockException.h"
 #include "base/rdr/EndOfMsg.h"
 #include "base/rdr/InStreamV4.h"
-#include "tests/base/rdr/TestStreams.h"
+#include "tests/support/TestStreams.h"
 
 namespace {
 

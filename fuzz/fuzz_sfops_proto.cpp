@@ -1,7 +1,5 @@
 // The server's end of a session, on whatever a client may send, each message in two parts.
 
-#include <string_view>
-
 #include "base/plat/Exception.h"
 #include "base/rdr/MemInStream.h"
 #include "fuzz/protoFuzz.h"

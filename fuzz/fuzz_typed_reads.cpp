@@ -12,7 +12,7 @@
 #include "base/rdr/BlockException.h"
 #include "base/rdr/EndOfStream.h"
 #include "base/rdr/MemInStream.h"
-#include "tests/base/rdr/TestStreams.h"
+#include "tests/support/TestStreams.h"
 
 namespace {
 

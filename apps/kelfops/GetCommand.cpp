@@ -1,5 +1,6 @@
 #include "apps/kelfops/GetCommand.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <fcntl.h>
@@ -14,9 +15,10 @@
 
 namespace {
 
-constexpr std::size_t MaxFilesInFlight = 64;     // enough to hide every round trip; each holds a buffer on both sides
-constexpr std::size_t MaxListingsInFlight = 4;   // their replies can be large
-constexpr std::size_t EnoughQueuedFiles = 4096;  // no further listing while so many wait
+constexpr std::size_t MaxFilesInFlight = 64;      // enough to hide every round trip; each holds a buffer on both sides
+constexpr std::uint64_t MaxBytesAsked = 4 << 20;  // of a slow link the helper holds back what was asked for in memory
+constexpr std::size_t MaxListingsInFlight = 4;    // their replies can be large
+constexpr std::size_t EnoughQueuedFiles = 4096;   // no further listing while so many wait
 
 }  // namespace
 
@@ -25,9 +27,9 @@ GetCommand::GetCommand(std::string remote, std::string local, bool recursive)
 
 GetCommand::Item GetCommand::topItem() const {
   if (plat::fileIsDir(local_.c_str())) {
-    return {remote_, local_, "", 0, false};
+    return {remote_, local_, ""};
   }
-  return {remote_, plat::fileDirName(local_.c_str()).get(), plat::fileBaseName(local_.c_str()).get(), 0, false};
+  return {remote_, plat::fileDirName(local_.c_str()).get(), plat::fileBaseName(local_.c_str()).get()};
 }
 
 void GetCommand::begin(PeerSession& session) {
@@ -43,10 +45,11 @@ void GetCommand::begin(PeerSession& session) {
 }
 
 void GetCommand::pump() {
-  while (!files_.empty() && flying_.size() < MaxFilesInFlight) {
+  while (!files_.empty() && flying_.size() < MaxFilesInFlight && bytesAsked_ < MaxBytesAsked) {
     const fops::TransferId id = session_->newId();
     const Item& item = flying_.emplace(id, std::move(files_.front())).first->second;
     files_.pop_front();
+    bytesAsked_ += item.asked;
     session_->proto().downloadFile(id, item.remote.c_str(), "");
   }
   while (!folders_.empty() && listing_.size() < MaxListingsInFlight && files_.size() < EnoughQueuedFiles) {
@@ -68,7 +71,7 @@ void GetCommand::queueFolder(const std::string& remote, const std::string& paren
     const plat::String local = plat::fileMakeUnique(parent.c_str(), entry.name.get(), "(", ")", 99);
     plat::mkDirs(local.get(), fops::isPrivateMode(entry), false);
     ++tally_.folders;
-    folders_.push_back({remote, local.get(), "", 0, false});
+    folders_.push_back({remote, local.get(), ""});
   } catch (const plat::Exception& error) {
     session_->report(remote.c_str(), error);
   }
@@ -105,7 +108,8 @@ void GetCommand::takeEntry(const Item& parent, const fops::DirEntry& entry) {
   if (entry.flags & fops::Directory) {
     queueFolder(remote, parent.folder, entry);
   } else {
-    files_.push_back({remote, parent.folder, "", 0, false});
+    const std::uint64_t asked = std::min(static_cast<std::uint64_t>(entry.size), fops::FileReceiver::RequestWindow);
+    files_.push_back({remote, parent.folder, "", asked});
   }
 }
 
@@ -114,15 +118,16 @@ void GetCommand::downloadFileResult(fops::TransferId id, const fops::DirEntry& f
   if (found == flying_.end()) {
     return;
   }
-  if (!error.isEmpty()) {
-    session_->report(takeFlight(id).remote.c_str(), error);
-    return;
-  }
   Item& item = found->second;
   if (std::exchange(item.isStarted, true)) {
     throw plat::ProtocolError("DownloadFileResult without a request");
   }
+  if (!error.isEmpty()) {
+    session_->report(takeFlight(id).remote.c_str(), error);
+    return;
+  }
   item.size = static_cast<std::uint64_t>(file.size);
+  const fops::DirEntry local = localEntry(file, item.name);
   try {
     const os::OpenArgs create = {O_WRONLY | O_CREAT | O_TRUNC, 0644};
     session_->receiver().add(id, std::make_unique<fops::LocalFileWriter>(
@@ -150,7 +155,11 @@ fops::DirEntry GetCommand::localEntry(const fops::DirEntry& offered, const std::
 
 GetCommand::Item GetCommand::takeFlight(fops::TransferId id) {
   auto node = flying_.extract(id);
-  return node.empty() ? Item() : std::move(node.mapped());
+  if (node.empty()) {
+    return {};
+  }
+  bytesAsked_ -= node.mapped().asked;
+  return std::move(node.mapped());
 }
 
 void GetCommand::transferDone(fops::TransferId id, int status, const plat::Exception& error) {

@@ -31,9 +31,10 @@ private:
   struct Item {
     std::string remote;
     std::string folder;
-    std::string name;
-    std::uint64_t size = 0;
-    bool isStarted = false;  ///< the helper has offered it, and a writer stands
+    std::string name = {};
+    std::uint64_t asked = 0;  ///< bytes of it that may be on their way at a time
+    std::uint64_t size = 0;   ///< as offered
+    bool isStarted = false;   ///< the helper has offered it, and a writer stands
   };
 
   Item topItem() const;
@@ -50,5 +51,6 @@ private:
   std::deque<Item> files_;
   std::unordered_map<fops::TransferId, Item> listing_;
   std::unordered_map<fops::TransferId, Item> flying_;
+  std::uint64_t bytesAsked_ = 0;  ///< of those in flight
   TransferTally tally_;
 };

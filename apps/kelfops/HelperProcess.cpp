@@ -21,6 +21,7 @@
 #include "base/os/childExit.h"
 #include "base/os/signalName.h"
 #include "base/os/socketUtil.h"
+#include "base/os/unix/UniqueFd.h"
 #include "base/os/unix/UnixIo.h"
 #include "base/plat/Exception.h"
 #include "base/plat/StdlibException.h"
@@ -51,9 +52,9 @@ std::string hexDigest(const Secret& secret) {
   return plat::binToHex(digest.data(), digest.size()).get();
 }
 
-/// A descriptor that becomes readable when the process ends, or -1 where the system has none.
-int openPidFd(pid_t pid) {
-  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+/// A descriptor that becomes readable when the process ends, or none where the system has no such thing.
+os::UniqueFd openPidFd(pid_t pid) {
+  return os::UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
 }
 
 /// Processor time of the children that have been waited for so far.
@@ -77,10 +78,13 @@ std::string describeEnd(int status) {
 class HeldSignals {
 public:
   HeldSignals() {
-    os::pipeCloseOnExec(fds_);
-    os::setBlocking(fds_[0], false);
-    os::setBlocking(fds_[1], false);
-    writeFd = fds_[1];
+    int fds[2];
+    os::pipeCloseOnExec(fds);
+    readEnd_.reset(fds[0]);
+    writeEnd_.reset(fds[1]);
+    os::setBlocking(readEnd_.get(), false);
+    os::setBlocking(writeEnd_.get(), false);
+    writeFd = writeEnd_.get();
     for (std::size_t i = 0; i < Ending.size(); ++i) {
       sigaction(Ending[i], nullptr, &before_[i]);
       if (before_[i].sa_handler != SIG_IGN) {
@@ -97,18 +101,18 @@ public:
       sigaction(Ending[i], &before_[i], nullptr);
     }
     const int late = take();
-    close(fds_[0]);
-    close(fds_[1]);
+    readEnd_.reset();
+    writeEnd_.reset();
     if (late > 0) {
       raise(late);  // nobody has looked at it
     }
   }
-  int fd() const noexcept { return fds_[0]; }
+  int fd() const noexcept { return readEnd_.get(); }
 
   /// The first signal that has come and was not taken yet; 0 for none.
   int take() const noexcept {
     unsigned char sig = 0;
-    return read(fds_[0], &sig, 1) == 1 ? sig : 0;
+    return read(readEnd_.get(), &sig, 1) == 1 ? sig : 0;
   }
 
 private:
@@ -122,35 +126,8 @@ private:
   static constexpr std::array Ending = {SIGINT, SIGTERM, SIGHUP};
   static inline volatile sig_atomic_t writeFd = -1;
   std::array<struct sigaction, Ending.size()> before_ = {};
-  int fds_[2] = {-1, -1};
-};
-
-/// A descriptor that is closed at the end.
-struct ScopedFd {
-  explicit ScopedFd(int number) noexcept : fd(number) {}
-  ScopedFd(const ScopedFd&) = delete;
-  ScopedFd& operator=(const ScopedFd&) = delete;
-  ~ScopedFd() {
-    if (fd >= 0) {
-      close(fd);
-    }
-  }
-  const int fd;
-};
-
-/// Two connected sockets; what has not been given away is closed at the end.
-struct SocketPair {
-  SocketPair() { os::socketPairCloseOnExec(fds); }
-  SocketPair(const SocketPair&) = delete;
-  SocketPair& operator=(const SocketPair&) = delete;
-  ~SocketPair() {
-    for (const int fd : fds) {
-      if (fd >= 0) {
-        close(fd);
-      }
-    }
-  }
-  int fds[2] = {-1, -1};
+  os::UniqueFd readEnd_;
+  os::UniqueFd writeEnd_;
 };
 
 }  // namespace
@@ -218,12 +195,15 @@ void HelperProcess::launchOnSocket(const std::string& program, const std::vector
 }
 
 void HelperProcess::launchOnPair(const std::string& program, bool asStdin, const std::vector<std::string>& arguments) {
-  SocketPair pair;
+  int fds[2];
+  os::socketPairCloseOnExec(fds);
+  os::UniqueFd ownEnd(fds[0]);
+  os::UniqueFd childEnd(fds[1]);
   const int childFd = asStdin ? STDIN_FILENO : ChildLinkFd;
   launch_.args = {asStdin ? "-dummy" : std::to_string(childFd).c_str()};
-  launch_.childDup[childFd] = std::exchange(pair.fds[1], -1);
+  launch_.childDup[childFd] = childEnd.release();
   start(program, arguments);
-  link_ = os::adoptFd(std::exchange(pair.fds[0], -1), LinkBufferSize);
+  link_ = os::adoptFd(ownEnd.release(), LinkBufferSize);
 }
 
 void HelperProcess::start(const std::string& program, const std::vector<std::string>& arguments) {
@@ -244,8 +224,8 @@ void HelperProcess::start(const std::string& program, const std::vector<std::str
 }
 
 int HelperProcess::acceptFrom(int listenFd, int signalFd) {
-  const ScopedFd pidFd(openPidFd(launch_.pid));
-  pollfd watched[3] = {{listenFd, POLLIN, 0}, {pidFd.fd, POLLIN, 0}, {signalFd, POLLIN, 0}};
+  const os::UniqueFd pidFd = openPidFd(launch_.pid);
+  pollfd watched[3] = {{listenFd, POLLIN, 0}, {pidFd.get(), POLLIN, 0}, {signalFd, POLLIN, 0}};
   int ready = 0;
   while ((ready = poll(watched, 3, ConnectMs)) < 0 && errno == EINTR) {
   }
@@ -270,13 +250,13 @@ std::string HelperProcess::waitForEnd(int timeoutMs) {
   if (launch_.pid < 0) {
     return end_.empty() ? "not running" : end_;
   }
-  const ScopedFd pidFd(openPidFd(launch_.pid));
-  pollfd watched = {pidFd.fd, POLLIN, 0};
-  while (pidFd.fd >= 0 && timeoutMs != 0 && poll(&watched, 1, timeoutMs) < 0 && errno == EINTR) {
+  const os::UniqueFd pidFd = openPidFd(launch_.pid);
+  pollfd watched = {pidFd.get(), POLLIN, 0};
+  while (pidFd && timeoutMs != 0 && poll(&watched, 1, timeoutMs) < 0 && errno == EINTR) {
   }
   int status = 0;
   // Without such a descriptor the wait has steps.
-  if (launch_.wait(&status, pidFd.fd >= 0 && timeoutMs > 0 ? 0 : timeoutMs)) {
+  if (launch_.wait(&status, pidFd && timeoutMs > 0 ? 0 : timeoutMs)) {
     noteEnd(status);
   }
   return end_;

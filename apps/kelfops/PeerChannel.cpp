@@ -78,6 +78,7 @@ bool PeerChannel::readMsg(const char* name, rdr::InStream& in, io::MsgIpc&) {
   } else if (std::strcmp(name, "fopsNotification") == 0) {
     in.readU8();  // the session's own messages say the same
   } else if (!callback_.sessionMessage(in)) {
+    flush();  // the first part of a chunk may have led to a request
     return false;
   }
   // Whatever message it was, an earlier one of the same burst may have left requests unsent.

@@ -11,7 +11,7 @@
 #include "base/plat/ProtocolError.h"
 
 namespace {
-constexpr int FarewellMs = 5000;
+constexpr int FarewellMs = 5000;  // for the helper to close its end; HelperProcess then waits for its exit
 }
 
 PeerSession::PeerSession(std::unique_ptr<io::Io> link, Command& command, int clientVersion, int logLevel)

@@ -61,6 +61,9 @@ private:
   fops::DataSender& getDataSender() override { return sender_; }
   fops::DataReceiver& getDataReceiver() override { return receiver_; }
   void serverInit(const fops::ServerInit& init) override;
+  bool takesPieces(fops::TransferId id, std::uint64_t offset, std::int32_t length) override {
+    return receiver_.accepts(id, offset, length);
+  }
   void getRootResult(const fops::DirEntry& root) override;
   void dirScanResult(std::vector<fops::DirEntry>& list, const plat::Exception& error) override;
   void createFolderResult(const plat::Exception& error) override;

@@ -37,19 +37,17 @@ void PrivateSocket::listen() {
     throw plat::Exception(plat::Formatted, "%s: too long for a socket", path_.c_str());
   }
   std::memcpy(address.sun_path, path_.c_str(), path_.size() + 1);
-  fd_ = os::openSocket(AF_UNIX, SOCK_STREAM, 0);
-  if (fd_ < 0) {
+  fd_.reset(os::openSocket(AF_UNIX, SOCK_STREAM, 0));
+  if (!fd_) {
     throw plat::StdlibException("socket");
   }
-  if (bind(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || ::listen(fd_, 1) != 0) {
+  if (bind(fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || ::listen(fd(), 1) != 0) {
     throw plat::StdlibException("bind(%s)", path_.c_str());
   }
 }
 
 void PrivateSocket::remove() noexcept {
-  if (fd_ >= 0) {
-    close(fd_);
-  }
+  fd_.reset();
   unlink(path_.c_str());
   rmdir(folder_.c_str());
 }

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "base/os/unix/UniqueFd.h"
 #include "base/plat/NonCopyable.h"
 
 /// A listening Unix-domain socket in a folder that only its owner can enter. Both are gone with the object.
@@ -11,7 +12,7 @@ public:
   PrivateSocket();
   ~PrivateSocket();
 
-  int fd() const noexcept { return fd_; }
+  int fd() const noexcept { return fd_.get(); }
   const std::string& path() const noexcept { return path_; }
 
 private:
@@ -20,5 +21,5 @@ private:
 
   std::string folder_;
   std::string path_;
-  int fd_ = -1;
+  os::UniqueFd fd_;
 };

@@ -20,13 +20,9 @@ UploadStream::UploadStream(const char* path, std::int64_t size)
   rewindable_ = false;
 }
 
-UploadStream::~UploadStream() {
-  close(fd_);
-}
-
 int UploadStream::readBlock(std::uint8_t* dest, int len) {
   for (;;) {
-    const ssize_t got = read(fd_, dest, static_cast<std::size_t>(len));
+    const ssize_t got = read(fd_.get(), dest, static_cast<std::size_t>(len));
     if (got > 0) {
       return static_cast<int>(got);
     }

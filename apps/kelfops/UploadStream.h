@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "base/os/unix/UniqueFd.h"
 #include "base/rdr/BufferedInStream.h"
 
 /// A local file to be sent, read in large pieces: one piece becomes one chunk, and large chunks cost less on both
@@ -13,10 +14,9 @@ public:
   /// @param size of the file in bytes, as announced; a small file gets a small buffer.
   /// @throws plat::SystemException if the file cannot be opened.
   UploadStream(const char* path, std::int64_t size);
-  ~UploadStream() override;
 
 private:
   int readBlock(std::uint8_t* dest, int len) override;
 
-  int fd_;
+  os::UniqueFd fd_;
 };

@@ -1,6 +1,5 @@
 #include "apps/kelfops/listing.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <ctime>

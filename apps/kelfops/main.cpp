@@ -127,6 +127,9 @@ int main(int argc, char** argv) {
   } catch (const plat::Exception& failure) {
     std::fprintf(stderr, "kelfops: %s\n", plat::ExceptionText(failure).get());
     return HelperFailed;
+  } catch (const std::exception& failure) {  // out of memory: the helper still ends, and temporary files go
+    std::fprintf(stderr, "kelfops: %s\n", failure.what());
+    return HelperFailed;
   }
   if (!outputIsWhole()) {
     std::perror("kelfops: standard output");

@@ -7,6 +7,7 @@
 #include "base/io/FdKickerCallback.h"
 #include "base/io/FdManager.h"
 #include "base/os/socketUtil.h"
+#include "base/os/unix/UniqueFd.h"
 #include "base/plat/assert.h"
 #include "base/rdr/BlockException.h"
 #include "base/rdr/FdInStream.h"
@@ -17,20 +18,16 @@ FdKicker::FdKicker(FdKickerCallback* kicked) : callback(kicked) {
   int fds[2];
   os::pipeCloseOnExec(fds);
   fd_ = fds[0];
-  writeFd = fds[1];
-  try {
-    os::setBlocking(fd_, false);
-    os::setBlocking(writeFd, false);
-    in = std::make_unique<rdr::FdInStream>(fd_);
-    in->setNonBlocking(true);
-    fdMgr = FdManager::current();
-    PLAT_REQUIRE(fdMgr);
-    fdMgr->setRegistered(*this, true);
-    fdMgr->setInterest(*this, true, false);
-  } catch (const plat::Exception&) {
-    ::close(writeFd);
-    throw;
-  }
+  os::UniqueFd writeEnd(fds[1]);
+  os::setBlocking(fd_, false);
+  os::setBlocking(writeEnd.get(), false);
+  in = std::make_unique<rdr::FdInStream>(fd_);
+  in->setNonBlocking(true);
+  fdMgr = FdManager::current();
+  PLAT_REQUIRE(fdMgr);
+  fdMgr->setRegistered(*this, true);
+  fdMgr->setInterest(*this, true, false);
+  writeFd = writeEnd.release();
 }
 
 FdKicker::~FdKicker() {

@@ -1,6 +1,5 @@
 #include "base/loc/OsLocale.h"
 
-#include <algorithm>
 #include <cctype>
 #include <map>
 

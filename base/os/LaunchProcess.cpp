@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
@@ -21,6 +20,7 @@
 #include "base/os/programPath.h"
 #include "base/os/socketUtil.h"
 #include "base/os/startError.h"
+#include "base/os/unix/UniqueFd.h"
 #include "base/plat/DString.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/SystemException.h"
@@ -50,20 +50,6 @@ struct PidCleanup : plat::NonCopyable {
   }
   const pid_t pid;
   const plat::String& name;
-};
-
-/// The pipe for the child's start error.
-struct ErrorPipe : plat::NonCopyable {
-  ErrorPipe() { pipeCloseOnExec(fds); }
-  ~ErrorPipe() { close(); }
-  void close() noexcept {
-    for (int& fd : fds) {
-      if (fd >= 0) {
-        ::close(std::exchange(fd, -1));
-      }
-    }
-  }
-  int fds[2] = {-1, -1};
 };
 
 /// Keeps signals out while the child is made: one that arrived in it before its handlers are gone would run them there.
@@ -251,17 +237,20 @@ void LaunchProcess::redirectMissing() {
 bool LaunchProcess::forkChild() {
   ExecWords words(*this);
   redirectMissing();
-  ErrorPipe errors;
-  rdr::FdInStream in(errors.fds[0], ReportBufferSize);
+  int errorPipe[2];
+  pipeCloseOnExec(errorPipe);
+  UniqueFd errorsIn(errorPipe[0]);
+  UniqueFd errorsOut(errorPipe[1]);
+  rdr::FdInStream in(errorsIn.get(), ReportBufferSize);
   LaunchChild child;
   for (const auto& [target, source] : childDup) {
     child.redirects.push_back({source, target, source});
   }
   child.toClose.assign(closeInChild.begin(), closeInChild.end());
   if (args.empty()) {
-    child.toClose.push_back(errors.fds[0]);  // before its number is used for something else
+    child.toClose.push_back(errorsIn.get());  // before its number is used for something else
   }
-  child.errorFd = errors.fds[1];
+  child.errorFd = errorsOut.get();
   child.signalHandler = &SignalHandler::instance();
   child.argv = words.argv.data();
   child.environment = words.environment.data();
@@ -274,13 +263,14 @@ bool LaunchProcess::forkChild() {
     }
   }
   if (pid == 0) {
-    errors.fds[0] = errors.fds[1] = -1;  // closed, and perhaps redirected since
+    errorsIn.release();  // both closed, and their numbers perhaps redirected since
+    errorsOut.release();
     childDup.clear();
     pid = -1;
     return false;
   }
   closeRedirects();
-  ::close(std::exchange(errors.fds[1], -1));
+  errorsOut.reset();
   try {
     awaitExec(in);
   } catch (const plat::SystemException&) {

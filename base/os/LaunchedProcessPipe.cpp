@@ -12,6 +12,7 @@
 #include "base/os/adoptFd.h"
 #include "base/os/doubleFork.h"
 #include "base/os/socketUtil.h"
+#include "base/os/unix/UniqueFd.h"
 #include "base/os/unix/UnixIo.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/Time.h"
@@ -86,16 +87,11 @@ void LaunchedProcessPipe::parseHash(const char* hex) {
 }
 
 void LaunchedProcessPipe::redirectStderr() const {
-  const int fd = plat::fileOpenFd(logPath, O_WRONLY | O_CREAT | O_APPEND, 0666);
-  if (fd == STDERR_FILENO) {
-    setInheritableOrThrow(fd, true, false);
-    return;
-  }
-  const int rv = ::dup2(fd, STDERR_FILENO);
-  const int error = errno;
-  ::close(fd);
-  if (rv < 0) {
-    throw plat::SystemException("dup2", error);
+  UniqueFd fd(plat::fileOpenFd(logPath, O_WRONLY | O_CREAT | O_APPEND, 0666));
+  if (fd.get() == STDERR_FILENO) {
+    setInheritableOrThrow(fd.release(), true, false);
+  } else if (::dup2(fd.get(), STDERR_FILENO) < 0) {
+    throw plat::SystemException("dup2", errno);
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <utility>
 
 #include "base/os/childExit.h"
 #include "base/plat/LogSrc.h"

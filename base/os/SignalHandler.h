@@ -76,7 +76,7 @@ private:
   std::vector<Entry> handlers;     // in order of registration
   std::vector<Entry> dispatching;  // those still to be called for the present signal
   std::unique_ptr<io::FdKicker> kicker;
-  bool disabled = false;
+  bool disabled = false;  ///< nothing in this library sets it
 };
 
 }  // namespace os

@@ -12,6 +12,7 @@
 
 #include "base/os/socketLog.h"
 #include "base/os/socketOptions.h"
+#include "base/os/unix/UniqueFd.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/SystemException.h"
 
@@ -54,22 +55,14 @@ void limitDescriptors() {
   }
 }
 
-void closeKeepingErrno(int fd) noexcept {
-  const int savedErrno = errno;
-  ::close(fd);
-  errno = savedErrno;
-}
-
 /// Both or none: what is left after a failure is closed.
 void setPairNotInheritable(const int (&fds)[2]) {
-  try {
-    setInheritableOrThrow(fds[0], false, false);
-    setInheritableOrThrow(fds[1], false, false);
-  } catch (const plat::Exception&) {
-    ::close(fds[0]);
-    ::close(fds[1]);
-    throw;
-  }
+  UniqueFd first(fds[0]);
+  UniqueFd second(fds[1]);
+  setInheritableOrThrow(first.get(), false, false);
+  setInheritableOrThrow(second.get(), false, false);
+  first.release();
+  second.release();
 }
 
 void setOption(int fd, int option) {
@@ -134,7 +127,7 @@ bool setInheritable(int fd, bool inheritable, bool closeOnFailure) noexcept {
     return true;
   }
   if (closeOnFailure) {
-    closeKeepingErrno(fd);
+    UniqueFd(fd).reset();
   }
   return false;
 }
@@ -247,17 +240,12 @@ int openSocket(int domain, int type, int protocol) {
 }
 
 int bindSocket(const sockaddr* addr, socklen_t addrLength, int type, bool reusePort) {
-  const int fd = openSocket(addr->sa_family, type, 0);
-  if (fd < 0) {
+  UniqueFd fd(openSocket(addr->sa_family, type, 0));
+  if (!fd) {
     throw plat::SystemException("socket", errno);
   }
-  try {
-    prepareAndBind(fd, addr, addrLength, type, reusePort);
-  } catch (const plat::Exception&) {
-    ::close(fd);
-    throw;
-  }
-  return fd;
+  prepareAndBind(fd.get(), addr, addrLength, type, reusePort);
+  return fd.release();
 }
 
 void connectSocket(int fd, const sockaddr* addr, socklen_t addrLength, int type) {
@@ -272,20 +260,15 @@ void connectSocket(int fd, const sockaddr* addr, socklen_t addrLength, int type)
 }
 
 int connectNew(const sockaddr* addr, socklen_t addrLength, int type, bool blocking) {
-  const int fd = openSocket(addr->sa_family, type, 0);
-  if (fd < 0) {
+  UniqueFd fd(openSocket(addr->sa_family, type, 0));
+  if (!fd) {
     throw plat::SystemException("socket", errno);
   }
-  try {
-    if (!blocking) {
-      setBlocking(fd, false);
-    }
-    connectSocket(fd, addr, addrLength, type);
-  } catch (const plat::Exception&) {
-    ::close(fd);
-    throw;
+  if (!blocking) {
+    setBlocking(fd.get(), false);
   }
-  return fd;
+  connectSocket(fd.get(), addr, addrLength, type);
+  return fd.release();
 }
 
 int acceptSocket(int listenFd) {

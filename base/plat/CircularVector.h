@@ -43,8 +43,6 @@ public:
     --tail;
   }
 
-  void clear() noexcept { head = tail; }
-
   /// Makes room, so that `count` elements fit without growing again.
   /// @throws AssertionFail "0 < newCapacity && newCapacity <= 0x3fffffffu"
   void reserve(std::uint32_t count) {

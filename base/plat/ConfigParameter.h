@@ -25,7 +25,7 @@ struct LocDesc {
 enum ParameterPriority : int {
   PriorityDefault = 0,      ///< always present
   PriorityPreference = 10,  ///< the user's files and the command line
-  PriorityPolicy = 30,      ///< from here on the administrator's policy
+  PriorityPolicy = 30,      ///< from here on the administrator's policy; qzutil::ConfigStore loads it at 40
 };
 
 /// A tunable value: not one, but one for each priority at which somebody has set it.

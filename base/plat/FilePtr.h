@@ -14,7 +14,7 @@ class FilePtr : private NonCopyable {
 public:
   enum Mode : int { Read = 0, Write = 1, ReadWrite = 2 };
 
-  /// Bits for open(). A file that may be created is cut to nothing unless the table of its mode says otherwise.
+  /// Bits for open(). A file that may be created is cut to nothing unless its bit says otherwise.
   enum Flags : int {
     Append = 1,    ///< Write: continue at the end
     Create = 2,    ///< ReadWrite: create if missing, keep what is there

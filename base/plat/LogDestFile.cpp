@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "base/os/AppInfo.h"
+#include "base/os/sysInfo.h"
 #include "base/plat/BoolParameter.h"
 #include "base/plat/Exception.h"
 #include "base/plat/Lock.h"
@@ -56,18 +57,10 @@ bool showsColours(std::FILE* stream) noexcept {
          (std::strstr(term, "xterm") || std::strstr(term, "ansi") || std::strstr(term, "color"));
 }
 
-String shortHostName() {
-  char name[257] = {};
-  if (gethostname(name, sizeof name - 1) != 0) {
-    return "";
-  }
-  return String(name, std::strcspn(name, "."));
-}
-
 }  // namespace
 
 LogDestFile::LogDestFile(const char* name, std::FILE* stream)
-    : LogDest(name), ident_(os::AppInfo::app(true)), hostName_(shortHostName()) {
+    : LogDest(name), ident_(os::AppInfo::app(true)), hostName_(os::hostNameShort()) {
   if (stream != nullptr) {
     file_.attach(stream, false);
     colour_ = showsColours(stream);

@@ -8,7 +8,8 @@ namespace plat {
 
 /// A lock that its holder may take again; as many unlock() calls release it.
 ///
-/// Purpose:   guards the few things that other threads may reach: log destinations, translation tables, threads.
+/// Purpose:   guards the few things that other threads may reach: log destinations, translation tables, locale
+///            caches, the lookup of functions at run time, threads.
 ///            Streams, descriptors and the file service take no locks. Take it through a Lock where a block ends it.
 /// Lifecycle: may be made in any static initialiser. Destroy it only when nobody holds it.
 class Mutex : private NonCopyable {

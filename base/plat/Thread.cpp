@@ -146,6 +146,8 @@ void Thread::body() noexcept {
     delete this;
   } catch (const Exception& e) {
     logThreadEvent("failed", name.orEmpty(), self, e.message);
+  } catch (const std::exception& e) {
+    logThreadEvent("failed", name.orEmpty(), self, e.what());
   }
   currentThread = nullptr;  // other thread-local objects may still ask
 }

@@ -10,8 +10,8 @@ namespace plat {
 
 /// A thread of the system and its whole life, every step of which is logged on the source "Threading".
 ///
-/// Purpose:   runs a Runnable, or an overridden run(). Anything that arrives there as an exception ends the thread
-///            with a log line, not the process.
+/// Purpose:   runs a Runnable, or an overridden run(). A plat::Exception or std::exception that arrives there ends the
+///            thread with a log line, not the process.
 /// Ownership: owned by whoever made it; the destructor waits for the thread. A class that overrides run() joins in
 ///            its own destructor, since the base's comes too late for its members.
 ///            A detached thread DESTROYS ITSELF at the end of its body: made with new, no pointer kept to it.

@@ -1,5 +1,6 @@
 #include "base/plat/assert.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
@@ -19,7 +20,7 @@ LogSrc& assertionLog() {
 
 [[maybe_unused]] const LogSrc& registered = assertionLog();
 
-bool failing = false;
+std::atomic_flag failing;  // also two threads may fail at once
 void (*flushHook)() = nullptr;
 
 void report(const AssertionFail& failure) {
@@ -40,10 +41,9 @@ void throwAssertionFail(const char* expression, const char* file, int line) {
 }
 
 void assertFailed(const AssertionFail& failure) noexcept {
-  if (failing) {
+  if (failing.test_and_set()) {
     std::abort();
   }
-  failing = true;
   std::fprintf(stderr, "%s\n", failure.message);
   std::fflush(stderr);
   try {

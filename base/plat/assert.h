@@ -4,7 +4,8 @@
 
 /// Two ways of insisting on a condition. PLAT_REQUIRE throws plat::AssertionFail, for code whose callers survive a
 /// bug; PLAT_ASSERT ends the process through plat::assertFailed, for code that must not unwind. Both are always
-/// compiled in. The _AS forms state the expression's text, the file and the line themselves.
+/// compiled in. The _AS forms state the expression's text, the file and the line themselves, for messages that
+/// readers of logs match and that must survive moves of the code.
 #define PLAT_REQUIRE_AS(condition, text, file, line)    \
   do {                                                  \
     if (!(condition)) [[unlikely]] {                    \

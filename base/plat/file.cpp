@@ -8,6 +8,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "base/os/unix/UniqueFd.h"
 #include "base/plat/StdlibException.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/SystemExceptionFmt.h"
@@ -116,15 +117,10 @@ int fileOpenFdNoThrow(const char* path, int flags, mode_t permission) noexcept {
 }
 
 std::FILE* fileOpenStream(const char* path, int flags, const char* mode, mode_t permission) noexcept {
-  const int fd = fileOpenFdNoThrow(path, flags, permission);
-  if (fd < 0) {
-    return nullptr;
-  }
-  std::FILE* const stream = ::fdopen(fd, mode);
-  if (stream == nullptr) {
-    const int error = errno;
-    ::close(fd);
-    errno = error;
+  os::UniqueFd fd(fileOpenFdNoThrow(path, flags, permission));
+  std::FILE* const stream = fd ? ::fdopen(fd.get(), mode) : nullptr;
+  if (stream != nullptr) {
+    fd.release();
   }
   return stream;
 }

@@ -60,6 +60,16 @@ public:
     return false;
   }
 
+  // Somebody may have put a link in its place by now, and what that leads to is not ours to empty.
+  bool stillFolder(const char* path) override {
+    struct stat info;
+    const bool isFolder = ::lstat(path, &info) == 0 && S_ISDIR(info.st_mode);
+    if (!isFolder) {
+      fileRemoveNoThrow(path);
+    }
+    return isFolder;
+  }
+
   void leaveFolder(const char* path, std::exception_ptr) override { lastError = ::rmdir(path) == 0 ? 0 : errno; }
 
   int lastError = 0;

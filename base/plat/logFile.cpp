@@ -29,25 +29,31 @@ FileTime purgeLimit() {
   return keepDays > now / TicksPerDay ? 0 : now - keepDays * TicksPerDay;
 }
 
-void purge(const char* dir, const char* baseName) {
+/// @return false if something could not be looked at or removed.
+bool purge(const char* dir, const char* baseName) {
   const FileTime limit = purgeLimit();
   const String prefix = String::format("%s.", baseName);
-  os::DirEnum entries(dir);
-  while (const char* const name = entries.next()) {
-    if (strStartsWith(name, prefix.get()) && fileGetTime(entries.path()) < limit) {
-      fileRemove(entries.path());
+  try {
+    os::DirEnum entries(dir);
+    while (const char* const name = entries.next()) {
+      if (strStartsWith(name, prefix.get()) && fileGetTime(entries.path()) < limit) {
+        fileRemove(entries.path());
+      }
     }
+  } catch (const Exception&) {
+    return false;
   }
+  return true;
 }
 
-/// A log may be sent to a device or a pipe; renaming "/dev/null" would take it from everybody.
-bool isDeviceOrPipe(const char* path) noexcept {
+/// A log may be sent to a device; renaming "/dev/null" would take it from everybody.
+bool isDevice(const char* path) noexcept {
   struct stat status = {};
-  return ::stat(path, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+  return ::stat(path, &status) == 0 && (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode));
 }
 
 void rotate(const char* path, const char* dir, const char* baseName) {
-  if (!fileExists(path) || isDeviceOrPipe(path)) {
+  if (!fileExists(path) || isDevice(path)) {
     return;
   }
   const std::tm t = localBreakdown(fileGetTime(path));
@@ -62,11 +68,8 @@ void openLogFile(FilePtr& file, const char* path) {
   const String dir = fileDirName(path);
   const String baseName = fileBaseName(path);
   mkDirs(dir.get(), true, false);
-  try {
-    purge(dir.get(), baseName.get());
+  if (purge(dir.get(), baseName.get())) {
     rotate(path, dir.get(), baseName.get());
-  } catch (const Exception&) {
-    // A log in an untidy folder is better than none.
   }
   file.open(path, FilePtr::Write);
 }

@@ -4,7 +4,7 @@
 
 namespace plat {
 
-// The little HTML that the product's about text is made of. Everything appends; texts and attribute values are
+// The little HTML that about texts and the like are made of. Everything appends; texts and attribute values are
 // escaped, style texts are built from the functions below and are taken as they are.
 
 enum class TextAlign { Left, Right, Center, Justify };

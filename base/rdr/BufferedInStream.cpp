@@ -22,9 +22,11 @@ BufferedInStream::BufferedInStream(BufferedInStream&& other) noexcept
     : offsetBase(other.offsetBase),
       bufSize(std::exchange(other.bufSize, 0)),
       start(std::move(other.start)),
-      observer(std::exchange(other.observer, nullptr)),
       secure(other.secure),
       trace(other.trace) {
+  if (auto* const told = std::exchange(other.observer, nullptr)) {
+    told->bufferGone();  // it observes that stream, not this one
+  }
   ptr = std::exchange(other.ptr, nullptr);
   end = std::exchange(other.end, nullptr);
   checkpointPtr = std::exchange(other.checkpointPtr, nullptr);

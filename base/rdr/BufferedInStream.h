@@ -9,7 +9,8 @@ namespace rdr {
 /// An input stream with a buffer of fixed size between the reader and a transport.
 ///
 /// Purpose:   a derived class supplies readBlock() and nothing else. The buffer keeps what lies behind the checkpoint;
-///            each refill first moves that to its front and then asks for all the free room, one system call a time.
+///            each refill first moves that to its front, unless an observer points into it, and then asks for all the
+///            free room, one system call a time.
 /// Ownership: owns the buffer.
 /// Limit:     a message of which more than the buffer is read without a checkpoint cannot be parsed: plat::Exception
 ///            "InStream overrun: buffer size exceeded".
@@ -34,7 +35,7 @@ public:
 
   /// @param size bytes of the buffer; negative for 16800, 0 for none at all.
   explicit BufferedInStream(int size = -1);
-  /// Takes the buffer with its unread bytes; `other` is left without a buffer.
+  /// Takes the buffer with its unread bytes; `other` is left without a buffer, and its observer is told that it went.
   BufferedInStream(BufferedInStream&& other) noexcept;
   ~BufferedInStream() override;
 
@@ -45,7 +46,7 @@ public:
   /// Dumps every block that is read to standard error, for debugging.
   void setTrace(bool on) noexcept { trace = on; }
 
-  /// Null for none. Not owned.
+  /// At most one at a time; null for none. Not owned.
   void setObserver(Observer* newObserver) noexcept { observer = newObserver; }
   /// Whether `where` points into the buffer.
   [[nodiscard]] bool holds(const void* where) const noexcept;

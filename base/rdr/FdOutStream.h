@@ -17,7 +17,7 @@ public:
   /// write to the stream nor destroy it.
   class Callback {
   public:
-    /// After each write(2) but a failed one. @param blocked the descriptor took nothing.
+    /// After each write(2) that took bytes or would have had to wait. @param blocked the descriptor took nothing.
     virtual void writeResult(FdOutStream* stream, bool blocked) = 0;
     /// closeWrite() was called; if bytes are pending, it must be called again when none are.
     virtual void writeClosed(FdOutStream* stream) = 0;

@@ -21,7 +21,7 @@ public:
   explicit TransactedFileOutStream(const char* path, int flags = 0);
   ~TransactedFileOutStream() override;
 
-  /// Puts the file in place. Without effect the second time.
+  /// Puts the file in place. Without effect the second time, also if the first failed to rename.
   /// @throws plat::StdlibException "writing to file failed", "fflush", "fclose"
   /// @throws plat::SystemException "fileRename(%s,%s)"
   void commit();

@@ -63,7 +63,7 @@ bool CFopsProto::readMsgType() {
     throw plat::ProtocolError("The fops client is not initialised");
   }
   if (type == "DataChunk") {
-    return setHandler(&CFopsProto::handleDataChunk);
+    return setHandler(&CFopsProto::handleChunk);
   }
   if (dispatch()) {
     return true;
@@ -84,12 +84,19 @@ plat::String CFopsProto::readVersion3Text() {
   return version() == 3 ? readText() : plat::String();
 }
 
-bool CFopsProto::handleDataChunk() {
-  chunkLeft = readChunkHeader();
-  return setHandler(&CFopsProto::handleChunkData);
+bool CFopsProto::handleChunk() {
+  if (chunkReader.len() == 0) {
+    const std::int32_t length = readChunkHeader();
+    if (length == 0 || client().takesPieces(chunkId, static_cast<std::uint64_t>(chunkOffset), length)) {
+      chunkLeft = length;
+      return setHandler(&CFopsProto::handleChunkPieces);
+    }
+    beginChunk(length);
+  }
+  return gatherChunk();
 }
 
-bool CFopsProto::handleChunkData() {
+bool CFopsProto::handleChunkPieces() {
   do {
     if (chunkLeft > 0 && in->nUnread() == 0 && !in->check(false, 1)) {
       return false;
@@ -98,9 +105,14 @@ bool CFopsProto::handleChunkData() {
     const auto offset = static_cast<std::uint64_t>(chunkOffset);
     const std::uint8_t* const data = in->readInPlace(length);
     in->checkpoint();  // a piece that was handed over does not come again
-    chunkOffset += length;
+    chunkOffset = static_cast<std::int64_t>(offset + static_cast<std::uint64_t>(length));
     chunkLeft -= length;
-    client().getDataReceiver().dataChunk(chunkId, offset, length, data);
+    try {
+      client().getDataReceiver().dataChunk(chunkId, offset, length, data);
+    } catch (...) {
+      setState(nullptr);
+      throw;
+    }
   } while (chunkLeft > 0);
   return setState(nullptr);
 }

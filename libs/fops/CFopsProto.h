@@ -11,8 +11,7 @@ namespace fops {
 
 /// The client's end of the session protocol, the mirror of SFopsProto: writes requests, reads the server's replies and
 /// hands them out. It keeps no table of requests; ids are the caller's, and replies without an id arrive in the order
-/// of their requests. The data of a chunk goes to the local DataReceiver in the pieces that it arrives in, each with
-/// its own offset: where the server's end gathers, this one copies nothing.
+/// of their requests.
 ///
 /// Ownership: belongs to whoever runs the session; observes the writer and the callback, which must outlive it.
 /// Thread:    the loop's thread only. No call waits for the server.
@@ -24,6 +23,11 @@ public:
   class Callback : public FopsProto::Callback {
   public:
     virtual void serverInit(const ServerInit& init) = 0;
+
+    /// Whether the local DataReceiver takes this chunk in the pieces that it arrives in, as chunks of their own, so
+    /// that nothing need be gathered. It must have seen that the chunk as a whole is right.
+    virtual bool takesPieces(TransferId id, std::uint64_t offset, std::int32_t length) = 0;
+
     virtual void getRootResult(const DirEntry& root) = 0;
     virtual void dirScanResult(std::vector<DirEntry>& list, const plat::Exception& error) = 0;
     virtual void createFolderResult(const plat::Exception& error) = 0;
@@ -89,8 +93,8 @@ private:
   void writeIdRequest(const char* type, TransferId id, const char* path, const char* clientData);
 
   bool readMsgType();
-  bool handleDataChunk();
-  bool handleChunkData();
+  bool handleChunk();
+  bool handleChunkPieces();
   bool handleServerInit();
   bool handleGetRootResult();
   bool handleDirScanResult();
@@ -105,7 +109,7 @@ private:
   bool handleRenameFileOrFolderResult();
 
   rdr::StateMachine<FopsProto> stateFn;  // null while no message is in progress
-  std::int32_t chunkLeft = 0;            // bytes of the present chunk that have not come yet
+  std::int32_t chunkLeft = 0;            // bytes of a chunk taken in pieces that have not come yet
   int offeredVersion = 0;                // of the last clientInit()
   // A list that may be larger than the input window: filled entry by entry, kept across blocks.
   std::vector<DirEntry> list;

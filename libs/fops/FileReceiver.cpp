@@ -107,11 +107,21 @@ void FileReceiver::dataChunk(TransferId id, std::uint64_t chunkPosition, std::in
   }
 }
 
+bool FileReceiver::fits(const ReceiveFile& file, std::uint64_t chunkPosition, std::int32_t length) noexcept {
+  return chunkPosition == file.position && length >= 0 &&
+         static_cast<std::uint64_t>(length) <= file.size - file.position;
+}
+
+bool FileReceiver::accepts(TransferId id, std::uint64_t chunkPosition, std::int32_t length) noexcept {
+  const auto i = find(id);
+  return i != files_.end() && fits(*i, chunkPosition, length);
+}
+
 /// `file` may be gone afterwards.
 void FileReceiver::takeChunk(ReceiveFile& file, std::uint64_t chunkPosition, std::int32_t length,
                              const std::uint8_t* data) {
   const TransferId id = file.id;
-  if (chunkPosition != file.position || length < 0 || static_cast<std::uint64_t>(length) > file.size - file.position) {
+  if (!fits(file, chunkPosition, length)) {
     throw plat::ProtocolError("Fops write bad position/size");
   }
   file.writer->getOutStream().writeBytes(data, length);

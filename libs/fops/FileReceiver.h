@@ -38,6 +38,8 @@ public:
   /// Takes the next bytes. An unknown id is ignored: chunks that were under way when the file was cancelled. Failure
   /// ends this file alone, with a cancelByReceiver to the peer.
   void dataChunk(TransferId id, std::uint64_t chunkPosition, std::int32_t length, const std::uint8_t* data) override;
+  /// Whether a chunk continues a known file and stays within it.
+  bool accepts(TransferId id, std::uint64_t chunkPosition, std::int32_t length) noexcept;
   void cancelBySender(TransferId id, const plat::Exception& error) override;
 
   /// Gives the file up from this side.
@@ -57,6 +59,7 @@ private:
 
   Files::iterator find(TransferId id) noexcept;
   const char* nameOf(TransferId id) noexcept;
+  static bool fits(const ReceiveFile& file, std::uint64_t chunkPosition, std::int32_t length) noexcept;
   void takeChunk(ReceiveFile& file, std::uint64_t chunkPosition, std::int32_t length, const std::uint8_t* data);
   void request(ReceiveFile& file);
   void endFile(ReceiveFile& file);

@@ -185,10 +185,16 @@ std::int32_t FopsProto::readChunkHeader() {
 
 bool FopsProto::handleDataChunk() {
   if (chunkReader.len() == 0) {
-    const std::int32_t length = readChunkHeader();
-    // Takes a checkpoint: the header is not read again, however often the data makes this state wait.
-    chunkReader.init(in, static_cast<std::uint32_t>(length), nullptr, false);
+    beginChunk(readChunkHeader());
   }
+  return gatherChunk();
+}
+
+void FopsProto::beginChunk(std::int32_t length) {
+  chunkReader.init(in, static_cast<std::uint32_t>(length), nullptr, false);
+}
+
+bool FopsProto::gatherChunk() {
   const auto [length, data] = chunkReader.read(false);
   if (!data) {
     return false;

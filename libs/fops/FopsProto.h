@@ -103,6 +103,13 @@ protected:
   /// @return the length of the data. @throws plat::ProtocolError if that is negative or too large.
   std::int32_t readChunkHeader();
 
+  /// Has the data of the chunk gathered from here on. Takes a checkpoint: the header is not read again.
+  void beginChunk(std::int32_t length);
+
+  /// The data goes to the local receiver once it is whole, in place if it lies so.
+  /// @return false if it must be called again with more of it.
+  bool gatherChunk();
+
   /// Ends a message whose type msgType nobody knows: it may come from a newer peer. What is left of it is dropped
   /// below.
   /// @return true
@@ -132,7 +139,7 @@ protected:
   bool discarding = false;      // output is off, for the rest of this object's life
   TransferId chunkId = 0;       // the two of the chunk being read
   std::int64_t chunkOffset = 0;
-  rdr::ByteReader chunkReader;  // its len is not 0 exactly while a chunk's data is on its way
+  rdr::ByteReader chunkReader;  // its len is not 0 exactly while a chunk's data is being gathered
 
 private:
   void writeCancel(const char* type, TransferId id, const plat::Exception& error);

@@ -30,7 +30,8 @@ public:
   /// @param destDir local path of the directory.
   /// @param openArgs of which only the flags count: the file gets the permission bits of the entry's unixMode, as the
   ///        umask leaves them, from its first byte on.
-  /// @param lender of the buffer that large files come from, block by block, if there is one.
+  /// @param lender of the buffer that the bytes of a large file come from, if there is one: they are pointed to there,
+  ///        beyond the call that brings them, until the lender wants them back.
   /// @throws plat::SystemException "fileOpenFd(%s)" or "fileExists(%s)", plat::Exception "Too many files with same
   ///         name"; nothing has been created then.
   LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs,

@@ -177,6 +177,7 @@ bool SFopsProto::handleCreateFolder() {
   if (refused.isEmpty()) {
     server().getDirActions().createFolder(directory.get(), name.get());
   } else {
+    // Joining is what meets a leading slash with its fatal assertion, as other refusals of this message do not.
     createFolderResult(joinPath(directory.get(), name.get()).get(), refused);
   }
   return setState(nullptr);

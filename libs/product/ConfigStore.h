@@ -13,7 +13,7 @@ namespace qzutil {
 /// Implemented by ConfigStoreFile. Main thread. A null configuration means plat::Configuration::global().
 class ConfigStore : private plat::NonCopyable {
 public:
-  static constexpr int PriorityFirstLayer = 5;
+  static constexpr int PriorityFirstLayer = 5;  ///< for stores that have such a layer; that of files has none
   static constexpr int PriorityUser = 10;
   static constexpr int PriorityPolicy = 40;
 

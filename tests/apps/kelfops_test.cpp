@@ -7,8 +7,8 @@
 #include <sys/stat.h>
 
 #include "tests/apps/Child.h"
-#include "tests/base/rdr/TestStreams.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TestStreams.h"
 
 namespace {
 

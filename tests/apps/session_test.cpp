@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 
 #include "tests/apps/RawPeer.h"
-#include "tests/base/rdr/TestStreams.h"
+#include "tests/support/TestStreams.h"
 
 namespace {
 

@@ -60,9 +60,7 @@ TempDir::TempDir() {
 
 TempDir::~TempDir() {
   try {
-    if (checkTemporaryFiles_) {
-      reportTemporaryFiles(path_);
-    }
+    reportTemporaryFiles(path_);
     std::error_code error;
     fs::remove_all(path_, error);
     if (error) {

@@ -10,8 +10,8 @@ namespace test {
 ///
 /// Ownership: a member of the fixture or a local of the test; everything below path() goes with it.
 /// Lifecycle: the destructor first looks for temporary files ("x.tmp", "x(1).tmp", "x.tmp(1)") anywhere below path()
-///            and fails the running test for each, unless allowTemporaryFiles() was called; then it removes the tree,
-///            also parts whose permissions were taken away.
+///            and fails the running test for each; then it removes the tree, also parts whose permissions were taken
+///            away.
 /// Names are relative to path(); they may hold slashes. Failures of the helpers throw std::runtime_error, so that a
 /// broken set-up ends the test.
 class TempDir {
@@ -45,12 +45,8 @@ public:
   /// True if something has that name, be it a link that points nowhere.
   bool exists(std::string_view name) const;
 
-  /// From here on a temporary file that is left behind fails nothing.
-  void allowTemporaryFiles() noexcept { checkTemporaryFiles_ = false; }
-
 private:
   std::string path_;
-  bool checkTemporaryFiles_ = true;
 };
 
 }  // namespace test

@@ -17,6 +17,9 @@ BorrowingFileStream::~BorrowingFileStream() {
 }
 
 void BorrowingFileStream::writeBytes(const void* data, int length) {
+  if (length < 1) {
+    return;
+  }
   if (!lender_.lends(data)) {
     writeBorrowed();
     FileFdOutStream::writeBytes(data, length);
@@ -58,8 +61,12 @@ void BorrowingFileStream::giveBack() noexcept {
   int left = std::exchange(blockCount_, 0);
   while (left > 0 && failure_ == 0) {
     const ssize_t written = writev(fd(), next, left);
-    if (written < 0) {
-      failure_ = errno;
+    if (written <= 0) {
+      failure_ = written < 0 ? errno : EIO;  // nothing taken of something: going on might never end
+      if (failure_ == EINTR) {
+        failure_ = 0;
+        continue;
+      }
       return;
     }
     auto rest = static_cast<std::size_t>(written);

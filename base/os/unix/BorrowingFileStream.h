@@ -10,7 +10,8 @@
 namespace os {
 
 /// A file stream for bulk data out of one stream's buffer: it points to the blocks that it is given there, and writes
-/// many of them in one call, at the latest when the lender wants them back. Other data is copied, as by its base.
+/// many of them in one call, at the latest when the lender wants them back. Other data is copied, as by its base. Only
+/// flush() and the destructor see to the blocks: nPending(), tryFlush() and the like know of what was copied alone.
 ///
 /// Ownership: observes the lender, which must outlive it.
 /// Failure:   that of writing borrowed blocks shows at the next writeBytes() or flush(), and from then on at each:

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstring>
 #include <string>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -14,6 +13,7 @@
 
 #include "base/io/endpoint.h"
 #include "base/os/socketUtil.h"
+#include "base/os/unix/UniqueFd.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
 
@@ -22,24 +22,6 @@ namespace os {
 namespace {
 
 static_assert(sizeof(ucred) == 12);
-
-/// A descriptor that is closed unless it is given away.
-class FdGuard {
-public:
-  explicit FdGuard(int fd) noexcept : fd_(fd) {}
-  FdGuard(const FdGuard&) = delete;
-  FdGuard& operator=(const FdGuard&) = delete;
-  ~FdGuard() {
-    if (fd_ >= 0) {
-      ::close(fd_);
-    }
-  }
-  int get() const noexcept { return fd_; }
-  int release() noexcept { return std::exchange(fd_, -1); }
-
-private:
-  int fd_;
-};
 
 sockaddr_un unixAddress(const char* path) {
   PLAT_REQUIRE(path);
@@ -53,9 +35,9 @@ sockaddr_un unixAddress(const char* path) {
   return address;
 }
 
-int openUnixSocket(bool datagram) {
-  const int fd = openSocket(AF_UNIX, datagram ? SOCK_DGRAM : SOCK_STREAM, 0);
-  if (fd < 0) {
+UniqueFd openUnixSocket(bool datagram) {
+  UniqueFd fd(openSocket(AF_UNIX, datagram ? SOCK_DGRAM : SOCK_STREAM, 0));
+  if (!fd) {
     throw plat::SystemException("socket", errno);
   }
   return fd;
@@ -75,7 +57,7 @@ int tryConnect(int fd, const sockaddr_un& address) noexcept {
 
 int connectUnix(const char* path, bool datagram) {
   const sockaddr_un address = unixAddress(path);
-  FdGuard fd(openUnixSocket(datagram));
+  UniqueFd fd = openUnixSocket(datagram);
   const int error = tryConnect(fd.get(), address);
   if (error != 0) {
     throw plat::SystemException("connect", error);
@@ -156,7 +138,7 @@ plat::String UnixIo::peerEndpoint() {
 
 bool UnixIo::canConnect(const char* path, bool datagram) {
   const sockaddr_un address = unixAddress(path);
-  const FdGuard fd(openUnixSocket(datagram));
+  const UniqueFd fd = openUnixSocket(datagram);
   if (!datagram) {
     setBlocking(fd.get(), false);
   }

@@ -51,6 +51,10 @@ Level readFolder(const std::string& path, TreeVisitor& visitor) {
 
 }  // namespace
 
+bool TreeVisitor::stillFolder(const char*) {
+  return true;
+}
+
 void TreeVisitor::enterFolder(const char*) {}
 
 void walkTree(const char* top, TreeVisitor& visitor) {
@@ -71,7 +75,9 @@ void walkTree(const char* top, TreeVisitor& visitor) {
     }
     path += level.folders.back();
     level.folders.pop_back();
-    levels.push_back(readFolder(path, visitor));
+    if (visitor.stillFolder(path.c_str())) {
+      levels.push_back(readFolder(path, visitor));
+    }
   }
 }
 

@@ -1,7 +1,5 @@
 #include "base/plat/ipc/LogDestIpc.h"
 
-#include <utility>
-
 #include "base/plat/Lock.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/assert.h"

@@ -9,7 +9,7 @@
 
 #include "base/io/Io.h"
 #include "base/io/IoHandler.h"
-#include "tests/base/rdr/TestStreams.h"
+#include "tests/support/TestStreams.h"
 
 namespace test {
 

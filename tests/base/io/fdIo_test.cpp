@@ -14,8 +14,8 @@
 #include "base/plat/TimedOut.h"
 #include "base/rdr/BlockException.h"
 #include "tests/base/io/FdPair.h"
-#include "tests/base/plat/RecordingDest.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/thrown.h"
 
 namespace {

@@ -14,7 +14,7 @@
 #include "base/io/PktInfo.h"
 #include "base/io/TcpIo.h"
 #include "base/plat/AssertionFail.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/openFds.h"
 #include "tests/support/sockets.h"
 #include "tests/support/thrown.h"

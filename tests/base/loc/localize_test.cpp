@@ -17,7 +17,7 @@
 #include "base/loc/translate.h"
 #include "base/plat/ConfigParameter.h"
 #include "base/plat/Configuration.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -8,7 +8,7 @@
 
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/StringTooLongException.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 
 namespace {
 

@@ -25,7 +25,7 @@
 #include "base/plat/AssertionFail.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/Timer.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/thrown.h"
 
 namespace {

@@ -26,8 +26,8 @@
 #include "base/plat/Configuration.h"
 #include "base/plat/StringParameter.h"
 #include "tests/base/os/inChild.h"
-#include "tests/base/plat/RecordingDest.h"
 #include "tests/support/FewDescriptors.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
 #include "tests/support/openFds.h"
@@ -272,7 +272,7 @@ TEST_F(LaunchProcessTest, tellsAndLogsHowTheChildEnded) {
 TEST_F(LaunchProcessTest, waitsNoLongerThanToldOrNeeded) {
   const Launch launch = program({"/bin/sleep", "100"});
   launch->start();
-  const auto begin = steady_clock::now();
+  auto begin = steady_clock::now();
   EXPECT_FALSE(launch->wait(nullptr, 0));
   EXPECT_FALSE(launch->wait(nullptr, 70));
   EXPECT_GE(steady_clock::now() - begin, milliseconds(65));
@@ -285,6 +285,7 @@ TEST_F(LaunchProcessTest, waitsNoLongerThanToldOrNeeded) {
   const os::AppLoop loop;  // which wakes up at once, where there would be a second's sleep without it
   const Listener listener(SIGUSR1);
   const Launch brief = program({"/bin/sleep", "0.1"});
+  begin = steady_clock::now();
   brief->start();
   EXPECT_TRUE(brief->wait(&status, 60'000));
   EXPECT_LT(steady_clock::now() - begin, milliseconds(900));
@@ -313,6 +314,7 @@ TEST_F(LaunchProcessTest, detachedFromTheStartIsNobodysChildAndLeadsNoSession) {
     }
     if (!launch->start()) {
       ::execl("/bin/sh", "sh", "-c", script, nullptr);
+      ::_exit(127);
     }
     EXPECT_EQ(launch->pid, -1);
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);

@@ -2,13 +2,12 @@
 
 #include <cstring>
 #include <filesystem>
-#include <string>
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/TempDir.h"
 
 using plat::DynamicFn;

@@ -14,7 +14,7 @@
 #include "base/plat/BoolParameter.h"
 #include "base/plat/IntParameter.h"
 #include "base/plat/StringParameter.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/thrown.h"
 
 namespace {

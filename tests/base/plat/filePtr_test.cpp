@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "base/plat/StdlibException.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/thrown.h"
 

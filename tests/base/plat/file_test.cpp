@@ -153,13 +153,21 @@ TEST_F(FileTest, streamsTellTheirLengthAndReadToTheEnd) {
 TEST_F(FileTest, aLockKeepsOtherProcessesOutUntilItIsReleased) {
   const Stream mine = open("file");
   EXPECT_TRUE(fileLock(mine.get(), false));
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
   const pid_t child = ::fork();
   if (child == 0) {
     const Stream stream = open("file");
-    const bool refused = !fileLock(stream.get(), false);
-    ::_exit(refused && fileLock(stream.get(), true) && dir.exists("released") ? 0 : 1);
+    const char answer = fileLock(stream.get(), false) ? 'g' : 'r';
+    const bool told = ::write(ends[1], &answer, 1) == 1;
+    ::_exit(told && fileLock(stream.get(), true) && dir.exists("released") ? 0 : 1);
   }
-  ::usleep(20'000);
+  ::close(ends[1]);
+  char answer = 0;
+  EXPECT_EQ(::read(ends[0], &answer, 1), 1);
+  ::close(ends[0]);
+  EXPECT_EQ(answer, 'r') << "refused";
+  ::usleep(20'000);  // enough to be waited for, as a rule; nothing fails if it is not
   dir.write("released", "");
   fileUnlock(mine.get());
   int status = -1;

@@ -16,7 +16,7 @@
 #include "base/plat/StringParameter.h"
 #include "base/plat/logParameters.h"
 #include "base/plat/logging.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/thrown.h"
 
 namespace {

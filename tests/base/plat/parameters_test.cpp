@@ -1,5 +1,4 @@
 #include <climits>
-#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,7 +17,7 @@
 #include "base/plat/S64Parameter.h"
 #include "base/plat/StringParameter.h"
 #include "base/plat/configXml.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/thrown.h"
 
 namespace {

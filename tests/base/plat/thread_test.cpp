@@ -12,7 +12,7 @@
 #include "base/plat/Exception.h"
 #include "base/plat/Lock.h"
 #include "base/plat/Mutex.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 
 namespace {
 
@@ -26,28 +26,47 @@ struct RunF final : Thread::Runnable {
   void run(Thread& thread) override { body(thread); }
 };
 
-TEST(Mutex, mayBeTakenAgainByItsHolderExcludesOthersAndIsLetGoOfInAWait) {
+TEST(Mutex, mayBeTakenAgainByItsHolderAndExcludesOthers) {
   plat::Mutex mutex;
-  plat::Condition condition(&mutex);
   int value = 0;
   RunF add([&](Thread&) {
     for (int i = 0; i < 20'000; ++i) {
       const plat::Lock outer(mutex), inner(mutex);
       ++value;
     }
-    condition.signal();
   });
   Thread a("a", &add), b("b", &add);
   a.start();
   b.start();
-  {
-    const plat::Lock lock(mutex);
-    while (value != 40'000) {
-      condition.wait();
-    }
-  }
   a.join();
   b.join();
+  EXPECT_EQ(value, 40'000);
+}
+
+TEST(Condition, letsGoOfTheMutexInAWaitAndHoldsItAgainBehindIt) {
+  plat::Mutex mutex;
+  plat::Condition condition(&mutex);
+  std::string turns;
+  RunF play([&](Thread& self) {
+    for (int i = 0; i < 1'000; ++i) {
+      const plat::Lock lock(mutex);
+      while ((turns.size() % 2 == 0) != (*self.name() == 'a')) {
+        condition.wait();
+      }
+      turns += self.name();
+      condition.signal();
+    }
+  });
+  Thread a("a", &play), b("b", &play);
+  a.start();
+  b.start();
+  a.join();
+  b.join();
+  std::string expected;
+  while (expected.size() < 2'000) {
+    expected += "ab";
+  }
+  EXPECT_EQ(turns, expected);
 }
 
 TEST(ConditionDeathTest, hasNoTimedWait) {

@@ -12,8 +12,8 @@
 
 #include "base/plat/AssertionFail.h"
 #include "base/plat/TimerManager.h"
-#include "tests/base/plat/RecordingDest.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/thrown.h"
 
 namespace plat {

@@ -7,7 +7,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "TestStreams.h"
 #include "base/os/unix/BorrowingFileStream.h"
 #include "base/plat/Time.h"
 #include "base/plat/TimedOut.h"
@@ -19,6 +18,7 @@
 #include "base/rdr/fdWait.h"
 #include "tests/base/io/FdPair.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TestStreams.h"
 
 using test::pattern;
 using test::put;

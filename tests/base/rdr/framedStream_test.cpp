@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "TestStreams.h"
 #include "base/plat/String.h"
 #include "base/rdr/BlockException.h"
 #include "base/rdr/EndOfMsg.h"
@@ -8,6 +7,7 @@
 #include "base/rdr/InStreamV4.h"
 #include "base/rdr/OutStreamFull.h"
 #include "base/rdr/OutStreamV4.h"
+#include "tests/support/TestStreams.h"
 
 using namespace std::string_view_literals;
 using test::contents;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "TestStreams.h"
 #include "base/plat/DString.h"
 #include "base/plat/String.h"
 #include "base/rdr/BlockException.h"
@@ -11,6 +10,7 @@
 #include "base/rdr/OutStreamFull.h"
 #include "base/rdr/StringTooLongException.h"
 #include "base/rdr/TextAppender.h"
+#include "tests/support/TestStreams.h"
 
 using namespace std::string_view_literals;
 using rdr::ByteReader;

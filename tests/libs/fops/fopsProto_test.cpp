@@ -1,4 +1,5 @@
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,6 +16,8 @@ class RecordingClient : public CFopsProto::Callback {
 public:
   CallLog calls;
   RecordingEnds ends{calls};
+  bool pieces = true;  // whether chunks are taken so
+  std::string asked;   // the chunk that this was last asked for
 
 private:
   DataSender& getDataSender() override { return ends; }
@@ -22,6 +25,10 @@ private:
   void serverInit(const ServerInit& init) override {
     calls.note("serverInit", init.version, std::string(1, init.separator), init.isFsRoot, init.hostName.get(),
                init.home.get(), init.desktop.get());
+  }
+  bool takesPieces(TransferId id, std::uint64_t offset, std::int32_t length) override {
+    asked = Shown(id) + '|' + std::to_string(offset) + '|' + std::to_string(length);
+    return pieces;
   }
   void getRootResult(const DirEntry& root) override { calls.note("root", root.name.get()); }
   void dirScanResult(std::vector<DirEntry>& entries, const plat::Exception& error) override {
@@ -159,35 +166,48 @@ TEST_F(FopsProtoTest, actsOnceOnAMessageCutAtAnyByte) {
   }
 }
 
-TEST_F(FopsProtoTest, gathersAChunkOnTheServersSide) {
-  const auto take = [&] { return calls(); };
-  runCutAtEachByte(bare, chunk(9, 4, "data"), take, Lines{"dataChunk 5.7|9|4|"});
-  runCutAtEachByte(bare, chunk(9, 0, ""), take, Lines{"dataChunk 5.7|9|0|"});
-  EXPECT_NE(client.ends.chunkData, nullptr) << "an empty chunk has a place too";
-  test::FedInStream in(chunk(0, 5, "12345"), 100);
-  EXPECT_TRUE(bare.run(in));
-  EXPECT_EQ(client.ends.chunk, "12345");
-  EXPECT_EQ(client.ends.chunkData + 5, in.getPtr()) << "no copy where there need be none";
-  const std::string data = test::pattern(4194303);
-  test::FedInStream small(chunk(0, 4194303, data), 65536);
-  EXPECT_TRUE(bare.run(small));
-  EXPECT_EQ(client.ends.chunk, data);
+TEST_F(FopsProtoTest, gathersAChunkForTheServerAndForAReceiverThatTakesNoPieces) {
+  client.pieces = false;
+  const auto check = [&](auto& end) {
+    const auto take = [&] { return calls(); };
+    runCutAtEachByte(end, chunk(9, 4, "data"), take, Lines{"dataChunk 5.7|9|4|"});
+    runCutAtEachByte(end, chunk(9, 0, ""), take, Lines{"dataChunk 5.7|9|0|"});
+    EXPECT_NE(client.ends.chunkData, nullptr) << "an empty chunk has a place too";
+    test::FedInStream in(chunk(0, 5, "12345"), 100);
+    EXPECT_TRUE(end.run(in));
+    EXPECT_EQ(client.ends.chunk, "12345");
+    EXPECT_EQ(client.ends.chunkData + 5, in.getPtr()) << "no copy where there need be none";
+    const std::string data = test::pattern(4194303);
+    test::FedInStream small(chunk(0, 4194303, data), 65536);
+    EXPECT_TRUE(end.run(small));
+    EXPECT_EQ(client.ends.chunk, data);
+    calls();
+  };
+  check(bare);
+  EXPECT_EQ(client.asked, "");
+  check(proto);
+  EXPECT_EQ(client.asked, "5.7|0|4194303");
 }
 
-TEST_F(FopsProtoTest, passesAChunkOnPieceByPieceOnTheClientsSide) {
-  const std::string wire = chunk(1ULL << 40, 4, "data"), head = wire.substr(0, wire.size() - 4);
-  test::FedInStream in(head.substr(0, 20), 100);
-  EXPECT_FALSE(proto.run(in));
-  in.feed(head.substr(20) + "d");
-  EXPECT_FALSE(proto.run(in));
-  in.feed("at");
-  EXPECT_FALSE(proto.run(in));
-  EXPECT_EQ(client.ends.chunk, "at");
-  in.feed("a" + chunk(9, 1, "x"));
-  EXPECT_TRUE(proto.run(in));
-  EXPECT_TRUE(proto.run(in));
-  EXPECT_EQ(calls(), (Lines{"dataChunk 5.7|1099511627776|1|", "dataChunk 5.7|1099511627777|2|",
-                            "dataChunk 5.7|1099511627779|1|", "dataChunk 5.7|9|1|"}));
+TEST_F(FopsProtoTest, passesAChunkOnPieceByPieceToAReceiverThatTakesThem) {
+  for (const std::uint64_t offset : {1ULL << 40, 0x7fffffffffffffffULL, ~0ULL}) {  // any number that a server sends
+    const auto piece = [&](unsigned at, const char* length) {
+      return "dataChunk 5.7|" + std::to_string(offset + at) + '|' + length + '|';
+    };
+    const std::string wire = chunk(offset, 4, "data"), head = wire.substr(0, wire.size() - 4);
+    test::FedInStream in(head.substr(0, 20), 100);
+    EXPECT_FALSE(proto.run(in));
+    in.feed(head.substr(20) + "d");
+    EXPECT_FALSE(proto.run(in));
+    in.feed("at");
+    EXPECT_FALSE(proto.run(in));
+    EXPECT_EQ(client.ends.chunk, "at");
+    EXPECT_EQ(client.asked, "5.7|" + std::to_string(offset) + "|4");
+    in.feed("a" + chunk(9, 1, "x"));
+    EXPECT_TRUE(proto.run(in));
+    EXPECT_TRUE(proto.run(in));
+    EXPECT_EQ(calls(), (Lines{piece(0, "1"), piece(1, "2"), piece(3, "1"), "dataChunk 5.7|9|1|"}));
+  }
 }
 
 TEST_F(FopsProtoTest, refusesAChunkOverTheLimit) {
@@ -200,15 +220,26 @@ TEST_F(FopsProtoTest, refusesAChunkOverTheLimit) {
 
 TEST_F(FopsProtoTest, standsBehindAChunkWhoseReceiverThrew) {
   client.ends.onCall = [] { throw plat::Exception("no room"); };
+  const std::string next = message("Complete", Body().id(5, 7));
   for (const int window : {1000, 40}) {  // in place, and gathered
     test::FedInStream in(chunk(0, 100, std::string(100, 'x')), window);
-    const std::string next = message("Complete", Body().id(5, 7));
     in.feed(next.substr(0, 5));
     EXPECT_THROW(bare.run(in), plat::Exception);
     EXPECT_FALSE(bare.run(in)) << "goes back, but not into the chunk";
     in.feed(next.substr(5));
     EXPECT_TRUE(bare.run(in));
     EXPECT_EQ(calls().back(), "complete 5.7|");
+  }
+  for (const auto& [pieces, there] : {std::pair(true, 30), {true, 100}, {false, 100}}) {
+    client.pieces = pieces;
+    test::FedInStream in(1000);
+    in.feed(chunk(3, 100, std::string(static_cast<std::size_t>(there), 'x')));
+    EXPECT_THROW(proto.run(in), plat::Exception);
+    in.feed(std::string(static_cast<std::size_t>(100 - there), 'x') + next);
+    in.skip(100 - there);  // the rest of the message, as the channel does
+    in.checkpoint();
+    EXPECT_TRUE(proto.run(in));
+    EXPECT_EQ(calls(), (Lines{"dataChunk 5.7|3|" + std::to_string(there) + "|", "complete 5.7|"}));
   }
 }
 

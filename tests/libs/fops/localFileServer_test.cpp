@@ -12,8 +12,8 @@
 #include "libs/fops/dirEntryIo.h"
 #include "libs/fops/unix/metadata.h"
 #include "tests/base/io/MemIo.h"
-#include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
+#include "tests/support/RecordingDest.h"
 
 namespace fops {
 namespace {
@@ -83,108 +83,143 @@ TEST_F(LocalFileServerTest, introducesItself) {
   EXPECT_EQ(session, "+++++-");
 }
 
-TEST_F(LocalFileServerTest, answersRequestsCutAtAnyByteAndLogsThem) {
-  dir.write("f", "1");
-  dir.write("t/a10", "0123456789");
-  dir.write("t/a2", "4567");
-  dir.makeDir("t/u/v");
-  dir.link("nowhere", "t/dangling");
+/// Requests with what must come back, over a folder with something of each kind.
+class LocalFileServerRequestsTest : public LocalFileServerTest {
+protected:
   struct Case {
     std::string request;
     Lines reply;
     Lines lines;  // among the log lines
   };
-  const auto answer = [](const char* type, Body body, const std::string& error = "", const char* kind = "") {
-    return Lines{message(type, body.result(error, kind))};
-  };
+  using Cases = std::vector<Case>;
+
+  void SetUp() override {
+    LocalFileServerTest::SetUp();
+    dir.write("f", "1");
+    dir.write("t/a10", "0123456789");
+    dir.write("t/a2", "4567");
+    dir.makeDir("t/u/v");
+    dir.link("nowhere", "t/dangling");
+  }
+  /// What stands in messages of version 3 only.
+  Body only3(const Body& bytes) const { return v3 ? bytes : Body(); }
+  Body pathOnly3(const char* path) const { return only3(Body().text(path).text("cd")); }
+  Body data() const { return only3(Body().text("cd")); }
+  std::string asked(const char* type, const char* path) const { return message(type, Body(id).text(path).raw(data())); }
+  static Lines answer(const char* type, Body body, const std::string& error = "", const char* kind = "") {
+    return {message(type, body.result(error, kind))};
+  }
+  Cases scans();
+  Cases downloads();
+  Cases uploads();
+  Cases changes();
+
+  bool v3 = false;
   const std::string noEntry = "): No such file or directory (2)";
   const std::string dots = "Invalid path: . or ..";
-  const std::string noStat = "stat(" + dir / "none" + noEntry;
   const std::string noFolder = "opendir(" + dir / "f" + "): Not a directory (20)";
-  const std::string noPlace = "fileOpenFd(" + dir / "none/n.tmp" + noEntry;
   const std::string notMade = "mkDir(" + dir / "f/n" + "): Not a directory (20)";
-  const std::string notGone = "fileRemove(" + dir / "a\xEF\xBF\xBD" + noEntry;
-  const std::string notMoved = "fileRename(" + dir / "none" + "," + dir / "x" + noEntry;
+};
+
+LocalFileServerRequestsTest::Cases LocalFileServerRequestsTest::scans() {
+  return {
+      {message("DirScan", Body().text("").u8(0).u8(1)),
+       answer("DirScanResult", listBytes({onDisk("f")})),
+       {"100 SFopsProto: Scanning directory <root>"}},
+      {message("DirScan", Body().text("t//").u8(2).u8(1)),
+       answer("DirScanResult", listBytes({onDisk("t/u"), onDisk("t/a2"), onDisk("t/a10")})),
+       {"100 LocalDirActions: Listing directory t//, full path " + dir / "t//"}},
+      {message("DirScan", Body().text("f").u8(1).u8(1)),
+       answer("DirScanResult", listBytes({}), noFolder, "NotFound"),
+       {"30 LocalDirActions: Error reading directory 'f': [System-20] " + noFolder}},
+      {message("DirScan", Body().text("..").u8(1).u8(1)),
+       answer("DirScanResult", listBytes({}), dots, "BadPath"),
+       {"100 SFopsProto: Scan error: [BadPath] " + dots}},
+      {asked("ReqEntries", "t"),
+       answer("ReqEntriesResult", listBytes(scanDir((dir / "t").c_str(), true, true)).id(5, 7).raw(pathOnly3("t"))),
+       {"100 SFopsProto: Request directory entries id=5.7: t"}},
+      {asked("ReqEntries", "f"),
+       answer("ReqEntriesResult", Body().u32(0).id(5, 7).raw(pathOnly3("f")), noFolder, "System-20"),
+       {"30 LocalFileServer: Download dir entries failed id=5.7 f: [System-20] " + noFolder}},
+  };
+}
+
+LocalFileServerRequestsTest::Cases LocalFileServerRequestsTest::downloads() {
+  const std::string noStat = "stat(" + dir / "none" + noEntry;
+  const Body none = entryBytes(DirEntry());
   DirEntry folder = onDisk("t");
   folder.size = 14;
-  const Body none = entryBytes(DirEntry());
-  for (const bool v3 : {true, false}) {
-    SCOPED_TRACE(v3);
+  return {
+      {asked("DownloadFile", "none"),
+       answer("DownloadFileResult", Body(id).raw(pathOnly3("none")).raw(none), noStat, "System-2"),
+       {"30 SFopsProto: Download file id=5.7 none",
+        "30 LocalFileServer: Download file failed id=5.7 none: [System-2] " + noStat}},
+      {asked("DownloadFile", "a/../b"),
+       answer("DownloadFileResult", Body(id).raw(pathOnly3("a/../b")).raw(none), dots, "BadPath"),
+       {"100 SFopsProto: Download file result id=5.7 <null>: [BadPath] " + dots}},
+      {asked("DownloadFolder", "t"),
+       answer("DownloadFolderResult", Body(id).raw(only3(Body().u64(14))).raw(entryBytes(folder)).raw(data())),
+       {"30 SFopsProto: Download dir id=5.7 t", "100 SFopsProto: Download dir result id=5.7 t: ok"}},
+      {asked("DownloadFolder", "f"),
+       answer("DownloadFolderResult", Body(id).raw(only3(Body().u64(1))).raw(entryBytes(onDisk("f"))).raw(data()),
+              noFolder, "System-20"),
+       {"30 LocalFileServer: Download top dir failed id=5.7 f: [System-20] " + noFolder}},
+      {message("DataReq", Body(id).u64(1)), {}, {}},
+      {message("Complete", id), {}, {"30 FileSender: Complete id=5.7 (unknown)"}},
+  };
+}
+
+LocalFileServerRequestsTest::Cases LocalFileServerRequestsTest::uploads() {
+  const std::string noPlace = "fileOpenFd(" + dir / "none/n.tmp" + noEntry;
+  const Body head = Body(id).raw(data()).raw(only3(Body().entry("n")));
+  return {
+      {message("UploadFile", Body(id).entry("n", 3).raw(data()).text("none")),
+       answer("CancelByReceiver", id, noPlace, "System-2"),
+       {"30 LocalFileServer: Upload file failed id=5.7 none: [System-2] " + noPlace}},
+      {message("UploadFile", Body(id).entry("n", 3).raw(data()).text("..")),
+       answer("CancelByReceiver", id, dots, "BadPath"),
+       {"100 SFopsProto: Upload file error: [BadPath] " + dots}},
+      {message("UploadFolder", Body(id).raw(data()).entry("n").text("f")),
+       answer("UploadFolderResult", Body(head).text("f/n"), notMade, "System-20"),
+       {"30 LocalFileServer: Upload dir failed id=5.7 f/n: [System-20] " + notMade}},
+      {message("UploadFolder", Body(id).raw(data()).entry("n").text("..")),
+       answer("UploadFolderResult", Body(head).text(".."), dots, "BadPath"),
+       {"100 SFopsProto: Upload dir error: [BadPath] " + dots}},
+  };
+}
+
+LocalFileServerRequestsTest::Cases LocalFileServerRequestsTest::changes() {
+  const std::string notGone = "fileRemove(" + dir / "a\xEF\xBF\xBD" + noEntry;
+  const std::string notMoved = "fileRename(" + dir / "none" + "," + dir / "x" + noEntry;
+  return {
+      {message("CreateFolder", Body().text("f").text("n")),
+       answer("CreateFolderResult", Body(), notMade, "System-20"),
+       {"30 LocalDirActions: Failed to create new dir f/n: [System-20] " + notMade}},
+      {message("DeleteFileOrFolder", Body().text("a\xFF")),
+       answer("DeleteFileOrFolderResult", Body(), notGone, "System-2"),
+       {"30 LocalDirActions: Failed to delete a\xEF\xBF\xBD - " + notGone}},
+      {message("RenameFileOrFolder", Body().text("none").text("x")),
+       answer("RenameFileOrFolderResult", Body(), notMoved, "System-2"),
+       {"30 LocalDirActions: Failed to rename none: [System-2] " + notMoved}},
+      {message("Teleport"), {}, {"100 SFopsProto: Ignoring message type: Teleport"}},
+  };
+}
+
+TEST_F(LocalFileServerRequestsTest, areAnsweredCutAtAnyByteAndLogged) {
+  for (const bool version3 : {true, false}) {
+    SCOPED_TRACE(version3);
+    v3 = version3;
     start(dir.path(), v3 ? 3 : 4);
-    const Body data = v3 ? Body().text("cd") : Body();
-    const auto only3 = [&](const std::string& path) { return v3 ? Body().text(path).text("cd") : Body(); };
-    const auto asked = [&](const char* type, const std::string& path) {
-      return message(type, Body(id).text(path).raw(data));
-    };
-    const Case cases[] = {
-        {message("Teleport"), {}, {"100 SFopsProto: Ignoring message type: Teleport"}},
-        {message("DataReq", Body(id).u64(1)), {}, {}},
-        {message("Complete", id), {}, {"30 FileSender: Complete id=5.7 (unknown)"}},
-        {message("DirScan", Body().text("").u8(0).u8(1)),
-         answer("DirScanResult", listBytes({onDisk("f")})),
-         {"100 SFopsProto: Scanning directory <root>"}},
-        {message("DirScan", Body().text("t//").u8(2).u8(1)),
-         answer("DirScanResult", listBytes({onDisk("t/u"), onDisk("t/a2"), onDisk("t/a10")})),
-         {"100 LocalDirActions: Listing directory t//, full path " + dir / "t//"}},
-        {message("DirScan", Body().text("f").u8(1).u8(1)),
-         answer("DirScanResult", listBytes({}), noFolder, "NotFound"),
-         {"30 LocalDirActions: Error reading directory 'f': [System-20] " + noFolder}},
-        {message("DirScan", Body().text("..").u8(1).u8(1)),
-         answer("DirScanResult", listBytes({}), dots, "BadPath"),
-         {"100 SFopsProto: Scan error: [BadPath] " + dots}},
-        {asked("ReqEntries", "t"),
-         answer("ReqEntriesResult", listBytes(scanDir((dir / "t").c_str(), true, true)).id(5, 7).raw(only3("t"))),
-         {"100 SFopsProto: Request directory entries id=5.7: t"}},
-        {asked("ReqEntries", "f"),
-         answer("ReqEntriesResult", Body().u32(0).id(5, 7).raw(only3("f")), noFolder, "System-20"),
-         {"30 LocalFileServer: Download dir entries failed id=5.7 f: [System-20] " + noFolder}},
-        {asked("DownloadFile", "none"),
-         answer("DownloadFileResult", Body(id).raw(only3("none")).raw(none), noStat, "System-2"),
-         {"30 SFopsProto: Download file id=5.7 none",
-          "30 LocalFileServer: Download file failed id=5.7 none: [System-2] " + noStat}},
-        {asked("DownloadFile", "a/../b"),
-         answer("DownloadFileResult", Body(id).raw(only3("a/../b")).raw(none), dots, "BadPath"),
-         {"100 SFopsProto: Download file result id=5.7 <null>: [BadPath] " + dots}},
-        {asked("DownloadFolder", "t"),
-         answer("DownloadFolderResult", Body(id).raw(v3 ? Body().u64(14) : Body()).raw(entryBytes(folder)).raw(data)),
-         {"30 SFopsProto: Download dir id=5.7 t", "100 SFopsProto: Download dir result id=5.7 t: ok"}},
-        {asked("DownloadFolder", "f"),
-         answer("DownloadFolderResult",
-                Body(id).raw(v3 ? Body().u64(1) : Body()).raw(entryBytes(onDisk("f"))).raw(data), noFolder,
-                "System-20"),
-         {"30 LocalFileServer: Download top dir failed id=5.7 f: [System-20] " + noFolder}},
-        {message("UploadFile", Body(id).entry("n", 3).raw(data).text("none")),
-         answer("CancelByReceiver", id, noPlace, "System-2"),
-         {"30 LocalFileServer: Upload file failed id=5.7 none: [System-2] " + noPlace}},
-        {message("UploadFile", Body(id).entry("n", 3).raw(data).text("..")),
-         answer("CancelByReceiver", id, dots, "BadPath"),
-         {"100 SFopsProto: Upload file error: [BadPath] " + dots}},
-        {message("UploadFolder", Body(id).raw(data).entry("n").text("f")),
-         answer("UploadFolderResult", Body(id).raw(data).raw(v3 ? Body().entry("n") : Body()).text("f/n"), notMade,
-                "System-20"),
-         {"30 LocalFileServer: Upload dir failed id=5.7 f/n: [System-20] " + notMade}},
-        {message("UploadFolder", Body(id).raw(data).entry("n").text("..")),
-         answer("UploadFolderResult", Body(id).raw(data).raw(v3 ? Body().entry("n") : Body()).text(".."), dots,
-                "BadPath"),
-         {"100 SFopsProto: Upload dir error: [BadPath] " + dots}},
-        {message("CreateFolder", Body().text("f").text("n")),
-         answer("CreateFolderResult", Body(), notMade, "System-20"),
-         {"30 LocalDirActions: Failed to create new dir f/n: [System-20] " + notMade}},
-        {message("DeleteFileOrFolder", Body().text("a\xFF")),
-         answer("DeleteFileOrFolderResult", Body(), notGone, "System-2"),
-         {"30 LocalDirActions: Failed to delete a\xEF\xBF\xBD - " + notGone}},
-        {message("RenameFileOrFolder", Body().text("none").text("x")),
-         answer("RenameFileOrFolderResult", Body(), notMoved, "System-2"),
-         {"30 LocalDirActions: Failed to rename none: [System-2] " + notMoved}},
-    };
-    for (const Case& c : cases) {
-      SCOPED_TRACE(testing::PrintToString(c.request));
-      const test::RecordingDest log("*:rec:100");
-      const auto take = [&] { return writer.take(); };
-      runCutAtEachByte(server->proto(), c.request, take, c.reply);
-      const auto lines = log.lines();
-      for (const std::string& line : c.lines) {
-        EXPECT_EQ(std::count(lines.begin(), lines.end(), line), c.request.size()) << testing::PrintToString(lines);
+    for (const Cases& cases : {scans(), downloads(), uploads(), changes()}) {
+      for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.request));
+        const test::RecordingDest log("*:rec:100");
+        const auto take = [&] { return writer.take(); };
+        runCutAtEachByte(server->proto(), c.request, take, c.reply);
+        const auto lines = log.lines();
+        for (const std::string& line : c.lines) {
+          EXPECT_EQ(std::count(lines.begin(), lines.end(), line), c.request.size()) << testing::PrintToString(lines);
+        }
       }
     }
   }

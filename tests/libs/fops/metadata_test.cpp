@@ -11,8 +11,8 @@
 #include "libs/fops/BadPath.h"
 #include "libs/fops/SpecialFileException.h"
 #include "libs/fops/unix/treeSize.h"
-#include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/Unprivileged.h"
 
 namespace fops {

@@ -4,7 +4,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,9 +13,9 @@
 #include "base/plat/Configuration.h"
 #include "base/rdr/MemOutStream.h"
 #include "libs/fops/FopsProto.h"
-#include "tests/base/rdr/TestStreams.h"
 #include "tests/support/Body.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TestStreams.h"
 
 // What the tests of the protocol and of the file service share: fakes that record, parameters for the length of a test.
 

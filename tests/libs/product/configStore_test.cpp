@@ -15,7 +15,7 @@
 #include "libs/product/ConfigFile.h"
 #include "libs/product/ConfigStoreFile.h"
 #include "libs/product/configFileFormat.h"
-#include "tests/base/plat/RecordingDest.h"
+#include "tests/support/RecordingDest.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
 #include "tests/support/thrown.h"
