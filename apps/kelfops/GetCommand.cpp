@@ -1,6 +1,7 @@
 #include "apps/kelfops/GetCommand.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
@@ -8,6 +9,7 @@
 #include "apps/kelfops/PeerSession.h"
 #include "apps/kelfops/localPath.h"
 #include "base/plat/ProtocolError.h"
+#include "base/plat/SystemException.h"
 #include "base/plat/file.h"
 #include "base/plat/filePaths.h"
 #include "base/plat/fileTree.h"
@@ -22,8 +24,12 @@ constexpr std::size_t EnoughQueuedFiles = 4096;   // no further listing while so
 
 }  // namespace
 
-GetCommand::GetCommand(std::string remote, std::string local, bool recursive)
-    : remote_(std::move(remote)), local_(absoluteLocalPath(local.empty() ? "." : local)), recursive_(recursive) {}
+GetCommand::GetCommand(const std::string& root, std::string remote, const std::string& local, bool recursive)
+    : root_(absoluteLocalPath(root)),
+      remote_(std::move(remote)),
+      local_(absoluteLocalPath(local.empty() ? "." : local)),
+      mustBeFolder_(local.ends_with('/')),
+      recursive_(recursive) {}
 
 GetCommand::Item GetCommand::topItem() const {
   if (plat::fileIsDir(local_.c_str())) {
@@ -32,8 +38,23 @@ GetCommand::Item GetCommand::topItem() const {
   return {remote_, plat::fileDirName(local_.c_str()).get(), plat::fileBaseName(local_.c_str()).get()};
 }
 
+void GetCommand::checkPlace() const {
+  if (recursive_ && isWithin(topItem().folder, joinLocalPath(root_, remote_))) {
+    throw plat::Exception("cannot download a folder into itself");  // its copy would be found in it, and so on
+  }
+  if (!recursive_ && mustBeFolder_ && !plat::fileIsDir(local_.c_str())) {
+    throw plat::SystemException(local_.c_str(), ENOTDIR);
+  }
+}
+
 void GetCommand::begin(PeerSession& session) {
   session_ = &session;
+  try {
+    checkPlace();
+  } catch (const plat::Exception& error) {
+    session.report(remote_.c_str(), error);
+    return;
+  }
   const fops::TransferId id = session.newId();
   if (recursive_) {
     listing_.emplace(id, topItem());
@@ -127,11 +148,11 @@ void GetCommand::downloadFileResult(fops::TransferId id, const fops::DirEntry& f
     return;
   }
   item.size = static_cast<std::uint64_t>(file.size);
-  const fops::DirEntry local = localEntry(file, item.name);
+  const fops::DirEntry local = localEntry(file, item.name);  // not in the block: what it raises is the helper's fault
   try {
     const os::OpenArgs create = {O_WRONLY | O_CREAT | O_TRUNC, 0644};
-    session_->receiver().add(id, std::make_unique<fops::LocalFileWriter>(
-                                     localEntry(file, item.name), item.folder.c_str(), create, &session_->lender()));
+    session_->receiver().add(
+        id, std::make_unique<fops::LocalFileWriter>(local, item.folder.c_str(), create, &session_->lender()));
   } catch (const plat::Exception& failure) {
     session_->report(takeFlight(id).remote.c_str(), failure);
     session_->receiver().cancel(id, false, failure);

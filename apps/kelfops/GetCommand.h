@@ -15,9 +15,10 @@
 /// A file or folder that fails is reported, and the rest goes on.
 class GetCommand final : public Command {
 public:
+  /// @param root the exported folder, so that none of it is downloaded into itself without end.
   /// @param remote client path of what to download.
   /// @param local folder to put it in, or its new name; empty means the current folder.
-  GetCommand(std::string remote, std::string local, bool recursive);
+  GetCommand(const std::string& root, std::string remote, const std::string& local, bool recursive);
 
   void begin(PeerSession& session) override;
   void pump() override;
@@ -38,14 +39,17 @@ private:
   };
 
   Item topItem() const;
+  void checkPlace() const;
   void takeEntry(const Item& parent, const fops::DirEntry& entry);
   void queueFolder(const std::string& remote, const std::string& parent, const fops::DirEntry& entry);
   static fops::DirEntry localEntry(const fops::DirEntry& offered, const std::string& name);
   Item takeFlight(fops::TransferId id);
 
   PeerSession* session_ = nullptr;
+  std::string root_;
   std::string remote_;
   std::string local_;
+  bool mustBeFolder_;  ///< `local_` was given with a slash at its end
   bool recursive_;
   std::deque<Item> folders_;
   std::deque<Item> files_;

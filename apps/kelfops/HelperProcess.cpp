@@ -31,7 +31,7 @@
 
 namespace {
 
-constexpr int LinkBufferSize = 786432;  // half of it, several times what a socket holds, goes to files in one call
+constexpr int LinkBufferSize = 786432;  // a quarter or more of it goes to a file in one call; sockets hold less
 constexpr int ConnectMs = 10000;        // how long a helper may take to connect
 constexpr int FarewellMs = 5000;        // how long a helper may take to notice that its link has closed
 constexpr int ChildLinkFd = 3;          // the number under which an inherited link reaches the helper
@@ -51,6 +51,23 @@ std::string hexDigest(const Secret& secret) {
   crypto::digest(crypto::DigestType::Sha256, secret.data(), secret.size(), digest.data(), digest.size());
   return plat::binToHex(digest.data(), digest.size()).get();
 }
+
+/// While it lives, what is launched will not heed that the terminal goes: it ends when its link is cut, and its
+/// temporary files go first.
+class HangupIgnored {
+public:
+  HangupIgnored() {
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGHUP, &ignore, &before_);
+  }
+  ~HangupIgnored() { sigaction(SIGHUP, &before_, nullptr); }
+  HangupIgnored(const HangupIgnored&) = delete;
+  HangupIgnored& operator=(const HangupIgnored&) = delete;
+
+private:
+  struct sigaction before_ = {};
+};
 
 /// A descriptor that becomes readable when the process ends, or none where the system has no such thing.
 os::UniqueFd openPidFd(pid_t pid) {
@@ -216,6 +233,7 @@ void HelperProcess::start(const std::string& program, const std::vector<std::str
   }
   othersTimeUs_ = childrenTimeUs();
   try {
+    const HangupIgnored ignored;
     launch_.start();
   } catch (const plat::SystemException& e) {
     throw plat::SystemException(program.c_str(), e.err);

@@ -6,6 +6,7 @@
 #include "apps/kelfops/terminalText.h"
 #include "base/io/Io.h"
 #include "base/plat/Exception.h"
+#include "base/rdr/BufferedOutStream.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"
 
@@ -23,7 +24,10 @@ PeerChannel::PeerChannel(std::unique_ptr<io::Io> link, Callback& callback)
 
 PeerChannel::~PeerChannel() {
   if (link_) {
-    link_->setTimeout(0);  // a helper that takes nothing any more is not waited for
+    // Letting go of the link would wait for a helper that may take nothing any more.
+    if (auto* const out = dynamic_cast<rdr::BufferedOutStream*>(link_->out())) {
+      out->discardPending();
+    }
   }
   ipc_.removeReader(this);
 }

@@ -1,13 +1,10 @@
 #include "apps/kelfops/PutCommand.h"
 
-#include <sys/stat.h>
-
 #include "apps/kelfops/PeerSession.h"
 #include "apps/kelfops/UploadStream.h"
 #include "apps/kelfops/localPath.h"
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/ProtocolError.h"
-#include "base/plat/filePaths.h"
 #include "libs/fops/unix/metadata.h"
 
 namespace {
@@ -42,27 +39,10 @@ void PutCommand::queueTop() {
   if (!recursive_) {
     throw plat::Exception("Path is a directory");
   }
-  checkNotInto(local_);
+  if (isWithin(joinLocalPath(root_, destination_), local_)) {
+    throw plat::Exception("cannot upload a folder into itself");  // its copy would be found in it, and so on
+  }
   folders_.push_back(std::move(top));
-}
-
-/// A folder that holds its own destination would find its copy in itself, and so on to the longest path.
-void PutCommand::checkNotInto(const std::string& folder) const {
-  struct stat source = {};
-  if (stat(folder.c_str(), &source) != 0) {
-    return;  // whoever reads it says so
-  }
-  std::string place = plat::fileNormalise(joinLocalPath(root_, destination_).c_str()).get();
-  for (;;) {
-    struct stat found = {};
-    if (stat(place.c_str(), &found) == 0 && found.st_dev == source.st_dev && found.st_ino == source.st_ino) {
-      throw plat::Exception("cannot upload a folder into itself");
-    }
-    if (place == "/") {
-      return;
-    }
-    place = plat::fileDirName(place.c_str()).get();
-  }
 }
 
 void PutCommand::pump() {

@@ -34,7 +34,6 @@ private:
   };
 
   void queueTop();
-  void checkNotInto(const std::string& folder) const;
   void sendFile(Item item);
   void takeElement(const char* path, const char* name, const char* destination);
   void scanFolder(const std::string& local, const char* destination);

@@ -70,17 +70,18 @@ void addCommands(CLI::App& app, Options& options) {
   put->add_option("DIR", options.to, "Folder to put it in; the top by default");
   choose(put, options, CommandKind::Put);
 
-  CLI::App* makeFolder = app.add_subcommand("mkdir", "Create a folder");
+  CLI::App* makeFolder = app.add_subcommand("mkdir", "Create a folder, under a free name if this one is taken");
   makeFolder->add_option("PATH", options.from, "The new folder")->required();
   choose(makeFolder, options, CommandKind::MakeFolder);
 
-  CLI::App* remove = app.add_subcommand("rm", "Delete a file, or a folder with all that is in it");
+  CLI::App* remove =
+      app.add_subcommand("rm", "Delete a file, or a folder with all that is in it; a link to a folder stays, emptied");
   remove->add_option("PATH", options.from, "What to delete")->required();
   choose(remove, options, CommandKind::Remove);
 
-  CLI::App* move = app.add_subcommand("mv", "Rename or move a file or folder");
+  CLI::App* move = app.add_subcommand("mv", "Rename or move a file or folder; a file of the new name is replaced");
   move->add_option("FROM", options.from, "Its path now")->required();
-  move->add_option("TO", options.to, "Its new path")->required();
+  move->add_option("TO", options.to, "Its new path, or with a slash at the end the folder to put it in")->required();
   choose(move, options, CommandKind::Move);
 }
 

@@ -1,5 +1,7 @@
 #include <cstdio>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include <signal.h>
 
@@ -14,10 +16,12 @@
 #include "apps/kelfops/PutCommand.h"
 #include "apps/kelfops/commandLine.h"
 #include "apps/kelfops/localPath.h"
+#include "base/io/FdSelectManager.h"
 #include "base/io/Io.h"
 #include "base/loc/Localize.h"
 #include "base/os/AppInfo.h"
 #include "base/os/AppLoop.h"
+#include "base/os/AppLoopImpl.h"
 #include "base/os/SignalHandler.h"
 #include "base/os/programPath.h"
 #include "base/plat/Exception.h"
@@ -25,32 +29,65 @@
 
 namespace {
 
+/// Errors of the library that nothing else tells; what becomes of the link and of files is.
+constexpr const char* Log = "Assertion:stderr:0,SocketUtil:stderr:0,LaunchProcess:stderr:0,ProcessMonitor:stderr:0";
+
 /// While it lives, a signal that would end the program ends the loop instead: temporary files go with their writers.
 class Interrupter final : private os::SignalHandler::Callback {
 public:
-  Interrupter() { setAll(true); }
-  ~Interrupter() override { setAll(false); }
+  Interrupter() {
+    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
+      struct sigaction before = {};
+      sigaction(sig, nullptr, &before);
+      if (before.sa_handler != SIG_IGN) {  // as it is under nohup, for example
+        os::SignalHandler::instance().setHandler(sig, this, true);
+        handled_.push_back(sig);
+      }
+    }
+  }
+  ~Interrupter() override {
+    for (const int sig : handled_) {
+      os::SignalHandler::instance().setHandler(sig, this, false);
+    }
+  }
   Interrupter(const Interrupter&) = delete;
   Interrupter& operator=(const Interrupter&) = delete;
 
-private:
-  void signalled(int) override { os::AppLoop::quit(HelperFailed); }
+  /// Asked once the loop has ended: for the reason that the link is cut, perhaps, by a helper which got it as well.
+  bool hasCome() {
+    if (!std::exchange(loopHasEnded_, true)) {
+      os::AppLoopImpl::processManager().processEvents(0);
+    }
+    return hasCome_;
+  }
 
-  void setAll(bool enable) {
-    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
-      os::SignalHandler::instance().setHandler(sig, this, enable);
+private:
+  void signalled(int) override {
+    hasCome_ = true;
+    if (!loopHasEnded_) {
+      os::AppLoop::quit(HelperFailed);
     }
   }
+
+  std::vector<int> handled_;
+  bool hasCome_ = false;
+  bool loopHasEnded_ = false;
 };
 
+/// What `mv` should call `from`: with a slash at its end, `to` is the folder to put it in.
+std::string moveTarget(const std::string& from, const std::string& to) {
+  return to.ends_with('/') ? joinLocalPath(to, from.substr(from.rfind('/') + 1)) : to;
+}
+
 std::unique_ptr<Command> makeCommand(const Options& options) {
+  const std::string from = withoutTrailingSlashes(options.from);  // which completion leaves behind folders
   switch (options.command) {
     case CommandKind::Info:
       return std::make_unique<InfoCommand>();
     case CommandKind::List:
       return std::make_unique<ListCommand>(options.from, options.longFormat, options.repeat);
     case CommandKind::Get:
-      return std::make_unique<GetCommand>(options.from, options.to, options.recursive);
+      return std::make_unique<GetCommand>(options.root, from, options.to, options.recursive);
     case CommandKind::Put:
       return std::make_unique<PutCommand>(options.root, options.from, options.to, options.recursive);
     case CommandKind::MakeFolder:
@@ -58,7 +95,7 @@ std::unique_ptr<Command> makeCommand(const Options& options) {
     case CommandKind::Move:
       break;
   }
-  return std::make_unique<ActionCommand>(options.command, options.from, options.to);
+  return std::make_unique<ActionCommand>(options.command, from, moveTarget(from, options.to));
 }
 
 std::string helperProgram(const Options& options) {
@@ -72,16 +109,22 @@ std::vector<std::string> helperArguments(const Options& options) {
 }
 
 /// Runs one session over the helper's link; returns the exit status.
-int serve(const Options& options, HelperProcess& helper, HelperStats& stats) {
+/// @param answered set once the helper has answered. @throws plat::Exception "interrupted"
+int serve(const Options& options, HelperProcess& helper, HelperStats& stats, bool& answered) {
   os::AppLoop loop;
-  const Interrupter interrupter;
+  Interrupter interrupter;
   const std::unique_ptr<Command> command = makeCommand(options);
   PeerSession session(helper.takeLink(), *command, options.clientVersion, options.logLevel);
   if (options.stats) {
     session.onProgress([&] { stats.sessionStarted(helper.pid()); }, [&] { stats.workDone(helper.pid()); });
   }
   const HelperWatch watch(helper, [&] { session.helperEnded(); });
-  return loop.run();
+  const int status = loop.run();
+  answered = session.hasBegun();
+  if (status == HelperFailed && interrupter.hasCome()) {
+    throw plat::Exception("interrupted");
+  }
+  return status;
 }
 
 int run(const Options& options) {
@@ -89,19 +132,22 @@ int run(const Options& options) {
   signal(SIGCHLD, SIG_DFL);  // ignored, as it may be on arrival, it would hide how the helper ended
   os::AppInfo::setApp("kelfops");
   loc::Localize::instance().setSearchDirs({});
-  plat::logInit("*:stderr:0", nullptr, nullptr, false);
+  plat::logInit(Log, nullptr, nullptr, false);
   HelperStats stats;
   HelperProcess helper(helperProgram(options), options.link, helperArguments(options));
   int status = HelperFailed;
+  bool answered = false;
   try {
-    status = serve(options, helper, stats);
+    status = serve(options, helper, stats, answered);
   } catch (const plat::Exception& failure) {
     std::fprintf(stderr, "kelfops: %s\n", plat::ExceptionText(failure).get());
   }
   const std::string end = helper.bringToEnd();
   if (status == HelperFailed || end.rfind("signal", 0) == 0) {
     status = HelperFailed;
-    std::fprintf(stderr, "kelfops: the helper ended with %s\n", end.c_str());
+    const bool complainedUnheard = !answered && options.link == LinkKind::Socket;
+    std::fprintf(stderr, "kelfops: the helper ended with %s%s\n", end.c_str(),
+                 complainedUnheard ? " (--link fd shows its complaint)" : "");
   }
   if (options.stats) {
     std::fprintf(stderr, "%s\n", stats.text(helper.processorTimeUs()).c_str());
@@ -109,9 +155,17 @@ int run(const Options& options) {
   return status;
 }
 
-/// Whether all that was printed has been taken.
+/// Whether all that was printed has been taken; complains if not.
 bool outputIsWhole() {
-  return std::fflush(stdout) == 0 && !std::ferror(stdout);
+  if (std::fflush(stdout) != 0) {
+    std::perror("kelfops: standard output");
+    return false;
+  }
+  if (std::ferror(stdout)) {  // some time ago, and the reason is gone
+    std::fprintf(stderr, "kelfops: standard output: not all of it could be written\n");
+    return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -131,9 +185,5 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "kelfops: %s\n", failure.what());
     return HelperFailed;
   }
-  if (!outputIsWhole()) {
-    std::perror("kelfops: standard output");
-    return HelperFailed;
-  }
-  return status;
+  return outputIsWhole() ? status : HelperFailed;
 }

@@ -70,6 +70,8 @@ public:
 
   /// Answers a message without a reader with "badMsg", and stays up. At first off.
   void setReplyBadMsg(bool on) noexcept { replyBadMsg_ = on; }
+  /// Has the destructor close in good order, once the readers have been let go. At first off.
+  void setCloseOnDestroy(bool on) noexcept { closeOnDestroy_ = on; }
   /// Takes a name without a reader that sorts below 'A' as a corrupt stream, and closes. At first on.
   void setCloseOnBadName(bool on) noexcept { closeOnBadName_ = on; }
 

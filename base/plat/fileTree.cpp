@@ -60,16 +60,6 @@ public:
     return false;
   }
 
-  // Somebody may have put a link in its place by now, and what that leads to is not ours to empty.
-  bool stillFolder(const char* path) override {
-    struct stat info;
-    const bool isFolder = ::lstat(path, &info) == 0 && S_ISDIR(info.st_mode);
-    if (!isFolder) {
-      fileRemoveNoThrow(path);
-    }
-    return isFolder;
-  }
-
   void leaveFolder(const char* path, std::exception_ptr) override { lastError = ::rmdir(path) == 0 ? 0 : errno; }
 
   int lastError = 0;
@@ -135,7 +125,8 @@ void rmDir(const char* path, bool recursive) {
   int error = 0;
   if (recursive && path[0] != '\0') {
     TreeRemover remover;
-    os::walkTree(path, remover);
+    // In a folder's place somebody may have put a link by now, and what that leads to is not ours to empty.
+    os::walkTree(path, remover, false);
     error = remover.lastError;
   } else if (::rmdir(path) != 0) {
     error = errno;

@@ -46,14 +46,18 @@ bool purge(const char* dir, const char* baseName) {
   return true;
 }
 
-/// A log may be sent to a device; renaming "/dev/null" would take it from everybody.
-bool isDevice(const char* path) noexcept {
+/// A log may be sent to "/dev/null", or to "/dev/stdout", which is a link to whatever that is at the moment. Renaming
+/// these would take them from everybody.
+bool belongsToAll(const char* path) noexcept {
   struct stat status = {};
-  return ::stat(path, &status) == 0 && (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode));
+  if (::stat(path, &status) == 0 && (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode))) {
+    return true;
+  }
+  return strStartsWith(path, "/dev/") && ::lstat(path, &status) == 0 && !S_ISREG(status.st_mode);
 }
 
 void rotate(const char* path, const char* dir, const char* baseName) {
-  if (!fileExists(path) || isDevice(path)) {
+  if (!fileExists(path) || belongsToAll(path)) {
     return;
   }
   const std::tm t = localBreakdown(fileGetTime(path));

@@ -24,7 +24,8 @@ public:
     /// Whether there are such pointers now. While there are, a refill leaves the buffer's bytes where they are, as long
     /// as half of the buffer is left behind them.
     [[nodiscard]] virtual bool needsBuffer() const noexcept = 0;
-    /// The last moment for such pointers: bytes are about to be moved or overwritten, or there is nothing to read.
+    /// The last moment for such pointers: bytes are about to be moved or overwritten, or there is nothing to read and a
+    /// quarter of the buffer has been filled.
     virtual void bufferChanges() noexcept = 0;
     /// The same, and the stream is about to go with its buffer.
     virtual void bufferGone() noexcept = 0;

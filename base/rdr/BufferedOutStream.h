@@ -44,6 +44,9 @@ public:
   /// Gives the transport the pending bytes once. @return false if it took nothing.
   bool writeOnce(bool needWrite);
 
+  /// Drops the pending bytes.
+  void discardPending() noexcept;
+
   /// How long a waiting write may take, in milliseconds; negative for no limit. 30000 at first.
   void setTimeout(int ms) noexcept { timeoutMs = ms; }
   /// Whether flush() waits until all is sent.
@@ -57,9 +60,6 @@ protected:
   /// Hands at most `len` bytes, at least 1, to the transport. With `needWrite` false it must not wait; with true it may
   /// wait up to `timeoutMs`, and takes at least one byte or raises. @return how many it took.
   virtual int writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) = 0;
-
-  /// Drops the pending bytes.
-  void discardPending() noexcept;
 
   int bufSize;                   ///< present size of the buffer
   int maxBufSize;                ///< ceiling of bufSize

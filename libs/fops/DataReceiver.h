@@ -21,7 +21,8 @@ public:
   /// Bytes of the file, in order and without gaps.
   /// @param offset position of the first byte in the file.
   /// @param length bytes at `data`, 0 or more.
-  /// @param data readable during the call only.
+  /// @param data readable during the call only; while it lies in a buffer with an rdr::BlockLender, until that wants it
+  ///        back.
   virtual void dataChunk(TransferId id, std::uint64_t offset, std::int32_t length, const std::uint8_t* data) = 0;
 
   /// The sender gives the transfer up; of `error` only message and type are used.

@@ -1,9 +1,15 @@
 #include "libs/fops/LocalFileWriter.h"
 
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include "base/os/unix/BorrowingFileStream.h"
 #include "base/os/unix/FileFdOutStream.h"
 #include "base/plat/Exception.h"
 #include "base/plat/LogSrc.h"
+#include "base/plat/SystemException.h"
 #include "base/plat/file.h"
 #include "base/plat/fileTree.h"
 #include "base/plat/strings.h"
@@ -22,21 +28,41 @@ plat::String freeName(const plat::String& dir, const char* name) {
   return plat::fileMakeUnique(dir.orEmpty(), name, "(", ")", 99);
 }
 
+bool isLink(const plat::String& path) noexcept {
+  struct stat info = {};
+  return ::lstat(path.get(), &info) == 0 && S_ISLNK(info.st_mode);
+}
+
 }  // namespace
 
 LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs,
                                  rdr::BlockLender* lender)
     : FileWriter(announced), destDir_(destDir) {
-  const char* name = entry().name.orEmpty();
+  const char* const name = entry().name.orEmpty();
   destPath_ = plat::String::format("%s%s%s", destDir, plat::strEndsWith(destDir, "/") ? "" : "/", name);
-  tempPath_ = freeName(destDir_, plat::String::format("%s.tmp", name).get());
   openArgs.permission = unixMode(entry()) & PermissionBits;
-  if (lender && entry().size > LargeFile) {
-    out_ = std::make_unique<os::BorrowingFileStream>(tempPath_.get(), openArgs, *lender);
-  } else {
-    out_ = std::make_unique<os::FileFdOutStream>(tempPath_.get(), openArgs);
-  }
+  openTemp(plat::String::format("%s.tmp", name).get(), openArgs, entry().size > LargeFile ? lender : nullptr);
   vlog.debug("Writing to %s", tempPath_.get());
+}
+
+void LocalFileWriter::openTemp(const char* name, os::OpenArgs openArgs, rdr::BlockLender* lender) {
+  openArgs.flags |= openArgs.flags & O_CREAT ? O_EXCL : 0;
+  for (;;) {
+    tempPath_ = freeName(destDir_, name);
+    try {
+      out_ = lender ? std::make_unique<os::BorrowingFileStream>(tempPath_.get(), openArgs, *lender)
+                    : std::make_unique<os::FileFdOutStream>(tempPath_.get(), openArgs);
+      return;
+    } catch (const plat::SystemException& failure) {
+      if (failure.err != EEXIST) {
+        throw;
+      }
+    }
+    // Another process has been faster, so look again; but a link that leads nowhere never counts as taken.
+    if (isLink(tempPath_)) {
+      openArgs.flags &= ~O_EXCL;
+    }
+  }
 }
 
 LocalFileWriter::~LocalFileWriter() {
@@ -59,10 +85,7 @@ rdr::OutStream& LocalFileWriter::getOutStream() {
 void LocalFileWriter::finish() {
   out_->flush();
   out_.reset();
-  // Only now: the name may have been taken since the upload began.
-  const plat::String finalPath = freeName(destDir_, entry().name.orEmpty());
-  vlog.debug("Renaming as %s from %s", finalPath.get(), tempPath_.get());
-  plat::fileRename(tempPath_.get(), finalPath.get());
+  const plat::String finalPath = takeFinalName();
   if (fopsPreserveTimestamps()) {
     try {
       plat::fileSetTime(finalPath.get(), entry().modifyTime, entry().accessTime);
@@ -71,6 +94,21 @@ void LocalFileWriter::finish() {
     }
   }
   tempPath_ = nullptr;
+}
+
+/// Only now: the name may have been taken since the upload began, and it may be taken while this one is choosing.
+plat::String LocalFileWriter::takeFinalName() const {
+  for (;;) {
+    plat::String path = freeName(destDir_, entry().name.orEmpty());
+    vlog.debug("Renaming as %s from %s", path.get(), tempPath_.get());
+    if (plat::fileRenameIfFree(tempPath_.get(), path.get())) {
+      return path;
+    }
+    if (isLink(path)) {
+      plat::fileRename(tempPath_.get(), path.get());
+      return path;
+    }
+  }
 }
 
 }  // namespace fops

@@ -49,6 +49,11 @@ public:
   const char* displayPath() const override { return destPath_.orEmpty(); }
 
 private:
+  /// Opens a file of its own under the first temporary name that is free.
+  void openTemp(const char* name, os::OpenArgs openArgs, rdr::BlockLender* lender);
+  /// Gives the file the first final name that is free, and tells its path.
+  plat::String takeFinalName() const;
+
   plat::String destDir_;
   plat::String destPath_;
   plat::String tempPath_;                     // null once the file has its final name

@@ -1,11 +1,11 @@
 #include "libs/fops/LocalFsRoot.h"
 
 #include <cctype>
-#include <cstring>
 
 #include "base/plat/BoolParameter.h"
 #include "base/plat/StringParameter.h"
 #include "base/plat/assert.h"
+#include "base/plat/filePaths.h"
 #include "libs/fops/BadPath.h"
 #include "libs/fops/path.h"
 
@@ -15,10 +15,6 @@ namespace {
 
 plat::StringParameter fopsDir("FopsDir", "Directory to make available via file transfer", "/", true);
 plat::BoolParameter fopsCaseSensitive("_FopsCaseSensitive", "", true);
-
-bool isAbsolute(const char* path) {
-  return path && path[0] == '/';
-}
 
 // Byte by byte: this folds ASCII and leaves other characters as they are.
 void toUpper(plat::String& text) {
@@ -41,7 +37,7 @@ LocalFsRoot::LocalFsRoot(const char* rootDir)
     : rootDir_(rootDir),
       rootDirSlash_(endsInSlash(rootDir_) ? rootDir_ : plat::String::format("%s/", rootDir_.orEmpty())),
       rootDirMatch_(rootDirSlash_) {
-  PLAT_REQUIRE_AS(isAbsolute(rootDir), "isAbsolutePath(rootDir)", "libs/fops/LocalFsRoot", 30);
+  PLAT_REQUIRE_AS(plat::isAbsolutePath(rootDir), "isAbsolutePath(rootDir)", "libs/fops/LocalFsRoot", 30);
   if (!fopsCaseSensitive.getValue()) {
     toUpper(rootDirMatch_);
   }
@@ -55,7 +51,7 @@ plat::String LocalFsRoot::toLocalPath(const char* client) const {
 }
 
 bool LocalFsRoot::isInside(const char* local) const {
-  if (!isAbsolute(local)) {
+  if (!plat::isAbsolutePath(local)) {
     return false;
   }
   plat::String folded(local);

@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/apps/Child.h"
 #include "tests/support/TempDir.h"
@@ -80,6 +82,10 @@ TEST_F(KelfopsTest, listsChangesTheTreeAndTellsAboutTheHelper) {
   EXPECT_EQ(kel({"mkdir", "folder/inner"}).status, 0);
   EXPECT_EQ(kel({"mv", "file9", "folder/inner/b"}).status, 0);
   EXPECT_EQ(remote.read("folder/inner/b"), "x");
+  EXPECT_EQ(kel({"mkdir", "other/"}).status, 0);
+  EXPECT_EQ(kel({"mv", "folder/inner/", "other/"}).status, 0);
+  EXPECT_EQ(remote.read("other/inner/b"), "x");
+  EXPECT_EQ(kel({"rm", "other/"}).status, 0);
   EXPECT_EQ(kel({"rm", "folder"}).status, 0);
   EXPECT_EQ(remote.list(), Names{"file10"});
 }
@@ -101,8 +107,9 @@ TEST_F(KelfopsTest, givesCollidingNamesANumberOnBothSides) {
 
 TEST_F(KelfopsTest, endsWithAStatusAndWordsForScripts) {
   remote.makeDir("folder/sub");
+  remote.write("file", "1");
   const std::string folder = remote / "folder";
-  const std::string itself = "cannot upload a folder into itself";
+  const std::string itself = "load a folder into itself";
   const struct {
     Names words;
     int status;
@@ -117,12 +124,14 @@ TEST_F(KelfopsTest, endsWithAStatusAndWordsForScripts) {
        "kelfops: absent: [NotFound] opendir(" + remote / "absent" + "): No such file or directory (2)\n"},
       {{"put", "-r", folder, "folder"}, 1, itself},
       {{"put", "-r", folder, "folder/sub"}, 1, itself},
+      {{"get", "-r", "folder", folder + "/sub/new"}, 1, itself},
+      {{"get", "file", local / "new/"}, 1, "kelfops: file: [System-20] " + local / "new: Not a directory (20)\n"},
       {{}, 2, ""},
       {{"frobnicate"}, 2, ""},
       {{"--client-version", "2", "ls"}, 2, ""},
       {{"mv", "a"}, 2, ""},
       {{"--helper", "/absent", "ls"}, 3, ""},
-      {{"--set", "MaxOutBufferSize=1", "ls"}, 3, ""},
+      {{"--set", "MaxOutBufferSize=1", "ls"}, 3, "(--link fd shows its complaint)"},
       {{"--help"}, 0, ""},
   };
   for (const auto& c : cases) {
@@ -156,6 +165,30 @@ TEST_F(KelfopsTest, reportsAFileThatFailsAndGoesOnWithTheRest) {
   EXPECT_EQ(put.status, 1);
   EXPECT_NE(put.errors.find("/up/dangling: [System-2] stat("), std::string::npos) << put.errors;
   EXPECT_EQ(remote.list("up"), (Names{"good", "zzz"}));
+}
+
+TEST_F(KelfopsTest, leavesNothingHalfDoneWhenItsGroupIsInterrupted) {
+  for (const test::TempDir* dir : {&local, &remote}) {
+    dir->write("endless", "");
+    std::filesystem::resize_file(*dir / "endless", 1LL << 40);
+  }
+  for (const auto& [sig, words, to] : {std::tuple(SIGINT, Names{"put", local / "endless"}, &remote),
+                                       {SIGTERM, {"get", "endless", local.path()}, &local},
+                                       {SIGHUP, {"get", "endless", local.path()}, &local},
+                                       {SIGHUP, {"put", local / "endless"}, &remote}}) {
+    SCOPED_TRACE(testing::PrintToString(words) + std::to_string(sig));
+    Names command = {kelfops(), "--root", remote.path()};
+    command.insert(command.end(), words.begin(), words.end());
+    Child child(command, -1, -1, [] { setpgid(0, 0); });
+    while (!to->exists("endless.tmp") && child.isRunning()) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    kill(-child.pid(), sig);
+    EXPECT_EQ(child.wait(), 3);
+    EXPECT_NE(child.errors().find("kelfops: interrupted\n"), std::string::npos) << child.errors();
+    EXPECT_EQ(child.errors().find("TimedOut"), std::string::npos) << child.errors();
+    EXPECT_EQ(to->list(), Names{"endless"});
+  }
 }
 
 TEST_F(KelfopsTest, noticesAtOnceThatTheHelperIsDead) {

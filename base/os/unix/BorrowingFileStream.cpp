@@ -14,6 +14,9 @@ BorrowingFileStream::BorrowingFileStream(const char* path, OpenArgs openArgs, rd
 BorrowingFileStream::~BorrowingFileStream() {
   giveBack();
   lender_.remove(*this);
+  if (failure_ != 0) {
+    discardPending();  // it would stand where the lost blocks should
+  }
 }
 
 void BorrowingFileStream::writeBytes(const void* data, int length) {

@@ -4,6 +4,9 @@
 #include <climits>
 #include <cstring>
 
+#include <fcntl.h>
+
+#include "base/os/unix/UniqueFd.h"
 #include "base/plat/StdlibException.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
@@ -18,7 +21,7 @@ bool isDotOrDotDot(const char* name) noexcept {
 
 }  // namespace
 
-DirEnum::DirEnum(const char* path) {
+DirEnum::DirEnum(const char* path, bool followLink) {
   const std::size_t dirLen = path != nullptr ? std::strlen(path) : 0;
   PLAT_REQUIRE_AS(dirLen > 0, "dirLen > 0", "base/os/unix/DirEnum", __LINE__);
   buffer.reserve(dirLen + 1 + NAME_MAX);
@@ -27,10 +30,12 @@ DirEnum::DirEnum(const char* path) {
     buffer += '/';
   }
   prefixLength = buffer.size();
-  dir = ::opendir(path);
+  UniqueFd fd(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (followLink ? 0 : O_NOFOLLOW)));
+  dir = fd ? ::fdopendir(fd.get()) : nullptr;
   if (dir == nullptr) {
     throw plat::StdlibException("opendir(%s)", path);
   }
+  fd.release();  // from here on the stream's
 }
 
 DirEnum::~DirEnum() {

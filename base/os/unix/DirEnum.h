@@ -16,9 +16,10 @@ namespace os {
 /// Thread:    any one.
 class DirEnum : plat::NonCopyable {
 public:
+  /// @param followLink false if `path` may not itself be a link, which then fails like a file.
   /// @throws plat::StdlibException "opendir(%s)"
   /// @throws plat::AssertionFail "dirLen > 0" for an empty path
-  explicit DirEnum(const char* path);
+  explicit DirEnum(const char* path, bool followLink = true);
   ~DirEnum();
 
   /// Steps to the next element. @return its name, or null at the end.

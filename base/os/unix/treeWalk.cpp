@@ -30,11 +30,11 @@ void guarded(std::exception_ptr& failure, Step step) {
   }
 }
 
-Level readFolder(const std::string& path, TreeVisitor& visitor) {
+Level readFolder(const std::string& path, TreeVisitor& visitor, bool followLink) {
   Level level{path.size(), {}, nullptr};
   visitor.enterFolder(path.c_str());
   std::optional<DirEnum> at;
-  guarded(level.failure, [&] { at.emplace(path.c_str()); });
+  guarded(level.failure, [&] { at.emplace(path.c_str(), followLink); });
   while (level.failure == nullptr) {
     const char* name = nullptr;
     guarded(level.failure, [&] { name = at->next(); });
@@ -51,16 +51,12 @@ Level readFolder(const std::string& path, TreeVisitor& visitor) {
 
 }  // namespace
 
-bool TreeVisitor::stillFolder(const char*) {
-  return true;
-}
-
 void TreeVisitor::enterFolder(const char*) {}
 
-void walkTree(const char* top, TreeVisitor& visitor) {
+void walkTree(const char* top, TreeVisitor& visitor, bool followLinks) {
   std::string path(top);
   std::vector<Level> levels;
-  levels.push_back(readFolder(path, visitor));
+  levels.push_back(readFolder(path, visitor, true));
   while (!levels.empty()) {
     Level& level = levels.back();
     path.resize(level.pathLength);
@@ -75,9 +71,7 @@ void walkTree(const char* top, TreeVisitor& visitor) {
     }
     path += level.folders.back();
     level.folders.pop_back();
-    if (visitor.stillFolder(path.c_str())) {
-      levels.push_back(readFolder(path, visitor));
-    }
+    levels.push_back(readFolder(path, visitor, followLinks));
   }
 }
 

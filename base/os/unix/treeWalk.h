@@ -9,10 +9,6 @@ class DirEnum;
 /// Told what a walk meets. Implemented by what removes a tree and by what measures one.
 class TreeVisitor {
 public:
-  /// Asked of each folder below the top when its turn comes, which may be long after its element was told.
-  /// @return whether to enter it. If not, leaveFolder() is not called for it either.
-  virtual bool stillFolder(const char* path);
-
   /// A folder is about to be read; the top is the first.
   virtual void enterFolder(const char* path);
 
@@ -31,9 +27,11 @@ protected:
 
 /// Walks the tree from the folder `top` down. It keeps no descriptor open and no stack frame per level, only the names
 /// of the folders still to be entered, so that the depth is limited by the length of paths alone. Each folder found is
-/// entered at most once, so the walk ends whatever the visitor leaves undone. To sum up per folder, keep a stack in the
+/// entered once, so the walk ends whatever the visitor leaves undone. To sum up per folder, keep a stack in the
 /// visitor: push in enterFolder, add in element, pop in leaveFolder. What the visitor throws ends the walk.
+/// @param followLinks whether a folder below the top may be entered through a link. If not, a folder in whose place
+///        somebody has put a link since its element was told fails like one that cannot be opened.
 /// @throws plat::AssertionFail "dirLen > 0" for an empty path
-void walkTree(const char* top, TreeVisitor& visitor);
+void walkTree(const char* top, TreeVisitor& visitor, bool followLinks);
 
 }  // namespace os

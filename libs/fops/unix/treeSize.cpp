@@ -69,7 +69,7 @@ void SizeVisitor::leaveFolder(const char* path, std::exception_ptr failure) {
 
 std::int64_t dirTreeSize(const char* local) {
   SizeVisitor visitor;
-  os::walkTree(local, visitor);
+  os::walkTree(local, visitor, true);
   return visitor.total();
 }
 

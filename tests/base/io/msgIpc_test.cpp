@@ -64,7 +64,8 @@ protected:
     ipc.setReader("other", &reader);
   }
   void accept() {
-    io = new MemIo(std::make_shared<test::MemIoLog>());
+    log = std::make_shared<test::MemIoLog>();
+    io = new MemIo(log);
     ipc.accept(io);
   }
   void write(const char* name, std::uint8_t body) {
@@ -75,6 +76,7 @@ protected:
   RecordingCallback callback;
   RecordingReader reader;
   MsgIpc ipc;
+  std::shared_ptr<test::MemIoLog> log;  // of the last connection
   MemIo* io = nullptr;
 };
 
@@ -216,11 +218,13 @@ TEST_F(MsgIpcTest, readersHearOnceOfEachChangeOfConnection) {
     MsgIpc next(nullptr, "next", false, false);
     next.setReader("fops", &own);
     next.setReader("other", &own);
+    next.setCloseOnDestroy(true);
     next.accept(ipc.detach().release());
     io->arrive(textMsg("fops", "2"));
     EXPECT_THAT(own.messages, ElementsAre("fops=2")) << "a detached connection goes on elsewhere";
   }
   EXPECT_EQ(own.gone, 1);
+  EXPECT_THAT(log->events, testing::IsSupersetOf({"shutdown", "gone"})) << "and is closed in good order";
 }
 
 TEST_F(MsgIpcTest, forbiddenMessagesPassInNeitherDirection) {

@@ -1,5 +1,6 @@
 #include "base/os/unix/treeWalk.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -12,41 +13,42 @@
 
 namespace {
 
-/// Notes what it is told, and puts a link to `outside` in the place of `swapped` when that folder's turn comes.
+/// Notes what it is told. When it has been told of two folders, there is a link to `outside` in the place of the first.
 struct SwappingVisitor final : os::TreeVisitor {
-  bool element(const os::DirEnum& at) override { return at.entryType() == DT_DIR; }
-  bool stillFolder(const char* path) override {
-    if (path != swapped) {
-      return true;
+  bool element(const os::DirEnum& at) override {
+    elements.emplace_back(at.name());
+    if (at.entryType() != DT_DIR) {
+      return false;
     }
-    std::filesystem::remove(path);
-    std::filesystem::create_directory_symlink(outside, path);
-    return false;
+    folders.emplace_back(at.path());
+    if (folders.size() == 2) {
+      std::filesystem::remove(folders[0]);
+      std::filesystem::create_directory_symlink(outside, folders[0]);
+    }
+    return true;
   }
-  void enterFolder(const char* path) override { calls.push_back(std::string("in ") + path); }
-  void leaveFolder(const char* path, std::exception_ptr error) override {
-    calls.push_back((error ? "failed " : "out ") + std::string(path));
+  void leaveFolder(const char* path, std::exception_ptr failure) override {
+    (failure ? failed : left).emplace_back(path);
   }
-  std::string swapped;
   std::string outside;
-  std::vector<std::string> calls;
+  std::vector<std::string> elements, folders, left, failed;
 };
 
-TEST(WalkTree, entersNothingThatItsVisitorNoLongerTakesForAFolder) {
-  const test::TempDir dir, elsewhere;
-  elsewhere.write("kept/file", "1");
-  const std::string top = dir.makeDir("top"), inner = dir.makeDir("top/inner");
-  SwappingVisitor visitor;
-  visitor.swapped = inner;
-  visitor.outside = elsewhere.path();
-  os::walkTree(top.c_str(), visitor);
-  EXPECT_EQ(visitor.calls, (std::vector<std::string>{"in " + top, "out " + top}));
-  visitor.calls.clear();
-  visitor.swapped = "";
-  std::filesystem::remove(inner);
-  dir.makeDir("top/inner");
-  os::walkTree(top.c_str(), visitor);
-  EXPECT_EQ(visitor.calls, (std::vector<std::string>{"in " + top, "in " + inner, "out " + inner, "out " + top}));
+TEST(WalkTree, entersALinkInAFoldersPlaceOnlyIfItMay) {
+  for (const bool followLinks : {false, true}) {
+    SCOPED_TRACE(followLinks);
+    const test::TempDir dir, elsewhere;
+    elsewhere.write("kept", "1");
+    dir.makeDir("a");
+    dir.makeDir("b");
+    SwappingVisitor visitor;
+    visitor.outside = elsewhere.path();
+    os::walkTree(dir.path().c_str(), visitor, followLinks);
+    ASSERT_EQ(visitor.folders.size(), 2U);
+    EXPECT_EQ(std::count(visitor.elements.begin(), visitor.elements.end(), "kept"), followLinks ? 1 : 0);
+    EXPECT_EQ(visitor.failed, followLinks ? std::vector<std::string>() : std::vector{visitor.folders[0]});
+    EXPECT_EQ(visitor.left.back(), dir.path());
+  }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <regex>
 #include <string>
 #include <utility>
@@ -128,6 +129,23 @@ TEST_F(LogFile, leavesADeviceWhereItIs) {
   dest.setPath(path.c_str());
   dest.log(0, "Src", "into nothing");
   EXPECT_THAT(dir.list(), ElementsAre("app.log"));
+}
+
+TEST_F(LogFile, leavesALinkInDevWhereItIs) {
+  char name[] = "/dev/shm/kelfops-log-XXXXXX";  // stands for "/dev/stdout", which leads to a file at times
+  ASSERT_NE(::mkdtemp(name), nullptr);
+  const std::string folder = name, link = folder + "/stdout", plain = folder + "/plain";
+  ASSERT_EQ(::symlink(path.c_str(), link.c_str()), 0);
+  for (const std::string& log : {link, plain, plain}) {
+    dest.setPath(log.c_str());
+    dest.log(0, "Src", "line");
+    dest.setPath(nullptr);
+  }
+  EXPECT_THAT(logged(), HasSubstr("line"));
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  const auto files = std::filesystem::directory_iterator(folder);
+  EXPECT_EQ(std::distance(begin(files), end(files)), 3) << "of its own, a plain file there is as good as elsewhere";
+  std::filesystem::remove_all(folder);
 }
 
 TEST_F(LogFile, staysClosedOnceItIsFull) {

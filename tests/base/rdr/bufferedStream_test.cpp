@@ -87,6 +87,33 @@ TEST(BufferedInStream, leavesBytesThatSomebodyPointsToWhileThereIsRoom) {
   EXPECT_EQ(borrower.atThatTime, "ghi") << "nothing to read: time to write";
 }
 
+TEST(BufferedInStream, tellsItsObserverBeforeBytesGoInAnyOtherWay) {
+  struct : rdr::BlockLender::Borrower {
+    void giveBack() noexcept override { ++calls; }
+    int calls = 0;
+  } borrower;
+  FedInStream in("abcd", 8);
+  rdr::BlockLender lender(&in);
+  in.skip(4);
+  in.checkpoint();
+  lender.add(borrower);
+  in.feed("efghij");
+  EXPECT_TRUE(in.check(true, 6)) << "more than half of the buffer";
+  EXPECT_EQ(borrower.calls, 1);
+  lender.add(borrower);
+  in.discard();
+  EXPECT_EQ(borrower.calls, 2);
+  in.feed("k");
+  in.check(true);
+  lender.add(borrower);
+  EXPECT_FALSE(in.check(false, 2));
+  EXPECT_EQ(borrower.calls, 2) << "one byte is not worth a write";
+  FedInStream other(std::move(in));
+  EXPECT_EQ(borrower.calls, 3);
+  EXPECT_FALSE(lender.lends(other.getPtr())) << "it does not go along";
+  EXPECT_EQ(take(other, 1), "k");
+}
+
 TEST(BufferedOutStream, givesTheMemoryOfALongBacklogBack) {
   constexpr int size = 32 << 20;
   SinkStream out;

@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "base/plat/Time.h"
 #include "base/rdr/FileInStream.h"
@@ -291,6 +293,43 @@ TEST_F(LocalFileWriterTest, writesBesideTheDestinationAndRenamesAtTheEnd) {
   first->finish();
   EXPECT_EQ(dir.list(), (Lines{"x", "x(1)", "x(2)"}));
   EXPECT_EQ(dir.read("x") + dir.read("x(1)") + dir.read("x(2)"), "12");  // in the order of their ends
+}
+
+TEST_F(LocalFileWriterTest, sharesNoFileWithAnotherProcess) {
+  constexpr int Children = 4, FilesEach = 24;
+  for (char letter = 'a'; letter < 'a' + Children; ++letter) {
+    if (::fork() == 0) {
+      for (int i = 0; i < FilesEach; ++i) {
+        const auto writer = open("x");
+        const std::string bytes(20000, letter);
+        writer->getOutStream().writeBytes(bytes.data(), static_cast<int>(bytes.size()));
+        writer->finish();
+      }
+      ::_exit(0);
+    }
+  }
+  for (int i = 0, status = 0; i < Children; ++i) {
+    ASSERT_GT(::wait(&status), 0);
+    EXPECT_EQ(status, 0);
+  }
+  const Lines files = dir.list();
+  EXPECT_EQ(files.size(), std::size_t{Children * FilesEach});
+  for (const std::string& name : files) {
+    const std::string bytes = dir.read(name);
+    EXPECT_TRUE(bytes.size() == 20000 && bytes.find_first_not_of(bytes[0]) == std::string::npos) << name;
+  }
+}
+
+TEST_F(LocalFileWriterTest, takesALinkThatLeadsNowhereForAFreeName) {
+  dir.link("elsewhere", "x.tmp");
+  auto writer = open("x");
+  EXPECT_EQ(dir.list(), (Lines{"elsewhere", "x.tmp"})) << "and writes where it leads";
+  writer->finish();
+  EXPECT_EQ(dir.list(), (Lines{"elsewhere", "x"}));
+  ASSERT_EQ(::unlink((dir / "elsewhere").c_str()), 0);
+  open("x")->finish();
+  EXPECT_EQ(dir.list(), Lines{"x"});
+  EXPECT_EQ(dir.read("x"), "") << "the link is replaced";
 }
 
 TEST_F(LocalFileWriterTest, givesTheAnnouncedPermissionFromTheFirstByteOn) {
