@@ -1,6 +1,5 @@
 #include <cstdio>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include <signal.h>
@@ -16,15 +15,14 @@
 #include "apps/kelfops/PutCommand.h"
 #include "apps/kelfops/commandLine.h"
 #include "apps/kelfops/localPath.h"
-#include "base/io/FdSelectManager.h"
 #include "base/io/Io.h"
 #include "base/loc/Localize.h"
 #include "base/os/AppInfo.h"
 #include "base/os/AppLoop.h"
-#include "base/os/AppLoopImpl.h"
 #include "base/os/SignalHandler.h"
 #include "base/os/programPath.h"
 #include "base/plat/Exception.h"
+#include "base/plat/Timer.h"
 #include "base/plat/logging.h"
 
 namespace {
@@ -33,9 +31,9 @@ namespace {
 constexpr const char* Log = "Assertion:stderr:0,SocketUtil:stderr:0,LaunchProcess:stderr:0,ProcessMonitor:stderr:0";
 
 /// While it lives, a signal that would end the program ends the loop instead: temporary files go with their writers.
-class Interrupter final : private os::SignalHandler::Callback {
+class Interrupter final : private os::SignalHandler::Callback, private plat::Timer::Callback {
 public:
-  Interrupter() {
+  explicit Interrupter(os::AppLoop& loop) : loop_(loop), timer_(this) {
     for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
       struct sigaction before = {};
       sigaction(sig, nullptr, &before);
@@ -53,10 +51,12 @@ public:
   Interrupter(const Interrupter&) = delete;
   Interrupter& operator=(const Interrupter&) = delete;
 
-  /// Asked once the loop has ended: for the reason that the link is cut, perhaps, by a helper which got it as well.
+  /// Asked once the loop has ended. That may be because the helper got the signal too and was faster with cutting the
+  /// link, so another turn of the loop looks for it.
   bool hasCome() {
-    if (!std::exchange(loopHasEnded_, true)) {
-      os::AppLoopImpl::processManager().processEvents(0);
+    if (!hasCome_) {
+      timer_.start(0);
+      loop_.run();
     }
     return hasCome_;
   }
@@ -64,14 +64,17 @@ public:
 private:
   void signalled(int) override {
     hasCome_ = true;
-    if (!loopHasEnded_) {
-      os::AppLoop::quit(HelperFailed);
-    }
+    os::AppLoop::quit(HelperFailed);
+  }
+  bool timerFired(plat::Timer&) override {
+    os::AppLoop::quit(HelperFailed);
+    return false;
   }
 
+  os::AppLoop& loop_;
+  plat::Timer timer_;
   std::vector<int> handled_;
   bool hasCome_ = false;
-  bool loopHasEnded_ = false;
 };
 
 /// What `mv` should call `from`: with a slash at its end, `to` is the folder to put it in.
@@ -112,7 +115,7 @@ std::vector<std::string> helperArguments(const Options& options) {
 /// @param answered set once the helper has answered. @throws plat::Exception "interrupted"
 int serve(const Options& options, HelperProcess& helper, HelperStats& stats, bool& answered) {
   os::AppLoop loop;
-  Interrupter interrupter;
+  Interrupter interrupter(loop);
   const std::unique_ptr<Command> command = makeCommand(options);
   PeerSession session(helper.takeLink(), *command, options.clientVersion, options.logLevel);
   if (options.stats) {

@@ -28,9 +28,10 @@ plat::String freeName(const plat::String& dir, const char* name) {
   return plat::fileMakeUnique(dir.orEmpty(), name, "(", ")", 99);
 }
 
-bool isLink(const plat::String& path) noexcept {
+/// Whether there is a link that leads nowhere: its name counts as free, but is taken.
+bool isDangling(const plat::String& path) noexcept {
   struct stat info = {};
-  return ::lstat(path.get(), &info) == 0 && S_ISLNK(info.st_mode);
+  return ::lstat(path.get(), &info) == 0 && S_ISLNK(info.st_mode) && ::stat(path.get(), &info) != 0;
 }
 
 }  // namespace
@@ -58,8 +59,8 @@ void LocalFileWriter::openTemp(const char* name, os::OpenArgs openArgs, rdr::Blo
         throw;
       }
     }
-    // Another process has been faster, so look again; but a link that leads nowhere never counts as taken.
-    if (isLink(tempPath_)) {
+    // Another process has been faster: look again.
+    if (isDangling(tempPath_)) {
       openArgs.flags &= ~O_EXCL;
     }
   }
@@ -104,7 +105,7 @@ plat::String LocalFileWriter::takeFinalName() const {
     if (plat::fileRenameIfFree(tempPath_.get(), path.get())) {
       return path;
     }
-    if (isLink(path)) {
+    if (isDangling(path)) {
       plat::fileRename(tempPath_.get(), path.get());
       return path;
     }
