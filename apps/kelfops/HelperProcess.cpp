@@ -57,16 +57,24 @@ std::string hexDigest(const Secret& secret) {
 class HangupIgnored {
 public:
   HangupIgnored() {
+    sigset_t hangup;
+    sigemptyset(&hangup);
+    sigaddset(&hangup, SIGHUP);
+    sigprocmask(SIG_BLOCK, &hangup, &maskBefore_);  // one that comes now waits until it is heeded again
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGHUP, &ignore, &before_);
   }
-  ~HangupIgnored() { sigaction(SIGHUP, &before_, nullptr); }
+  ~HangupIgnored() {
+    sigaction(SIGHUP, &before_, nullptr);
+    sigprocmask(SIG_SETMASK, &maskBefore_, nullptr);
+  }
   HangupIgnored(const HangupIgnored&) = delete;
   HangupIgnored& operator=(const HangupIgnored&) = delete;
 
 private:
   struct sigaction before_ = {};
+  sigset_t maskBefore_;
 };
 
 /// A descriptor that becomes readable when the process ends, or none where the system has no such thing.

@@ -17,7 +17,7 @@ void ListCommand::dirScanResult(std::vector<fops::DirEntry>& list, const plat::E
     return;
   }
   if (!error.isEmpty()) {
-    session_->report(path_.c_str(), error);
+    session_->report(path_.empty() ? "/" : path_.c_str(), error);
   }
   printListing(list, longFormat_);
   session_->finish();

@@ -30,7 +30,7 @@ PeerSession::PeerSession(std::unique_ptr<io::Io> link, Command& command, int cli
 PeerSession::~PeerSession() = default;
 
 void PeerSession::report(const char* what, const plat::Exception& error) {
-  std::fprintf(stderr, "kelfops: %s: %s\n", terminalText(*what != '\0' ? what : "/", stderr).c_str(),
+  std::fprintf(stderr, "kelfops: %s: %s\n", terminalText(what, stderr).c_str(),
                terminalText(plat::ExceptionText(error, "failed").get(), stderr).c_str());
   exitStatus_ = Refused;
 }

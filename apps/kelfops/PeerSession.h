@@ -42,9 +42,6 @@ public:
     finished_ = std::move(finished);
   }
 
-  /// Whether the helper has answered.
-  bool hasBegun() const noexcept { return hasBegun_; }
-
   fops::TransferId newId() noexcept { return ++lastId_; }
 
   /// Reports on standard error that something failed, and goes on; the exit status becomes Refused.

@@ -1,5 +1,7 @@
 #include "apps/kelfops/localPath.h"
 
+#include <filesystem>
+
 #include <sys/stat.h>
 
 #include "base/plat/file.h"
@@ -14,15 +16,18 @@ bool isWithin(const std::string& place, const std::string& folder) {
   if (stat(folder.c_str(), &wanted) != 0) {
     return false;
   }
-  for (std::string path = absoluteLocalPath(place);; path = plat::fileDirName(path.c_str()).get()) {
+  std::error_code error;  // leaves no path to climb
+  std::string path = std::filesystem::weakly_canonical(absoluteLocalPath(place), error);
+  for (; !path.empty(); path = plat::fileDirName(path.c_str()).get()) {
     struct stat found = {};
     if (stat(path.c_str(), &found) == 0 && found.st_dev == wanted.st_dev && found.st_ino == wanted.st_ino) {
       return true;
     }
     if (path == "/") {
-      return false;
+      break;
     }
   }
+  return false;
 }
 
 std::string withoutTrailingSlashes(std::string path) {

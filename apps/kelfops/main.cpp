@@ -1,5 +1,8 @@
 #include <cstdio>
+#include <exception>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include <signal.h>
@@ -77,9 +80,14 @@ private:
   bool hasCome_ = false;
 };
 
-/// What `mv` should call `from`: with a slash at its end, `to` is the folder to put it in.
+/// What `mv` should call `from`: with a slash at its end, `to` is the folder to put it in, and "/" the top.
 std::string moveTarget(const std::string& from, const std::string& to) {
-  return to.ends_with('/') ? joinLocalPath(to, from.substr(from.rfind('/') + 1)) : to;
+  if (!to.ends_with('/')) {
+    return to;
+  }
+  const std::string name = from.substr(from.rfind('/') + 1);
+  const std::string folder = withoutTrailingSlashes(to);
+  return folder == "/" ? name : joinLocalPath(folder, name);
 }
 
 std::unique_ptr<Command> makeCommand(const Options& options) {
@@ -111,23 +119,46 @@ std::vector<std::string> helperArguments(const Options& options) {
   return arguments;
 }
 
+/// Runs the loop to its end; returns the exit status.
+/// @throws plat::Exception "interrupted", also if what was seen of the signal is that the helper has gone
+int runLoop(os::AppLoop& loop, Interrupter& interrupter) {
+  int status = HelperFailed;
+  std::exception_ptr failure;
+  try {
+    status = loop.run();
+  } catch (const plat::Exception&) {
+    failure = std::current_exception();
+  }
+  if (status == HelperFailed && interrupter.hasCome()) {
+    throw plat::Exception("interrupted");
+  }
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+  return status;
+}
+
 /// Runs one session over the helper's link; returns the exit status.
-/// @param answered set once the helper has answered. @throws plat::Exception "interrupted"
+/// @param answered set once the helper has answered
 int serve(const Options& options, HelperProcess& helper, HelperStats& stats, bool& answered) {
   os::AppLoop loop;
   Interrupter interrupter(loop);
   const std::unique_ptr<Command> command = makeCommand(options);
   PeerSession session(helper.takeLink(), *command, options.clientVersion, options.logLevel);
-  if (options.stats) {
-    session.onProgress([&] { stats.sessionStarted(helper.pid()); }, [&] { stats.workDone(helper.pid()); });
-  }
+  session.onProgress(
+      [&] {
+        answered = true;
+        if (options.stats) {
+          stats.sessionStarted(helper.pid());
+        }
+      },
+      [&] {
+        if (options.stats) {
+          stats.workDone(helper.pid());
+        }
+      });
   const HelperWatch watch(helper, [&] { session.helperEnded(); });
-  const int status = loop.run();
-  answered = session.hasBegun();
-  if (status == HelperFailed && interrupter.hasCome()) {
-    throw plat::Exception("interrupted");
-  }
-  return status;
+  return runLoop(loop, interrupter);
 }
 
 int run(const Options& options) {
@@ -148,7 +179,7 @@ int run(const Options& options) {
   const std::string end = helper.bringToEnd();
   if (status == HelperFailed || end.rfind("signal", 0) == 0) {
     status = HelperFailed;
-    const bool complainedUnheard = !answered && options.link == LinkKind::Socket;
+    const bool complainedUnheard = !answered && options.link == LinkKind::Socket && end == "exit status 1";
     std::fprintf(stderr, "kelfops: the helper ended with %s%s\n", end.c_str(),
                  complainedUnheard ? " (--link fd shows its complaint)" : "");
   }
@@ -177,7 +208,7 @@ int main(int argc, char** argv) {
   int status = Done;
   const std::optional<Options> options = parseCommandLine(argc, argv, status);
   if (!options) {
-    return status;
+    return status == Done && !outputIsWhole() ? HelperFailed : status;
   }
   try {
     status = run(*options);

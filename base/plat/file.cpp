@@ -145,17 +145,6 @@ bool fileRenameNoThrow(const char* from, const char* to) noexcept {
   return std::rename(from, to) == 0;
 }
 
-bool fileRenameIfFree(const char* from, const char* to) {
-  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
-    return true;
-  }
-  if (errno == EEXIST) {
-    return false;
-  }
-  fileRename(from, to);  // says what is wrong, unless it is only that the file system does not know this flag
-  return true;
-}
-
 void fileTruncate(std::FILE* stream, std::int64_t length) {
   while (::ftruncate(::fileno(stream), length) != 0) {
     if (errno != EINTR) {

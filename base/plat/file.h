@@ -58,9 +58,6 @@ bool fileRemoveNoThrow(const char* path) noexcept;
 /// Replaces what is at `to`, as rename(2) does. @throws SystemException "fileRename(%s,%s)"
 void fileRename(const char* from, const char* to);
 bool fileRenameNoThrow(const char* from, const char* to) noexcept;
-/// Replaces nothing, as far as the file system can promise that (Linux renameat2(2)); where it cannot, as fileRename().
-/// @return false if the name `to` is taken. @throws SystemException "fileRename(%s,%s)"
-bool fileRenameIfFree(const char* from, const char* to);
 
 /// Cuts or extends to `length` bytes. Does not flush the stream. @throws SystemException "fileTruncate()"
 void fileTruncate(std::FILE* stream, std::int64_t length);

@@ -125,7 +125,7 @@ void rmDir(const char* path, bool recursive) {
   int error = 0;
   if (recursive && path[0] != '\0') {
     TreeRemover remover;
-    // In a folder's place somebody may have put a link by now, and what that leads to is not ours to empty.
+    // In a folder's own place (not above it) a link may have been put by now, and what that leads to is not ours.
     os::walkTree(path, remover, false);
     error = remover.lastError;
   } else if (::rmdir(path) != 0) {

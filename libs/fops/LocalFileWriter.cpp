@@ -3,7 +3,6 @@
 #include <cerrno>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include "base/os/unix/BorrowingFileStream.h"
 #include "base/os/unix/FileFdOutStream.h"
@@ -21,17 +20,12 @@ namespace {
 plat::LogSrc vlog("LocalFileWriter");
 
 constexpr std::int64_t LargeFile = 65536;  // smaller ones are not worth a list of blocks
+constexpr int ExclusiveTries = 100;        // more than there are names to try
 constexpr mode_t PermissionBits = 07777;   // what open() takes of a mode; the rest of the attribute is the file's type
 
 /// A name in `dir` that is free now: the one wanted, or the first of "(1)" to "(99)".
 plat::String freeName(const plat::String& dir, const char* name) {
   return plat::fileMakeUnique(dir.orEmpty(), name, "(", ")", 99);
-}
-
-/// Whether there is a link that leads nowhere: its name counts as free, but is taken.
-bool isDangling(const plat::String& path) noexcept {
-  struct stat info = {};
-  return ::lstat(path.get(), &info) == 0 && S_ISLNK(info.st_mode) && ::stat(path.get(), &info) != 0;
 }
 
 }  // namespace
@@ -47,21 +41,20 @@ LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir,
 }
 
 void LocalFileWriter::openTemp(const char* name, os::OpenArgs openArgs, rdr::BlockLender* lender) {
-  openArgs.flags |= openArgs.flags & O_CREAT ? O_EXCL : 0;
-  for (;;) {
+  openArgs.flags |= O_EXCL;
+  for (int left = ExclusiveTries;; --left) {
+    if (left == 0) {
+      openArgs.flags &= ~O_EXCL;  // it is no race then, but a link that leads nowhere, whose name counts as free
+    }
     tempPath_ = freeName(destDir_, name);
     try {
       out_ = lender ? std::make_unique<os::BorrowingFileStream>(tempPath_.get(), openArgs, *lender)
                     : std::make_unique<os::FileFdOutStream>(tempPath_.get(), openArgs);
       return;
     } catch (const plat::SystemException& failure) {
-      if (failure.err != EEXIST) {
+      if (failure.err != EEXIST || left == 0) {
         throw;
       }
-    }
-    // Another process has been faster: look again.
-    if (isDangling(tempPath_)) {
-      openArgs.flags &= ~O_EXCL;
     }
   }
 }
@@ -86,7 +79,10 @@ rdr::OutStream& LocalFileWriter::getOutStream() {
 void LocalFileWriter::finish() {
   out_->flush();
   out_.reset();
-  const plat::String finalPath = takeFinalName();
+  // Only now: the name may have been taken since the upload began.
+  const plat::String finalPath = freeName(destDir_, entry().name.orEmpty());
+  vlog.debug("Renaming as %s from %s", finalPath.get(), tempPath_.get());
+  plat::fileRename(tempPath_.get(), finalPath.get());
   if (fopsPreserveTimestamps()) {
     try {
       plat::fileSetTime(finalPath.get(), entry().modifyTime, entry().accessTime);
@@ -95,21 +91,6 @@ void LocalFileWriter::finish() {
     }
   }
   tempPath_ = nullptr;
-}
-
-/// Only now: the name may have been taken since the upload began, and it may be taken while this one is choosing.
-plat::String LocalFileWriter::takeFinalName() const {
-  for (;;) {
-    plat::String path = freeName(destDir_, entry().name.orEmpty());
-    vlog.debug("Renaming as %s from %s", path.get(), tempPath_.get());
-    if (plat::fileRenameIfFree(tempPath_.get(), path.get())) {
-      return path;
-    }
-    if (isDangling(path)) {
-      plat::fileRename(tempPath_.get(), path.get());
-      return path;
-    }
-  }
 }
 
 }  // namespace fops

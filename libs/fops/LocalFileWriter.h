@@ -49,10 +49,8 @@ public:
   const char* displayPath() const override { return destPath_.orEmpty(); }
 
 private:
-  /// Opens a file of its own under the first temporary name that is free.
+  /// Opens the first temporary name that is free, for this writer alone: another process may upload the same name.
   void openTemp(const char* name, os::OpenArgs openArgs, rdr::BlockLender* lender);
-  /// Gives the file the first final name that is free, and tells its path.
-  plat::String takeFinalName() const;
 
   plat::String destDir_;
   plat::String destPath_;

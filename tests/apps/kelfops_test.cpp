@@ -2,9 +2,13 @@
 
 #include <chrono>
 #include <filesystem>
+#include <string>
 #include <thread>
+#include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -85,6 +89,10 @@ TEST_F(KelfopsTest, listsChangesTheTreeAndTellsAboutTheHelper) {
   EXPECT_EQ(kel({"mkdir", "other/"}).status, 0);
   EXPECT_EQ(kel({"mv", "folder/inner/", "other/"}).status, 0);
   EXPECT_EQ(remote.read("other/inner/b"), "x");
+  EXPECT_EQ(kel({"mv", "other/inner/b", "/"}).status, 0);
+  EXPECT_EQ(remote.read("b"), "x");
+  EXPECT_EQ(kel({"mv", "b", "other//"}).status, 0);
+  EXPECT_EQ(remote.list("other"), (Names{"b", "inner"}));
   EXPECT_EQ(kel({"rm", "other/"}).status, 0);
   EXPECT_EQ(kel({"rm", "folder"}).status, 0);
   EXPECT_EQ(remote.list(), Names{"file10"});
@@ -108,6 +116,8 @@ TEST_F(KelfopsTest, givesCollidingNamesANumberOnBothSides) {
 TEST_F(KelfopsTest, endsWithAStatusAndWordsForScripts) {
   remote.makeDir("folder/sub");
   remote.write("file", "1");
+  remote.link("folder/sub", "link");
+  local.link(remote / "link", "link");
   const std::string folder = remote / "folder";
   const std::string itself = "load a folder into itself";
   const struct {
@@ -125,6 +135,8 @@ TEST_F(KelfopsTest, endsWithAStatusAndWordsForScripts) {
       {{"put", "-r", folder, "folder"}, 1, itself},
       {{"put", "-r", folder, "folder/sub"}, 1, itself},
       {{"get", "-r", "folder", folder + "/sub/new"}, 1, itself},
+      {{"get", "-r", "folder", local / "link"}, 1, itself},
+      {{"put", "-r", folder, "link"}, 1, itself},
       {{"get", "file", local / "new/"}, 1, "kelfops: file: [System-20] " + local / "new: Not a directory (20)\n"},
       {{}, 2, ""},
       {{"frobnicate"}, 2, ""},
@@ -170,7 +182,7 @@ TEST_F(KelfopsTest, reportsAFileThatFailsAndGoesOnWithTheRest) {
 TEST_F(KelfopsTest, leavesNothingHalfDoneWhenItsGroupIsInterrupted) {
   for (const test::TempDir* dir : {&local, &remote}) {
     dir->write("endless", "");
-    std::filesystem::resize_file(*dir / "endless", 1LL << 40);
+    std::filesystem::resize_file(*dir / "endless", 1LL << 32);
   }
   for (const auto& [sig, words, to] : {std::tuple(SIGINT, Names{"put", local / "endless"}, &remote),
                                        {SIGTERM, {"get", "endless", local.path()}, &local},
@@ -179,7 +191,12 @@ TEST_F(KelfopsTest, leavesNothingHalfDoneWhenItsGroupIsInterrupted) {
     SCOPED_TRACE(testing::PrintToString(words) + std::to_string(sig));
     Names command = {kelfops(), "--root", remote.path()};
     command.insert(command.end(), words.begin(), words.end());
-    Child child(command, -1, -1, [] { setpgid(0, 0); });
+    Child child(command, -1, -1, [] {
+      setpgid(0, 0);
+      for (const int heeded : {SIGINT, SIGTERM, SIGHUP}) {  // whatever the tests were started with
+        signal(heeded, SIG_DFL);
+      }
+    });
     while (!to->exists("endless.tmp") && child.isRunning()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }

@@ -30,7 +30,8 @@ protected:
 /// entered once, so the walk ends whatever the visitor leaves undone. To sum up per folder, keep a stack in the
 /// visitor: push in enterFolder, add in element, pop in leaveFolder. What the visitor throws ends the walk.
 /// @param followLinks whether a folder below the top may be entered through a link. If not, a folder in whose place
-///        somebody has put a link since its element was told fails like one that cannot be opened.
+///        somebody has put a link since its element was told fails like one that cannot be opened; links in
+///        the place of what lies above it are not noticed.
 /// @throws plat::AssertionFail "dirLen > 0" for an empty path
 void walkTree(const char* top, TreeVisitor& visitor, bool followLinks);
 

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include "base/os/unix/DirEnum.h"
@@ -17,7 +16,7 @@ namespace {
 struct SwappingVisitor final : os::TreeVisitor {
   bool element(const os::DirEnum& at) override {
     elements.emplace_back(at.name());
-    if (at.entryType() != DT_DIR) {
+    if (!std::filesystem::is_directory(std::filesystem::symlink_status(at.path()))) {
       return false;
     }
     folders.emplace_back(at.path());

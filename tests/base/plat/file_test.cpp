@@ -186,20 +186,6 @@ TEST_F(FileTest, sameAsFdComparesWhatTheNameLeadsTo) {
   EXPECT_FALSE(same("file")) << "replaced behind the descriptor";
 }
 
-TEST_F(FileTest, renameIfFreeReplacesNothing) {
-  dir.write("new", "n");
-  dir.write("old", "o");
-  dir.link("nowhere", "dangling");
-  for (const char* taken : {"old", "dangling"}) {
-    EXPECT_FALSE(fileRenameIfFree((dir / "new").c_str(), (dir / taken).c_str()));
-  }
-  EXPECT_EQ(dir.read("new") + dir.read("old"), "no");
-  EXPECT_TRUE(fileRenameIfFree((dir / "new").c_str(), (dir / "free").c_str()));
-  EXPECT_EQ(dir.read("free"), "n");
-  const std::string gone = dir / "gone";
-  EXPECT_EQ(failureFrom([&] { fileRenameIfFree(gone.c_str(), gone.c_str()); }).err, ENOENT);
-}
-
 TEST_F(FileTest, theWorkingFolderMayBeDeeperThanTheFirstBufferAndIsWhereRelativePathsStart) {
   const std::string before = getWorkingDir().get();
   std::string deep = "d";
