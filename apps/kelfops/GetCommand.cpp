@@ -38,29 +38,30 @@ GetCommand::Item GetCommand::topItem() const {
   return {remote_, plat::fileDirName(local_.c_str()).get(), plat::fileBaseName(local_.c_str()).get()};
 }
 
-void GetCommand::checkPlace() const {
-  if (recursive_ && isWithin(topItem().folder, joinLocalPath(root_, remote_))) {
+void GetCommand::checkPlace(const Item& top) const {
+  if (recursive_ && isWithin(top.folder, joinLocalPath(root_, remote_))) {
     throw plat::Exception("cannot download a folder into itself");  // its copy would be found in it, and so on
   }
-  if (!recursive_ && mustBeFolder_ && !plat::fileIsDir(local_.c_str())) {
+  if (!recursive_ && mustBeFolder_ && !top.name.empty()) {
     throw plat::SystemException(local_.c_str(), ENOTDIR);
   }
 }
 
 void GetCommand::begin(PeerSession& session) {
   session_ = &session;
+  const Item top = topItem();
   try {
-    checkPlace();
+    checkPlace(top);
   } catch (const plat::Exception& error) {
     session.report(remote_.c_str(), error);
     return;
   }
   const fops::TransferId id = session.newId();
   if (recursive_) {
-    listing_.emplace(id, topItem());
+    listing_.emplace(id, top);
     session.proto().downloadFolder(id, remote_.c_str(), "");
   } else {
-    flying_.emplace(id, topItem());
+    flying_.emplace(id, top);
     session.proto().downloadFile(id, remote_.c_str(), "");
   }
 }

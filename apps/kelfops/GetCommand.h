@@ -39,7 +39,7 @@ private:
   };
 
   Item topItem() const;
-  void checkPlace() const;
+  void checkPlace(const Item& top) const;
   void takeEntry(const Item& parent, const fops::DirEntry& entry);
   void queueFolder(const std::string& remote, const std::string& parent, const fops::DirEntry& entry);
   static fops::DirEntry localEntry(const fops::DirEntry& offered, const std::string& name);

@@ -2,8 +2,6 @@
 
 #include <filesystem>
 
-#include <sys/stat.h>
-
 #include "base/plat/file.h"
 #include "base/plat/filePaths.h"
 
@@ -12,22 +10,11 @@ std::string joinLocalPath(const std::string& folder, const std::string& name) {
 }
 
 bool isWithin(const std::string& place, const std::string& folder) {
-  struct stat wanted = {};
-  if (stat(folder.c_str(), &wanted) != 0) {
-    return false;
-  }
-  std::error_code error;  // leaves no path to climb
-  std::string path = std::filesystem::weakly_canonical(absoluteLocalPath(place), error);
-  for (; !path.empty(); path = plat::fileDirName(path.c_str()).get()) {
-    struct stat found = {};
-    if (stat(path.c_str(), &found) == 0 && found.st_dev == wanted.st_dev && found.st_ino == wanted.st_ino) {
-      return true;
-    }
-    if (path == "/") {
-      break;
-    }
-  }
-  return false;
+  std::error_code error;
+  const std::string top = std::filesystem::canonical(folder, error);
+  // With a slash at the end of both, "ab" does not lie in "a".
+  return !error &&
+         joinLocalPath(std::filesystem::weakly_canonical(place, error), "").starts_with(joinLocalPath(top, ""));
 }
 
 std::string withoutTrailingSlashes(std::string path) {

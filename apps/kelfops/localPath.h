@@ -5,7 +5,8 @@
 /// The absolute form of a path on this side, without touching symbolic links: a link keeps the name it has.
 std::string absoluteLocalPath(const std::string& path);
 
-/// Whether `place`, of which the last parts need not be there yet, is `folder` or lies below it.
+/// Whether `place`, an absolute path of which the last parts need not be there yet, is `folder` or lies below it,
+/// wherever links lead.
 bool isWithin(const std::string& place, const std::string& folder);
 
 /// A path without the slashes at its end; "/" stays as it is.

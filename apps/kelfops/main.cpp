@@ -13,6 +13,7 @@
 #include "apps/kelfops/HelperStats.h"
 #include "apps/kelfops/HelperWatch.h"
 #include "apps/kelfops/InfoCommand.h"
+#include "apps/kelfops/Interrupter.h"
 #include "apps/kelfops/ListCommand.h"
 #include "apps/kelfops/PeerSession.h"
 #include "apps/kelfops/PutCommand.h"
@@ -22,63 +23,14 @@
 #include "base/loc/Localize.h"
 #include "base/os/AppInfo.h"
 #include "base/os/AppLoop.h"
-#include "base/os/SignalHandler.h"
 #include "base/os/programPath.h"
 #include "base/plat/Exception.h"
-#include "base/plat/Timer.h"
 #include "base/plat/logging.h"
 
 namespace {
 
 /// Errors of the library that nothing else tells; what becomes of the link and of files is.
 constexpr const char* Log = "Assertion:stderr:0,SocketUtil:stderr:0,LaunchProcess:stderr:0,ProcessMonitor:stderr:0";
-
-/// While it lives, a signal that would end the program ends the loop instead: temporary files go with their writers.
-class Interrupter final : private os::SignalHandler::Callback, private plat::Timer::Callback {
-public:
-  explicit Interrupter(os::AppLoop& loop) : loop_(loop), timer_(this) {
-    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
-      struct sigaction before = {};
-      sigaction(sig, nullptr, &before);
-      if (before.sa_handler != SIG_IGN) {  // as it is under nohup, for example
-        os::SignalHandler::instance().setHandler(sig, this, true);
-        handled_.push_back(sig);
-      }
-    }
-  }
-  ~Interrupter() override {
-    for (const int sig : handled_) {
-      os::SignalHandler::instance().setHandler(sig, this, false);
-    }
-  }
-  Interrupter(const Interrupter&) = delete;
-  Interrupter& operator=(const Interrupter&) = delete;
-
-  /// Asked once the loop has ended. That may be because the helper got the signal too and was faster with cutting the
-  /// link, so another turn of the loop looks for it.
-  bool hasCome() {
-    if (!hasCome_) {
-      timer_.start(0);
-      loop_.run();
-    }
-    return hasCome_;
-  }
-
-private:
-  void signalled(int) override {
-    hasCome_ = true;
-    os::AppLoop::quit(HelperFailed);
-  }
-  bool timerFired(plat::Timer&) override {
-    os::AppLoop::quit(HelperFailed);
-    return false;
-  }
-
-  os::AppLoop& loop_;
-  plat::Timer timer_;
-  std::vector<int> handled_;
-  bool hasCome_ = false;
-};
 
 /// What `mv` should call `from`: with a slash at its end, `to` is the folder to put it in, and "/" the top.
 std::string moveTarget(const std::string& from, const std::string& to) {
