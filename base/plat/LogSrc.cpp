@@ -40,6 +40,19 @@ bool isPlain(const char* text) noexcept {
   return true;
 }
 
+/// Made at the first use, since an assertion may fail while other sources are still being initialised. Never
+/// destroyed: destructors fail too.
+LogSrc& assertionLog() {
+  static LogSrc& log = *new LogSrc("Assertion");
+  return log;
+}
+
+/// Makes the source in any case, so that it can be addressed from the start.
+[[maybe_unused]] const LogSrc& registered = []() -> LogSrc& {
+  setAssertReporter([](const char* line) { assertionLog().error("%s", line); });
+  return assertionLog();
+}();
+
 }  // namespace
 
 LogSrc::LogSrc(const char* name) noexcept : name_(name), next_(firstSource) {

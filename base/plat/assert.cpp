@@ -3,31 +3,24 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
-#include "base/plat/LogSrc.h"
 #include "base/plat/stackTrace.h"
 
 namespace plat {
 
 namespace {
 
-/// Made at the first use, since an assertion may fail while other sources are still being initialised; and by the
-/// reference below in any case, so that it can be addressed from the start. Never destroyed: destructors fail too.
-LogSrc& assertionLog() {
-  static LogSrc& log = *new LogSrc("Assertion");
-  return log;
-}
-
-[[maybe_unused]] const LogSrc& registered = assertionLog();
-
 std::atomic_flag failing;  // also two threads may fail at once
+AssertReporter reporter = nullptr;
 void (*flushHook)() = nullptr;
 
 void report(const AssertionFail& failure) {
-  LogSrc& log = assertionLog();
-  log.error("%s", failure.message);
-  for (const std::string& line : stackTrace()) {
-    log.error("stacktrace: %s", line.c_str());
+  if (reporter != nullptr) {
+    reporter(failure.message);
+    for (const std::string& line : stackTrace()) {
+      reporter(("stacktrace: " + line).c_str());
+    }
   }
   if (flushHook != nullptr) {
     flushHook();
@@ -53,13 +46,20 @@ void assertFailed(const AssertionFail& failure) noexcept {
   std::abort();
 }
 
+void setAssertReporter(AssertReporter newReporter) noexcept {
+  reporter = newReporter;
+}
+
 void setAssertFlushHook(void (*flush)()) noexcept {
   flushHook = flush;
 }
 
 void warnException(const Exception& exception) noexcept {
+  if (reporter == nullptr) {
+    return;
+  }
   try {
-    assertionLog().error("Warning: %s", exception.message);
+    reporter((std::string("Warning: ") + exception.message).c_str());
   } catch (...) {  // nobody is left to tell
   }
 }

@@ -27,14 +27,21 @@ namespace plat {
 /// What PLAT_REQUIRE does once its condition is false; out of line to keep the callers small.
 [[noreturn, gnu::cold]] void throwAssertionFail(const char* expression, const char* file, int line);
 
-/// Ends the process over a broken promise: the message goes to stderr and, with the stack, to the log source
-/// "Assertion" at level 0; forwarded log lines are flushed; then abort(). A second failure on the way aborts at once.
+/// Ends the process over a broken promise: the message goes to stderr and, with the stack, to the reporter; forwarded
+/// log lines are flushed; then abort(). A second failure on the way aborts at once.
 [[noreturn, gnu::cold]] void assertFailed(const AssertionFail& failure) noexcept;
+
+/// Takes one line about a broken promise. May throw.
+using AssertReporter = void (*)(const char* line);
+
+/// Sets where broken promises are told of besides stderr. The log installs itself before main, with its source
+/// "Assertion" at level 0; it stands above this file and cannot be called from here.
+void setAssertReporter(AssertReporter reporter) noexcept;
 
 /// Sets what assertFailed calls to get log lines off to the parent process before the end; null for nothing.
 void setAssertFlushHook(void (*flush)()) noexcept;
 
-/// Logs "Warning: <message>" at level 0 on the source "Assertion". For handlers in clean-up paths, which can do no
+/// Hands "Warning: <message>" to the reporter, which logs it. For handlers in clean-up paths, which can do no
 /// more than mention a failure: whatever goes wrong in here is swallowed.
 void warnException(const Exception& exception) noexcept;
 
