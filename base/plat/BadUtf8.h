@@ -10,6 +10,10 @@ namespace plat {
 class BadUtf8 : public Exception {
 public:
   BadUtf8(FormattedTag, const char* fmt, ...) noexcept __attribute__((format(printf, 3, 4)));
+
+  /// Sets what tells, at each construction, whether that ends the process; null for never. The parameter installs
+  /// itself here before main.
+  static void setAsserts(bool (*newAsserts)()) noexcept;
 };
 
 }  // namespace plat
