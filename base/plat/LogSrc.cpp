@@ -11,7 +11,6 @@
 #include "base/plat/String.h"
 #include "base/plat/assert.h"
 #include "base/plat/fixedText.h"
-#include "base/plat/logging.h"
 #include "base/plat/utf8.h"
 
 namespace plat {
@@ -23,6 +22,7 @@ struct LogRoutes {
 namespace {
 
 constinit LogSrc* firstSource = nullptr;
+constinit std::atomic<bool> started{false};
 
 /// The routes of every source there has been. They are never freed, since a source goes on being used after its
 /// destructor; there is a handful of sources in a program.
@@ -94,6 +94,16 @@ void LogSrc::setLevel(int level) noexcept {
 void LogSrc::applyLevel() noexcept {
   suppressed_.store(static_cast<std::uint32_t>(INT_MAX) - static_cast<std::uint32_t>(level_),
                     std::memory_order_relaxed);
+}
+
+bool LogSrc::startAll() noexcept {
+  if (started.exchange(true)) {
+    return false;
+  }
+  for (LogSrc* source = first(); source != nullptr; source = source->next()) {
+    source->applyLevel();
+  }
+  return true;
 }
 
 void LogSrc::clearRoutes() noexcept {
@@ -203,6 +213,31 @@ void LogSrc::writeLines(int level, const char* text) {
     text += length;
     text += *text == '\n' ? 1 : 0;
   }
+}
+
+bool logStarted() noexcept {
+  return started.load(std::memory_order_relaxed);
+}
+
+void logUpdateLevels() {
+  for (LogSrc* source = LogSrc::first(); source != nullptr; source = source->next()) {
+    source->updateLevel();
+  }
+}
+
+void logPrintSources(int width, std::FILE* stream) {
+  int column = 0;  // on the current line, 0 before the first name
+  for (const LogSrc* source = LogSrc::first(); source != nullptr; source = source->next()) {
+    const int needed = static_cast<int>(std::strlen(source->name())) + 2;
+    const char* separator = ", ";
+    if (column == 0 || column + needed > width) {
+      separator = column == 0 ? "  " : ",\n  ";
+      column = 2;
+    }
+    std::fprintf(stream, "%s%s", separator, source->name());
+    column += needed;
+  }
+  std::fputc('\n', stream);
 }
 
 }  // namespace plat

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 
 #include "base/plat/NonCopyable.h"
 
@@ -74,8 +75,9 @@ public:
   /// Routes lines up to `level` to a destination, replacing the route to it that may be there. The level of this source
   /// follows with updateLevel().
   void setRoute(LogDest& dest, int level);
-  /// Makes the level test count: called for every source by logStart().
-  void applyLevel() noexcept;
+  /// From here on every source's level test counts, and a source without routes is silent. Part of logStart().
+  /// @return false if it was so already
+  static bool startAll() noexcept;
   /// Takes a destination that is about to go out of the routes of all sources.
   static void forget(LogDest& dest) noexcept;
 
@@ -83,6 +85,7 @@ private:
   void logFormatted(int level, const char* fmt, ...) __attribute__((format(printf, 3, 4), cold));
   void logV(int level, const char* fmt, std::va_list args) __attribute__((format(printf, 3, 0)));
   void setLevel(int level) noexcept;
+  void applyLevel() noexcept;
   bool deliver(int level, const char* text);
 
   const char* name_;
@@ -94,6 +97,15 @@ private:
   std::atomic<std::uint32_t> suppressed_{0};
   bool constructed_ = false;  ///< set last
 };
+
+/// Whether logStart() was called. Any thread.
+[[nodiscard]] bool logStarted() noexcept;
+
+/// Every source's updateLevel(), for after a change of a destination's maxLevel().
+void logUpdateLevels();
+
+/// Prints the names of all sources, in lines of at most `width` columns.
+void logPrintSources(int width, std::FILE* stream);
 
 // The level test has to be inlined into the callers, where a suppressed line then costs a load and a comparison. An
 // ordinary function cannot be inlined if it takes a variable number of arguments; with GCC it can pass them on unseen.

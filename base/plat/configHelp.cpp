@@ -9,7 +9,7 @@
 #include "base/plat/Configuration.h"
 #include "base/plat/DString.h"
 #include "base/plat/LogDest.h"
-#include "base/plat/logging.h"
+#include "base/plat/LogSrc.h"
 #include "base/plat/textWrap.h"
 
 namespace plat {

@@ -1,7 +1,6 @@
 #include "base/plat/logging.h"
 
 #include <algorithm>
-#include <atomic>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -25,8 +24,6 @@
 namespace plat {
 
 namespace {
-
-constinit std::atomic<bool> started{false};
 
 /// What counts in place of the parameter's value; null to let that count.
 String& overrideText() {
@@ -126,18 +123,11 @@ void logInit(const char* defaultLog, const char* defaultDir, const char* default
 }
 
 void logStart() {
-  if (started.exchange(true)) {
+  if (!LogSrc::startAll()) {
     return;
-  }
-  for (LogSrc* source = LogSrc::first(); source != nullptr; source = source->next()) {
-    source->applyLevel();
   }
   replayStored(readSetting(false));
   LogDestMem::instance().discard(INT_MAX);
-}
-
-bool logStarted() noexcept {
-  return started.load(std::memory_order_relaxed);
 }
 
 void logApply() {
@@ -155,27 +145,6 @@ void logApply() {
 void logOverride(const char* text) {
   overrideText() = text;
   logApply();
-}
-
-void logUpdateLevels() {
-  for (LogSrc* source = LogSrc::first(); source != nullptr; source = source->next()) {
-    source->updateLevel();
-  }
-}
-
-void logPrintSources(int width, std::FILE* stream) {
-  int column = 0;  // on the current line, 0 before the first name
-  for (const LogSrc* source = LogSrc::first(); source != nullptr; source = source->next()) {
-    const int needed = static_cast<int>(std::strlen(source->name())) + 2;
-    const char* separator = ", ";
-    if (column == 0 || column + needed > width) {
-      separator = column == 0 ? "  " : ",\n  ";
-      column = 2;
-    }
-    std::fprintf(stream, "%s%s", separator, source->name());
-    column += needed;
-  }
-  std::fputc('\n', stream);
 }
 
 }  // namespace plat

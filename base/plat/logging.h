@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdio>
-
 namespace plat {
 
 // The log as a whole: which source reaches which destination, by the text of the parameter `Log`. On the main thread.
@@ -21,18 +19,11 @@ void logInit(const char* defaultLog, const char* defaultDir, const char* default
 /// Ends the time in which lines without a destination are kept: from here on they are dropped, and the level tests
 /// count. Called by the application loop; only the first call has an effect.
 void logStart();
-/// Any thread.
-[[nodiscard]] bool logStarted() noexcept;
 
 /// Applies the setting: routes, the stored lines for destinations that are named for `*`, levels. A mistake in an
 /// element is told on stderr and leaves the others alone.
 void logApply();
 /// Applies `text` in place of the parameter's value until the next call; null gives the parameter its say back.
 void logOverride(const char* text);
-/// Every source's updateLevel(), for after a change of a destination's maxLevel().
-void logUpdateLevels();
-
-/// Prints the names of all sources, in lines of at most `width` columns.
-void logPrintSources(int width, std::FILE* stream);
 
 }  // namespace plat

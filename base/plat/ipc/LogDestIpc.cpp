@@ -4,7 +4,6 @@
 #include "base/plat/LogSrc.h"
 #include "base/plat/assert.h"
 #include "base/plat/ipc/Kicker.h"
-#include "base/plat/logging.h"
 #include "base/rdr/InStream.h"
 
 namespace plat {
