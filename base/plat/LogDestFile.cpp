@@ -12,7 +12,6 @@
 #include "base/plat/BoolParameter.h"
 #include "base/plat/Exception.h"
 #include "base/plat/Lock.h"
-#include "base/plat/LogDestFileMgr.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/StringParameter.h"
 #include "base/plat/Time.h"

@@ -1,9 +1,8 @@
 #include "base/plat/LogDestFileMgr.h"
 
 #include "base/plat/StringParameter.h"
-#include "base/plat/filePaths.h"
+#include "base/plat/logFile.h"
 #include "base/plat/logParameters.h"
-#include "base/plat/strings.h"
 
 namespace plat {
 
@@ -31,18 +30,6 @@ void LogDestFileMgr::parameterChanged(ConfigParameter&, int) {
   if (enabled_) {
     dest_.setPath(logFilePath(logDirParameter().value(), logFileParameter().value()).get());
   }
-}
-
-String logFilePath(const char* dir, const char* file) {
-  const String expandedDir = expandVars(dir, nullptr, true, true);
-  String expandedFile = expandVars(file, nullptr, true, true);
-  if (isAbsolutePath(expandedFile.get())) {
-    return expandedFile;
-  }
-  if (strEndsWith(expandedDir.get(), "/")) {
-    return String::format("%s%s", expandedDir.get(), expandedFile.get());
-  }
-  return String::format("%s%c%s", expandedDir.get(), '/', expandedFile.get());
 }
 
 }  // namespace plat

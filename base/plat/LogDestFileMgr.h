@@ -29,9 +29,4 @@ private:
   bool enabled_ = false;
 };
 
-/// Where the log file lies: `file` itself if it is absolute, else below `dir`, after both were expanded ($NAME).
-/// An empty `dir` is the top of the file system, so that there is never a relative path.
-/// @throws Exception "unknown environment variable: %s"
-[[nodiscard]] String logFilePath(const char* dir, const char* file);
-
 }  // namespace plat

@@ -8,7 +8,6 @@
 #include "base/plat/Exception.h"
 #include "base/plat/FilePtr.h"
 #include "base/plat/IntParameter.h"
-#include "base/plat/String.h"
 #include "base/plat/Time.h"
 #include "base/plat/dateText.h"
 #include "base/plat/file.h"
@@ -76,6 +75,18 @@ void openLogFile(FilePtr& file, const char* path) {
     rotate(path, dir.get(), baseName.get());
   }
   file.open(path, FilePtr::Write);
+}
+
+String logFilePath(const char* dir, const char* file) {
+  const String expandedDir = expandVars(dir, nullptr, true, true);
+  String expandedFile = expandVars(file, nullptr, true, true);
+  if (isAbsolutePath(expandedFile.get())) {
+    return expandedFile;
+  }
+  if (strEndsWith(expandedDir.get(), "/")) {
+    return String::format("%s%s", expandedDir.get(), expandedFile.get());
+  }
+  return String::format("%s%c%s", expandedDir.get(), '/', expandedFile.get());
 }
 
 }  // namespace plat

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/plat/String.h"
+
 namespace plat {
 
 class FilePtr;
@@ -11,5 +13,10 @@ class FilePtr;
 /// renamed is overwritten.
 /// @throws SystemException "mkDir(%s)", "Error opening \"%s\""; Exception "Too many files with same name"
 void openLogFile(FilePtr& file, const char* path);
+
+/// Where the log file lies: `file` itself if it is absolute, else below `dir`, after both were expanded ($NAME).
+/// An empty `dir` is the top of the file system, so that there is never a relative path.
+/// @throws Exception "unknown environment variable: %s"
+[[nodiscard]] String logFilePath(const char* dir, const char* file);
 
 }  // namespace plat

@@ -19,6 +19,7 @@
 #include "base/plat/StringParameter.h"
 #include "base/plat/Time.h"
 #include "base/plat/file.h"
+#include "base/plat/logFile.h"
 #include "base/plat/logParameters.h"
 #include "tests/support/TempDir.h"
 
