@@ -11,7 +11,6 @@
 #include "base/plat/S64Parameter.h"
 #include "base/plat/StringParameter.h"
 #include "base/plat/assert.h"
-#include "base/plat/configHelp.h"
 
 namespace plat {
 
@@ -238,15 +237,6 @@ void Configuration::addAlias(const char* name, ParameterAlias& alias) {
 
 void Configuration::addAliases(const Configuration& other) {
   aliases_.insert(other.aliases_.begin(), other.aliases_.end());
-}
-
-void Configuration::printHelp(bool showAdvanced, bool showDefaults) {
-  printConfigHelp(*this, showAdvanced, showDefaults);
-}
-
-void Configuration::printParams(bool showAdvanced, bool showDefaults, std::FILE* stream, int width,
-                                int nameWidth) const {
-  printConfigParams(*this, showAdvanced, showDefaults, stream, width, nameWidth);
 }
 
 void Configuration::logValues() const {

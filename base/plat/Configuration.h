@@ -99,6 +99,8 @@ public:
   /// left over, the one that asked for help included if the callback returned.
   void parseArgsOrThrow(char**& cursor, HelpCallback helpCallback);
 
+  // Defined in configHelp.cpp, since they are worded through the texts, which stand above the registry.
+
   /// Prints the usage of parameters and their list; with `showAdvanced` also what can be logged, and where to.
   void printHelp(bool showAdvanced, bool showDefaults);
   /// Prints a title and the parameters by name, then those of the children.

@@ -1,5 +1,4 @@
-#include "base/plat/configHelp.h"
-
+// The usage text of a configuration.
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -64,9 +63,9 @@ String describe(const ConfigParameter& parameter, bool showDefaults, int width, 
 
 }  // namespace
 
-void printConfigHelp(const Configuration& configuration, bool showAdvanced, bool showDefaults) {
+void Configuration::printHelp(bool showAdvanced, bool showDefaults) {
   std::printf("%s\n\n", wrapWords(LOC_TR("plat_configuration_param_usage"), HelpWidth, 0).get());
-  printConfigParams(configuration, showAdvanced, showDefaults, stdout, HelpWidth, HelpNameWidth);
+  printParams(showAdvanced, showDefaults, stdout, HelpWidth, HelpNameWidth);
   if (showAdvanced) {
     std::printf("\n%s\n", LOC_TR("plat_configuration_log_names_title"));
     logPrintSources(HelpWidth, stdout);
@@ -75,18 +74,18 @@ void printConfigHelp(const Configuration& configuration, bool showAdvanced, bool
   }
 }
 
-void printConfigParams(const Configuration& configuration, bool showAdvanced, bool showDefaults, std::FILE* stream,
-                       int width, int nameWidth) {
-  if (configuration.locDesc() != nullptr) {
-    std::fprintf(stream, "%s:\n", LOC_TR(configuration.locDesc()));
+void Configuration::printParams(bool showAdvanced, bool showDefaults, std::FILE* stream, int width,
+                                int nameWidth) const {
+  if (locDesc() != nullptr) {
+    std::fprintf(stream, "%s:\n", LOC_TR(locDesc()));
   } else {
-    std::fprintf(stream, "%s Parameters:\n", configuration.name());
+    std::fprintf(stream, "%s Parameters:\n", name());
   }
-  for (const ConfigParameter* const parameter : listed(configuration, showAdvanced)) {
+  for (const ConfigParameter* const parameter : listed(*this, showAdvanced)) {
     std::fprintf(stream, "%s\n", describe(*parameter, showDefaults, width, nameWidth).get());
   }
-  for (const Configuration* const child : configuration.children()) {
-    printConfigParams(*child, showAdvanced, showDefaults, stream, width, nameWidth);
+  for (const Configuration* const child : children()) {
+    child->printParams(showAdvanced, showDefaults, stream, width, nameWidth);
   }
 }
 
