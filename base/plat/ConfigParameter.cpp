@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "base/loc/translate.h"
 #include "base/plat/Configuration.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/ParameterChangedCallback.h"
@@ -91,10 +90,6 @@ int ConfigParameter::getValueInt() const {
 
 String ConfigParameter::intToStr(int value) const {
   return String::format("%d", value);
-}
-
-const char* ConfigParameter::getDescription() const {
-  return desc_ ? desc_ : LOC_TR(locDesc_);
 }
 
 String ConfigParameter::getDefaultStr() const {

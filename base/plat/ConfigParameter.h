@@ -77,7 +77,8 @@ public:
   [[nodiscard]] bool isAdvanced() const noexcept { return advanced_; }
   /// Whether it stays out of every listing.
   [[nodiscard]] bool isHidden() const noexcept { return name_[0] == '_'; }
-  /// The description, translated if it has a key; lives until the locale changes.
+  /// The description, translated if it has a key; lives until the locale changes. Defined in configHelp.cpp, since
+  /// the texts stand above the parameters.
   [[nodiscard]] const char* getDescription() const;
   /// The key of its description, null if that is a plain text.
   [[nodiscard]] const char* locDesc() const noexcept { return locDesc_; }

@@ -1,4 +1,4 @@
-// The usage text of a configuration.
+// The usage text of a configuration, and the one text in it that a parameter gives.
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -62,6 +62,10 @@ String describe(const ConfigParameter& parameter, bool showDefaults, int width, 
 }
 
 }  // namespace
+
+const char* ConfigParameter::getDescription() const {
+  return desc_ ? desc_ : loc::translate(locDesc_, "base/plat/ConfigParameter.cpp", __LINE__, false);
+}
 
 void Configuration::printHelp(bool showAdvanced, bool showDefaults) {
   std::printf("%s\n\n", wrapWords(LOC_TR("plat_configuration_param_usage"), HelpWidth, 0).get());
