@@ -9,10 +9,8 @@
 #include <unistd.h>
 
 #include "base/os/unix/UniqueFd.h"
-#include "base/plat/StdlibException.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/SystemExceptionFmt.h"
-#include "base/rdr/EndOfStream.h"
 
 namespace plat {
 
@@ -181,17 +179,6 @@ void fileSeek(std::FILE* stream, std::int64_t offset, int origin) {
 
 bool fileSeekNoThrow(std::FILE* stream, std::int64_t offset, int origin) noexcept {
   return ::fseeko(stream, offset, origin) == 0;
-}
-
-std::size_t fileReadBytes(std::FILE* stream, void* buffer, std::size_t count) {
-  const std::size_t length = std::fread(buffer, 1, count, stream);
-  if (length > 0) {
-    return length;
-  }
-  if (std::feof(stream)) {
-    throw rdr::EndOfStream("End of file");
-  }
-  throw StdlibException("reading from file failed");
 }
 
 bool fileLock(std::FILE* stream, bool wait) {

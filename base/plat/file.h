@@ -73,11 +73,6 @@ std::int64_t fileGetPositionNoThrow(std::FILE* stream) noexcept;
 void fileSeek(std::FILE* stream, std::int64_t offset, int origin);
 bool fileSeekNoThrow(std::FILE* stream, std::int64_t offset, int origin) noexcept;
 
-/// Reads at most `count` bytes, `count` above 0. @return bytes read, at least 1.
-/// @throws rdr::EndOfStream "End of file"
-/// @throws StdlibException "reading from file failed"
-std::size_t fileReadBytes(std::FILE* stream, void* buffer, std::size_t count);
-
 /// Takes the write lock on the whole file. It belongs to the process, so it does not exclude its own streams, and goes
 /// when the process closes any descriptor of the file.
 /// @param wait waits for other processes, through signals; else a lock held by another answers false.

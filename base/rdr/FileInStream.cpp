@@ -1,7 +1,7 @@
 #include "base/rdr/FileInStream.h"
 
 #include "base/plat/assert.h"
-#include "base/plat/file.h"
+#include "base/rdr/fileReadBytes.h"
 
 namespace rdr {
 

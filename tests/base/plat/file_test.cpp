@@ -18,6 +18,7 @@
 #include "base/plat/filePaths.h"
 #include "base/plat/filePerms.h"
 #include "base/rdr/EndOfStream.h"
+#include "base/rdr/fileReadBytes.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
 #include "tests/support/thrown.h"
