@@ -4,19 +4,10 @@
 #include <cstring>
 
 #include <sys/utsname.h>
-#include <unistd.h>
 
 #include "base/plat/SystemException.h"
 
 namespace os {
-
-plat::String hostNameShort() {
-  char name[257] = {};
-  if (::gethostname(name, sizeof name - 1) != 0) {
-    return "";
-  }
-  return plat::String(name, std::strcspn(name, "."));
-}
 
 plat::String kernelDescription() {
   utsname info = {};

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "base/os/unix/hostName.h"
 #include "base/plat/String.h"
 #include "base/plat/stackTrace.h"
 
@@ -17,9 +18,6 @@ class DString;
 namespace os {
 
 /// What the running system says of itself, for product texts. Nothing here throws over a system that keeps silent.
-
-/// The host's name up to its first point; empty if there is none.
-plat::String hostNameShort();
 
 /// "Linux 6.1.0": the kernel's release up to its first "-". The error's text if uname(2) fails.
 plat::String kernelDescription();

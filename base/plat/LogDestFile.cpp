@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "base/os/AppInfo.h"
-#include "base/os/sysInfo.h"
+#include "base/os/unix/hostName.h"
 #include "base/plat/BoolParameter.h"
 #include "base/plat/Exception.h"
 #include "base/plat/Lock.h"

@@ -1,0 +1,17 @@
+#include "base/os/unix/hostName.h"
+
+#include <cstring>
+
+#include <unistd.h>
+
+namespace os {
+
+plat::String hostNameShort() {
+  char name[257] = {};
+  if (::gethostname(name, sizeof name - 1) != 0) {
+    return "";
+  }
+  return plat::String(name, std::strcspn(name, "."));
+}
+
+}  // namespace os
