@@ -12,8 +12,8 @@
 #include "base/loc/format.h"
 #include "base/loc/translate.h"
 #include "base/plat/Lock.h"
-#include "base/plat/LogSrc.h"
-#include "base/plat/logging.h"
+#include "base/plat/log/LogSrc.h"
+#include "base/plat/logging/logging.h"
 
 namespace {
 

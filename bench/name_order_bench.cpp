@@ -11,8 +11,8 @@
 
 #include "base/loc/LocaleSetter.h"
 #include "libs/fops/DirEntry.h"
-#include "libs/fops/EntrySorter.h"
-#include "libs/fops/naturalCompare.h"
+#include "libs/fops/local/EntrySorter.h"
+#include "libs/fops/local/naturalCompare.h"
 
 namespace {
 

@@ -22,16 +22,22 @@ if(KEL_FUZZ)
   target_compile_options(kel_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# kel_objects(NAME [FOLDERS sub...]): the object library of the current folder, and of the sub-folders named.
-function(kel_objects name)
-  cmake_parse_arguments(arg "" "" "FOLDERS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
-  foreach(folder IN LISTS arg_FOLDERS)
-    file(GLOB more CONFIGURE_DEPENDS "${folder}/*.cpp")
-    list(APPEND sources ${more})
-  endforeach()
+# kel_room(FOLDER [ON folders...] [LINK libraries...]): the object library of one folder, which is called as the folder
+# is with "_" for "/". The folders that it stands on come before it.
+function(kel_room folder)
+  cmake_parse_arguments(arg "" "" "ON;LINK" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${folder}/*.cpp")
+  string(REPLACE "/" "_" name "${folder}")
   add_library(${name} OBJECT ${sources})
-  target_link_libraries(${name} PUBLIC kel_options)
+  target_link_libraries(${name} PUBLIC kel_options ${arg_LINK})
+  foreach(below IN LISTS arg_ON)
+    string(REPLACE "/" "_" below "${below}")
+    if(NOT TARGET ${below})
+      message(FATAL_ERROR "${folder} stands on ${below}, which comes later or not at all")
+    endif()
+    target_link_libraries(${name} PUBLIC ${below})
+  endforeach()
+  set_property(GLOBAL APPEND PROPERTY KEL_ROOMS ${name})
 endfunction()
 
 # kel_program(NAME LIBS...): a program from every source of the current folder and the objects of LIBS.

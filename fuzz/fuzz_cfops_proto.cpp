@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
+#include "base/plat/config/Configuration.h"
 #include "fuzz/protoFuzz.h"
 #include "libs/fops/CFopsProto.h"
 

@@ -7,7 +7,7 @@
 
 #include "base/plat/Exception.h"
 #include "libs/fops/BadPath.h"
-#include "libs/fops/LocalFsRoot.h"
+#include "libs/fops/local/LocalFsRoot.h"
 #include "libs/fops/path.h"
 
 namespace {

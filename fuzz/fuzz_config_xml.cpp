@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <string>
 
-#include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
-#include "base/plat/configXml.h"
-#include "base/plat/logging.h"
+#include "base/plat/config/Configuration.h"
+#include "base/plat/logging/logging.h"
+#include "base/plat/usage/configXml.h"
 
 namespace {
 

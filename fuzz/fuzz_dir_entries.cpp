@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
+#include "base/plat/config/Configuration.h"
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/MemOutStream.h"
 #include "libs/fops/DirEntry.h"

@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "base/plat/LogDest.h"
-#include "base/plat/LogSrc.h"
-#include "base/plat/logging.h"
+#include "base/plat/log/LogDest.h"
+#include "base/plat/log/LogSrc.h"
+#include "base/plat/logging/logging.h"
 
 namespace {
 

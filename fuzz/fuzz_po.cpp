@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "base/loc/PoParser.h"
-#include "base/plat/LogDest.h"
-#include "base/plat/logging.h"
+#include "base/plat/log/LogDest.h"
+#include "base/plat/logging/logging.h"
 #include "base/plat/utf8.h"
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/StringTooLongException.h"

@@ -10,10 +10,10 @@
 #include "apps/kelfops/localPath.h"
 #include "base/plat/ProtocolError.h"
 #include "base/plat/SystemException.h"
-#include "base/plat/file.h"
-#include "base/plat/filePaths.h"
-#include "base/plat/fileTree.h"
-#include "libs/fops/LocalFileWriter.h"
+#include "base/plat/file/file.h"
+#include "base/plat/file/filePaths.h"
+#include "base/plat/file/fileTree.h"
+#include "libs/fops/local/LocalFileWriter.h"
 
 namespace {
 

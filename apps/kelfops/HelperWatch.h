@@ -4,7 +4,7 @@
 
 #include "base/os/ProcessMonitor.h"
 #include "base/plat/NonCopyable.h"
-#include "base/plat/Timer.h"
+#include "base/plat/time/Timer.h"
 
 class HelperProcess;
 

@@ -4,7 +4,7 @@
 
 #include "base/os/SignalHandler.h"
 #include "base/plat/NonCopyable.h"
-#include "base/plat/Timer.h"
+#include "base/plat/time/Timer.h"
 
 namespace os {
 class AppLoop;

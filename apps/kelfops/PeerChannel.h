@@ -4,7 +4,7 @@
 
 #include "base/io/MsgIpc.h"
 #include "base/plat/NonCopyable.h"
-#include "base/plat/Timer.h"
+#include "base/plat/time/Timer.h"
 #include "libs/fops/FopsProto.h"
 
 namespace io {

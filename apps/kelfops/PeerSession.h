@@ -6,7 +6,7 @@
 #include "apps/kelfops/ExitStatus.h"
 #include "apps/kelfops/PeerChannel.h"
 #include "base/plat/NonCopyable.h"
-#include "base/plat/Timer.h"
+#include "base/plat/time/Timer.h"
 #include "base/rdr/BlockLender.h"
 #include "libs/fops/CFopsProto.h"
 #include "libs/fops/FileReceiver.h"

@@ -7,7 +7,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "base/os/socketUtil.h"
+#include "base/os/socket/socketUtil.h"
 #include "base/plat/Exception.h"
 #include "base/plat/StdlibException.h"
 

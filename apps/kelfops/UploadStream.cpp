@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "base/plat/StdlibException.h"
-#include "base/plat/file.h"
+#include "base/plat/file/file.h"
 #include "base/rdr/EndOfStream.h"
 
 namespace {

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-#include "base/plat/file.h"
-#include "base/plat/filePaths.h"
+#include "base/plat/file/file.h"
+#include "base/plat/file/filePaths.h"
 
 std::string joinLocalPath(const std::string& folder, const std::string& name) {
   return !folder.empty() && folder.back() == '/' ? folder + name : folder + "/" + name;

@@ -21,11 +21,11 @@
 #include "apps/kelfops/localPath.h"
 #include "base/io/Io.h"
 #include "base/loc/Localize.h"
-#include "base/os/AppInfo.h"
 #include "base/os/AppLoop.h"
+#include "base/os/info/AppInfo.h"
 #include "base/os/programPath.h"
 #include "base/plat/Exception.h"
-#include "base/plat/logging.h"
+#include "base/plat/logging/logging.h"
 
 namespace {
 

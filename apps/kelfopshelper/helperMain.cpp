@@ -13,13 +13,13 @@
 #include "base/os/LaunchedProcessPipe.h"
 #include "base/os/SignalHandler.h"
 #include "base/os/SignalHandlerApp.h"
-#include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
-#include "base/plat/LogSrc.h"
-#include "base/plat/configXml.h"
+#include "base/plat/config/Configuration.h"
 #include "base/plat/ipc/LogDestIpc.h"
-#include "base/plat/logging.h"
-#include "libs/fops/SFopsMgrViaIpc.h"
+#include "base/plat/log/LogSrc.h"
+#include "base/plat/logging/logging.h"
+#include "base/plat/usage/configXml.h"
+#include "libs/fops/local/SFopsMgrViaIpc.h"
 #include "libs/product/ProductInfo.h"
 
 namespace {

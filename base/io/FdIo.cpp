@@ -7,11 +7,11 @@
 
 #include "base/io/FdManager.h"
 #include "base/io/IoHandler.h"
-#include "base/os/socketUtil.h"
-#include "base/plat/IntParameter.h"
-#include "base/plat/LogSrc.h"
+#include "base/os/socket/socketUtil.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
+#include "base/plat/config/IntParameter.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/BlockException.h"
 #include "base/rdr/FdInStream.h"
 

@@ -3,7 +3,7 @@
 #include "base/io/FdHandler.h"
 #include "base/io/Io.h"
 #include "base/plat/String.h"
-#include "base/plat/Timer.h"
+#include "base/plat/time/Timer.h"
 #include "base/rdr/FdOutStream.h"
 
 namespace rdr {

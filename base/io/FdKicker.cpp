@@ -6,7 +6,7 @@
 
 #include "base/io/FdKickerCallback.h"
 #include "base/io/FdManager.h"
-#include "base/os/socketUtil.h"
+#include "base/os/socket/socketUtil.h"
 #include "base/os/unix/UniqueFd.h"
 #include "base/plat/assert.h"
 #include "base/rdr/BlockException.h"

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "base/plat/NonCopyable.h"
-#include "base/plat/Timer.h"
-#include "base/plat/TimerManager.h"
+#include "base/plat/time/Timer.h"
+#include "base/plat/time/TimerManager.h"
 
 namespace io {
 

@@ -11,7 +11,7 @@
 #include "base/io/GetAddrInfoException.h"
 #include "base/io/PktInfo.h"
 #include "base/io/endpoint.h"
-#include "base/os/socketUtil.h"
+#include "base/os/socket/socketUtil.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
 

@@ -5,9 +5,9 @@
 #include "base/io/IoAcceptor.h"
 #include "base/io/IoHandler.h"
 #include "base/plat/Exception.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/NonCopyable.h"
 #include "base/plat/String.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/NullOutStream.h"
 
 namespace rdr {

@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 
 #include "base/io/endpoint.h"
-#include "base/plat/LogSrc.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace io {
 

@@ -5,8 +5,8 @@
 #include "base/loc/localeLog.h"
 #include "base/loc/localeName.h"
 #include "base/plat/Lock.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/assert.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace loc {
 

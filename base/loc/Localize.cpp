@@ -12,9 +12,9 @@
 #include "base/loc/localeName.h"
 #include "base/plat/AssertionFail.h"
 #include "base/plat/Lock.h"
-#include "base/plat/LogSrc.h"
-#include "base/plat/StringParameter.h"
 #include "base/plat/assert.h"
+#include "base/plat/config/StringParameter.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/plat/utf8.h"
 
 namespace loc {

@@ -13,7 +13,7 @@
 #include "base/loc/PoParser.h"
 #include "base/plat/Mutex.h"
 #include "base/plat/NonCopyable.h"
-#include "base/plat/ParameterChangedCallback.h"
+#include "base/plat/config/ParameterChangedCallback.h"
 
 namespace loc {
 

@@ -7,8 +7,8 @@
 
 #include "base/loc/localeLog.h"
 #include "base/plat/Lock.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/Mutex.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace loc {
 

@@ -5,7 +5,7 @@
 
 #include "base/loc/localeLog.h"
 #include "base/plat/DString.h"
-#include "base/plat/LogSrc.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/EndOfStream.h"
 #include "base/rdr/InStream.h"
 

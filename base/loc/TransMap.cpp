@@ -3,8 +3,8 @@
 #include "base/loc/Localize.h"
 #include "base/loc/localeLog.h"
 #include "base/loc/localeName.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/assert.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace loc {
 

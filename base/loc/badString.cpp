@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "base/loc/localeLog.h"
-#include "base/plat/LogSrc.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace loc {
 

@@ -5,9 +5,9 @@
 #include "base/loc/BuiltInResource.h"
 #include "base/loc/localeLog.h"
 #include "base/plat/Exception.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/String.h"
-#include "base/plat/file.h"
+#include "base/plat/file/file.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/FileInStream.h"
 #include "base/rdr/MemInStream.h"
 

@@ -1,6 +1,6 @@
 #include "base/loc/localeLog.h"
 
-#include "base/plat/LogSrc.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace loc {
 

@@ -4,7 +4,7 @@
 
 #include "base/os/AppLoopImpl.h"
 #include "base/plat/assert.h"
-#include "base/plat/logging.h"
+#include "base/plat/logging/logging.h"
 
 namespace os {
 

@@ -4,8 +4,8 @@
 #include <csignal>
 
 #include "base/os/childExit.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/SystemException.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace os {
 

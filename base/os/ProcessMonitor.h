@@ -5,7 +5,7 @@
 #include "base/os/SignalHandler.h"
 #include "base/plat/NonCopyable.h"
 #include "base/plat/String.h"
-#include "base/plat/Timer.h"
+#include "base/plat/time/Timer.h"
 
 namespace os {
 

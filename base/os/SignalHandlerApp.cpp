@@ -2,7 +2,7 @@
 
 #include "base/os/AppLoop.h"
 #include "base/os/signalName.h"
-#include "base/plat/LogSrc.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace os {
 

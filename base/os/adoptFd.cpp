@@ -4,8 +4,8 @@
 
 #include "base/io/FdIo.h"
 #include "base/io/TcpIo.h"
-#include "base/os/socketUtil.h"
-#include "base/os/unix/UnixIo.h"
+#include "base/os/UnixIo.h"
+#include "base/os/socket/socketUtil.h"
 
 namespace os {
 

@@ -6,9 +6,9 @@
 #include <sys/wait.h>
 
 #include "base/os/signalName.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/String.h"
 #include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace os {
 

@@ -7,8 +7,8 @@
 #include "base/io/FdManager.h"
 #include "base/os/SignalHandler.h"
 #include "base/os/childExit.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/SystemException.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace os {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/os/forkShared.h"
+#include "base/os/unix/forkShared.h"
 
 namespace os {
 

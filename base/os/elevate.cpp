@@ -7,12 +7,12 @@
 #include "base/loc/format.h"
 #include "base/loc/translate.h"
 #include "base/os/commandWords.h"
+#include "base/os/info/sysInfo.h"
 #include "base/os/programPath.h"
-#include "base/os/sysInfo.h"
-#include "base/plat/BoolParameter.h"
 #include "base/plat/Exception.h"
-#include "base/plat/StringParameter.h"
-#include "base/plat/file.h"
+#include "base/plat/config/BoolParameter.h"
+#include "base/plat/config/StringParameter.h"
+#include "base/plat/file/file.h"
 
 namespace os {
 

@@ -8,9 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/os/closeFrom.h"
-#include "base/os/socketUtil.h"
+#include "base/os/socket/socketUtil.h"
 #include "base/os/startError.h"
+#include "base/os/unix/closeFrom.h"
 
 namespace os {
 

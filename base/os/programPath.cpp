@@ -7,11 +7,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/os/AppInfo.h"
+#include "base/os/info/AppInfo.h"
 #include "base/plat/Exception.h"
 #include "base/plat/SystemExceptionFmt.h"
-#include "base/plat/fileLinks.h"
-#include "base/plat/filePaths.h"
+#include "base/plat/file/fileLinks.h"
+#include "base/plat/file/filePaths.h"
 #include "base/plat/strings.h"
 
 namespace os {

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "base/plat/Exception.h"
-#include "base/plat/IntParameter.h"
+#include "base/plat/config/IntParameter.h"
 #include "base/plat/hex.h"
 #include "base/rdr/OutStreamFull.h"
 

@@ -5,10 +5,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "base/plat/LogSrc.h"
 #include "base/plat/SystemException.h"
 #include "base/plat/TimedOut.h"
 #include "base/plat/assert.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/fdWait.h"
 
 namespace rdr {

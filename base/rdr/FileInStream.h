@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "base/plat/FilePtr.h"
+#include "base/plat/file/FilePtr.h"
 #include "base/rdr/BufferedInStream.h"
 
 namespace rdr {

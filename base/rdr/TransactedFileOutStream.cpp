@@ -1,9 +1,9 @@
 #include "base/rdr/TransactedFileOutStream.h"
 
 #include "base/plat/Exception.h"
-#include "base/plat/LogSrc.h"
-#include "base/plat/file.h"
-#include "base/plat/filePerms.h"
+#include "base/plat/file/file.h"
+#include "base/plat/file/filePerms.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace rdr {
 

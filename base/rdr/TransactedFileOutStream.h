@@ -1,7 +1,7 @@
 #pragma once
 
-#include "base/plat/FilePtr.h"
 #include "base/plat/String.h"
+#include "base/plat/file/FilePtr.h"
 #include "base/rdr/FileOutStream.h"
 
 namespace rdr {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "base/plat/BoolParameter.h"
-#include "base/plat/IntParameter.h"
+#include "base/plat/config/BoolParameter.h"
+#include "base/plat/config/IntParameter.h"
 #include "libs/fops/path.h"
 
 namespace fops {

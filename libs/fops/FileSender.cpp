@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "base/plat/Exception.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/ProtocolError.h"
 #include "base/plat/assert.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/InStream.h"
 #include "libs/fops/DataReceiver.h"
 #include "libs/fops/TransferObserver.h"

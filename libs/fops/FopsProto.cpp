@@ -1,8 +1,8 @@
 #include "libs/fops/FopsProto.h"
 
-#include "base/plat/IntParameter.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/ProtocolError.h"
+#include "base/plat/config/IntParameter.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"
 

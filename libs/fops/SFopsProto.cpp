@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "base/plat/LogSrc.h"
 #include "base/plat/ProtocolError.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"
 #include "libs/fops/DirEntry.h"

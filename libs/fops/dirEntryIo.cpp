@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "base/plat/IntParameter.h"
 #include "base/plat/assert.h"
+#include "base/plat/config/IntParameter.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"
 #include "libs/fops/DirEntry.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "base/plat/KeyStore.h"
 #include "base/plat/NonCopyable.h"
 #include "base/plat/String.h"
+#include "base/plat/config/KeyStore.h"
 
 namespace rdr {
 class FileInStream;

@@ -2,13 +2,13 @@
 
 #include <utility>
 
-#include "base/os/AppInfo.h"
-#include "base/plat/ConfigParameter.h"
-#include "base/plat/Configuration.h"
+#include "base/os/info/AppInfo.h"
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
-#include "base/plat/LogSrc.h"
-#include "base/plat/file.h"
+#include "base/plat/config/ConfigParameter.h"
+#include "base/plat/config/Configuration.h"
+#include "base/plat/file/file.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/FileInStream.h"
 #include "libs/product/ConfigFile.h"
 #include "libs/product/configFileFormat.h"

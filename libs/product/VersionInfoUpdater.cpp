@@ -4,12 +4,12 @@
 
 #include "base/loc/format.h"
 #include "base/loc/translate.h"
-#include "base/os/AppInfo.h"
-#include "base/os/sysInfo.h"
-#include "base/plat/ConfigParameter.h"
-#include "base/plat/Configuration.h"
+#include "base/os/info/AppInfo.h"
+#include "base/os/info/sysInfo.h"
 #include "base/plat/DString.h"
-#include "base/plat/LogDestFile.h"
+#include "base/plat/config/ConfigParameter.h"
+#include "base/plat/config/Configuration.h"
+#include "base/plat/logging/LogDestFile.h"
 #include "base/plat/strings.h"
 #include "libs/product/ProductInfo.h"
 

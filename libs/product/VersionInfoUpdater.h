@@ -1,8 +1,8 @@
 #pragma once
 
 #include "base/plat/NonCopyable.h"
-#include "base/plat/ParameterChangedCallback.h"
 #include "base/plat/String.h"
+#include "base/plat/config/ParameterChangedCallback.h"
 
 namespace qzutil {
 

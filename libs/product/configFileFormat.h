@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "base/plat/ParameterAlias.h"
+#include "base/plat/config/ParameterAlias.h"
 
 namespace plat {
 class DString;

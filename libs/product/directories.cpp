@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "base/plat/expandVars.h"
-#include "base/plat/filePaths.h"
-#include "base/plat/fileTree.h"
+#include "base/plat/file/filePaths.h"
+#include "base/plat/file/fileTree.h"
 
 namespace qzutil {
 

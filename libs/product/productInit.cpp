@@ -6,13 +6,13 @@
 #include <unistd.h>
 
 #include "base/loc/Localize.h"
-#include "base/os/AppInfo.h"
+#include "base/os/info/AppInfo.h"
 #include "base/os/programPath.h"
-#include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
-#include "base/plat/LogDestFileMgr.h"
-#include "base/plat/filePaths.h"
-#include "base/plat/logging.h"
+#include "base/plat/config/Configuration.h"
+#include "base/plat/file/filePaths.h"
+#include "base/plat/logging/LogDestFileMgr.h"
+#include "base/plat/logging/logging.h"
 #include "libs/product/ConfigStoreFile.h"
 #include "libs/product/VersionInfoUpdater.h"
 #include "libs/product/directories.h"

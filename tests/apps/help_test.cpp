@@ -6,9 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/plat/ConfigParameter.h"
-#include "base/plat/Configuration.h"
-#include "base/plat/configXml.h"
+#include "base/plat/config/ConfigParameter.h"
+#include "base/plat/config/Configuration.h"
+#include "base/plat/usage/configXml.h"
 #include "base/plat/utf8.h"
 #include "tests/apps/Child.h"
 

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "base/plat/Lock.h"
-#include "base/plat/LogDest.h"
 #include "base/plat/Mutex.h"
-#include "base/plat/logging.h"
+#include "base/plat/log/LogDest.h"
+#include "base/plat/logging/logging.h"
 
 namespace test {
 

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "base/io/IpInfo.h"
-#include "base/os/socketUtil.h"
+#include "base/os/socket/socketUtil.h"
 
 namespace test {
 

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "base/plat/DynamicFn.h"
+#include "base/os/unix/DynamicFn.h"
 
 namespace os {
 

@@ -6,7 +6,7 @@
 
 #include <unistd.h>
 
-#include "base/plat/DynamicFn.h"
+#include "base/os/unix/DynamicFn.h"
 #include "base/plat/String.h"
 #include "base/plat/strings.h"
 

@@ -1,9 +1,9 @@
 #include "base/plat/ipc/LogDestIpc.h"
 
 #include "base/plat/Lock.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/assert.h"
 #include "base/plat/ipc/Kicker.h"
+#include "base/plat/log/LogSrc.h"
 #include "base/rdr/InStream.h"
 
 namespace plat {

@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "base/io/MsgIpc.h"
-#include "base/plat/LogDest.h"
 #include "base/plat/Mutex.h"
-#include "base/plat/StoredMessage.h"
 #include "base/plat/String.h"
 #include "base/plat/ipc/Kickee.h"
+#include "base/plat/log/LogDest.h"
+#include "base/plat/log/StoredMessage.h"
 
 namespace plat {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/plat/LogSrc.h"
+#include "base/plat/log/LogSrc.h"
 
 namespace fops {
 

@@ -13,7 +13,7 @@
 #include "base/io/FdKickerCallback.h"
 #include "base/io/FdSelectManager.h"
 #include "base/plat/AssertionFail.h"
-#include "base/plat/Timer.h"
+#include "base/plat/time/Timer.h"
 #include "base/rdr/InStream.h"
 #include "tests/base/io/FdPair.h"
 #include "tests/support/ManualClock.h"

@@ -15,8 +15,8 @@
 #include "base/loc/LocaleSetter.h"
 #include "base/loc/OsLocale.h"
 #include "base/loc/translate.h"
-#include "base/plat/ConfigParameter.h"
-#include "base/plat/Configuration.h"
+#include "base/plat/config/ConfigParameter.h"
+#include "base/plat/config/Configuration.h"
 #include "tests/support/RecordingDest.h"
 #include "tests/support/TempDir.h"
 

@@ -23,8 +23,8 @@
 #include "base/os/SignalHandlerApp.h"
 #include "base/os/signalName.h"
 #include "base/plat/AssertionFail.h"
-#include "base/plat/LogSrc.h"
-#include "base/plat/Timer.h"
+#include "base/plat/log/LogSrc.h"
+#include "base/plat/time/Timer.h"
 #include "tests/support/RecordingDest.h"
 #include "tests/support/thrown.h"
 

@@ -16,9 +16,9 @@
 #include <unistd.h>
 
 #include "base/os/LaunchProcess.h"
-#include "base/os/closeFrom.h"
-#include "base/os/socketUtil.h"
+#include "base/os/socket/socketUtil.h"
 #include "base/os/startError.h"
+#include "base/os/unix/closeFrom.h"
 #include "base/plat/SystemException.h"
 #include "tests/base/os/inChild.h"
 

@@ -1,4 +1,4 @@
-#include "base/os/unix/setuidHelper.h"
+#include "base/os/setuidHelper.h"
 
 #include <cerrno>
 #include <csignal>
@@ -14,10 +14,10 @@
 #include <sys/resource.h>
 #include <sys/syscall.h>
 
+#include "base/os/unix/DynamicFn.h"
 #include "base/os/unix/auditLogin.h"
 #include "base/os/unix/changeUser.h"
 #include "base/os/unix/selinuxContext.h"
-#include "base/plat/DynamicFn.h"
 #include "tests/base/os/inChild.h"
 
 namespace {

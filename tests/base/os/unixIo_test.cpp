@@ -1,6 +1,6 @@
 // Connections of the Unix family: UnixIo itself, descriptors that are taken over, and the pipe to the launcher.
 
-#include "base/os/unix/UnixIo.h"
+#include "base/os/UnixIo.h"
 
 #include <cerrno>
 #include <cstring>

@@ -8,14 +8,14 @@
 #include <gtest/gtest.h>
 
 #include "base/plat/BadUtf8.h"
-#include "base/plat/ConfigParameter.h"
-#include "base/plat/Configuration.h"
-#include "base/plat/LogDest.h"
 #include "base/plat/ProtocolError.h"
 #include "base/plat/StdlibException.h"
 #include "base/plat/TimedOut.h"
 #include "base/plat/assert.h"
-#include "base/plat/logging.h"
+#include "base/plat/config/ConfigParameter.h"
+#include "base/plat/config/Configuration.h"
+#include "base/plat/log/LogDest.h"
+#include "base/plat/logging/logging.h"
 #include "tests/support/thrown.h"
 
 namespace plat {

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "base/plat/ConfigParameter.h"
-#include "base/plat/Configuration.h"
+#include "base/plat/config/ConfigParameter.h"
+#include "base/plat/config/Configuration.h"
 #include "base/rdr/BlockLender.h"
 #include "tests/support/TestStreams.h"
 

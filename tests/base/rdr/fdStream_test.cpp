@@ -7,7 +7,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "base/os/unix/BorrowingFileStream.h"
+#include "base/os/BorrowingFileStream.h"
 #include "base/plat/Time.h"
 #include "base/plat/TimedOut.h"
 #include "base/rdr/BlockException.h"

@@ -10,8 +10,8 @@
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/StringTooLongException.h"
 #include "libs/fops/BadPath.h"
-#include "libs/fops/LocalFsRoot.h"
 #include "libs/fops/dirEntryIo.h"
+#include "libs/fops/local/LocalFsRoot.h"
 #include "libs/fops/path.h"
 #include "tests/libs/fops/protoTestSupport.h"
 

@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "base/plat/ConfigParameter.h"
-#include "base/plat/Configuration.h"
+#include "base/plat/config/ConfigParameter.h"
+#include "base/plat/config/Configuration.h"
 #include "base/rdr/MemOutStream.h"
 #include "libs/fops/FopsProto.h"
 #include "tests/support/Body.h"

@@ -12,8 +12,8 @@
 #include "base/rdr/MemInStream.h"
 #include "libs/fops/FileReceiver.h"
 #include "libs/fops/FileSender.h"
-#include "libs/fops/LocalFileWriter.h"
 #include "libs/fops/TransferObserver.h"
+#include "libs/fops/local/LocalFileWriter.h"
 #include "tests/libs/fops/protoTestSupport.h"
 #include "tests/support/RecordingDest.h"
 

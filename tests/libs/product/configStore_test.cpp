@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "base/os/AppInfo.h"
-#include "base/plat/BoolParameter.h"
-#include "base/plat/Configuration.h"
+#include "base/os/info/AppInfo.h"
 #include "base/plat/Exception.h"
-#include "base/plat/StringParameter.h"
+#include "base/plat/config/BoolParameter.h"
+#include "base/plat/config/Configuration.h"
+#include "base/plat/config/StringParameter.h"
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/MemOutStream.h"
 #include "base/rdr/StringTooLongException.h"

@@ -12,13 +12,13 @@
 #include <unistd.h>
 
 #include "base/loc/Localize.h"
-#include "base/os/AppInfo.h"
+#include "base/os/info/AppInfo.h"
 #include "base/os/programPath.h"
-#include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
-#include "base/plat/LogDestFile.h"
-#include "base/plat/LogDestFileMgr.h"
-#include "base/plat/StringParameter.h"
+#include "base/plat/config/Configuration.h"
+#include "base/plat/config/StringParameter.h"
+#include "base/plat/logging/LogDestFile.h"
+#include "base/plat/logging/LogDestFileMgr.h"
 #include "libs/product/ProductInfo.h"
 #include "libs/product/VersionInfoUpdater.h"
 #include "libs/product/directories.h"

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "base/io/FdSelectManager.h"
-#include "base/plat/LogSrc.h"
-#include "base/plat/logging.h"
+#include "base/plat/log/LogSrc.h"
+#include "base/plat/logging/logging.h"
 #include "tests/base/io/MemIo.h"
 
 namespace {

@@ -1,0 +1,93 @@
+#include "base/os/info/AppInfo.h"
+
+#include "base/loc/translate.h"
+#include "base/plat/DString.h"
+#include "base/plat/assert.h"
+
+namespace os::AppInfo {
+
+namespace {
+
+struct Names {
+  plat::String app;
+  plat::String company;
+  plat::String pathComp;
+  plat::String group;
+  plat::String displayKey;
+  plat::String displayName;
+};
+
+Names& names() {
+  static Names* const instance = new Names;  // read by the log until the very end
+  return *instance;
+}
+
+constexpr char Source[] = "base/os/AppInfo";
+
+}  // namespace
+
+void setApp(const char* a) {
+  PLAT_ASSERT_AS(a, "a", Source, __LINE__);
+  names().app = a;
+}
+
+const char* app(bool emptyIfUnset) {
+  const plat::String& app = names().app;
+  PLAT_ASSERT_AS(emptyIfUnset || app.get(), "emptyIfUnset || app", Source, __LINE__);
+  return app.orEmpty();
+}
+
+void setCompany(const char* company) {
+  names().company = company;
+}
+
+const char* company(bool emptyIfUnset) {
+  const plat::String& company = names().company;
+  PLAT_ASSERT_AS(emptyIfUnset || company.get(), "emptyIfUnset || company", Source, __LINE__);
+  return company.orEmpty();
+}
+
+void setPathComp(const char* pathComp) {
+  names().pathComp = pathComp;
+}
+
+const char* pathComp(bool emptyIfUnset) {
+  const plat::String& pathComp = names().pathComp;
+  PLAT_ASSERT_AS(emptyIfUnset || pathComp.get(), "emptyIfUnset || pathComp", Source, __LINE__);
+  return pathComp.orEmpty();
+}
+
+void setGroup(const char* g) {
+  PLAT_ASSERT_AS(g, "g", Source, __LINE__);
+  names().group = g;
+}
+
+const char* group(bool emptyIfUnset) {
+  const plat::String& group = names().group;
+  PLAT_ASSERT_AS(emptyIfUnset || group.get(), "emptyIfUnset || group", Source, __LINE__);
+  return group.orEmpty();
+}
+
+void setDisplayKey(const char* key) {
+  names().displayKey = key;
+}
+
+void setDisplayName(const char* name) {
+  names().displayName = name;
+  names().displayKey = nullptr;
+}
+
+plat::String getDisplayName() {
+  if (names().displayKey.get()) {
+    return loc::translate(names().displayKey.get(), "base/os/AppInfo.cpp", __LINE__, false);
+  }
+  return names().displayName.get() ? names().displayName : plat::String(app());
+}
+
+plat::String getPlainDisplayName() {
+  plat::DString plain(getDisplayName().get());
+  plain.replaceAll("®", nullptr);
+  return plain.takeString();
+}
+
+}  // namespace os::AppInfo

@@ -1,7 +1,0 @@
-#include "base/plat/ParameterChangedCallback.h"
-
-namespace plat {
-
-ParameterChangedCallback::~ParameterChangedCallback() = default;
-
-}  // namespace plat

@@ -1,0 +1,239 @@
+#include <climits>
+#include <cstdlib>
+#include <functional>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "base/os/info/AppInfo.h"
+#include "base/plat/AssertionFail.h"
+#include "base/plat/String.h"
+#include "base/plat/config/Configuration.h"
+#include "base/plat/config/StringParameter.h"
+#include "base/plat/log/LogDestMem.h"
+#include "base/plat/log/LogSrc.h"
+#include "base/plat/logging/logParameters.h"
+#include "base/plat/logging/logging.h"
+#include "tests/support/RecordingDest.h"
+#include "tests/support/thrown.h"
+
+namespace {
+
+using plat::LogDestMem;
+using plat::LogSrc;
+using test::RecordingDest;
+using testing::ElementsAre;
+using testing::ExitedWithCode;
+
+/// Checks in a fresh process: that the log has started cannot be undone, and another test may have started it here.
+void inChild(const std::function<void()>& body) {
+  const auto run = [&body] {
+    LogDestMem::instance().discard(INT_MAX);
+    body();
+    std::exit(testing::Test::HasFailure() ? 1 : 0);
+  };
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(run(), ExitedWithCode(0), "");
+}
+
+LogSrc alpha("TestAlpha");
+LogSrc beta("TestBeta");
+
+TEST(LogSetting, routesByPatternAndTheLastElementWins) {
+  const struct {
+    const char* setting;
+    int alphaLevel;
+    int betaLevel;
+    const char* complaint;
+  } cases[] = {{"TestAlpha:rec:100,*:rec:10", 10, 10, ""},
+               {"*:rec:10,TestAlpha:rec:100", 100, 10, ""},
+               {"testal*:REC:7", 7, -1, ""},
+               {"*:rec:5,*:other:50", 50, 50, ""},
+               {"*:limited:100", 30, 30, ""},
+               {"*:limited:100,TestAlpha:rec:60", 60, 30, ""},
+               {",,*:rec:3,", 3, 3, ""},
+               {"", -1, -1, ""},
+               {"*::5", -1, -1, ""},
+               {"*:nowhere:5", -1, -1, "No LogDest found: 'nowhere'\n"},
+               {"*:rec", -1, -1, "Failed to parse log param element: '*:rec'\n"},
+               {"*:rec:x,*:rec:4", 4, 4, "Failed to parse log param element: '*:rec:x'\n"},
+               {"*:rec:1:2", -1, -1, "Failed to parse log param element: '*:rec:1:2'\n"},
+               {"*:rec:2147483648", -1, -1, "Failed to parse log param element: '*:rec:2147483648'\n"}};
+  RecordingDest rec, other(nullptr, "other"), limited(nullptr, "limited");
+  limited.limit(30);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.setting);
+    testing::internal::CaptureStderr();
+    plat::logOverride(c.setting);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), c.complaint);
+    EXPECT_EQ(alpha.level(), c.alphaLevel);
+    EXPECT_EQ(beta.level(), c.betaLevel);
+  }
+}
+
+TEST(LogSetting, followsTheParameterUnlessOverridden) {
+  RecordingDest rec;
+  plat::logOverride(nullptr);
+  plat::logParameter().setParam("TestAlpha:rec:12", 10);
+  EXPECT_EQ(alpha.level(), 12);
+  plat::logOverride("*:rec:1");
+  plat::logParameter().setParam("TestAlpha:rec:13", 10);
+  EXPECT_EQ(alpha.level(), 1);
+  plat::logOverride(nullptr);
+  EXPECT_EQ(alpha.level(), 13);
+  plat::logParameter().unsetParam(10, true);
+  EXPECT_EQ(alpha.level(), -1);
+}
+
+TEST(LogSrc, deliversToEveryRouteThatAdmitsTheLevel) {
+  RecordingDest rec, other(nullptr, "other"), off(nullptr, "off");
+  off.enabled = false;
+  plat::logOverride("TestAlpha:rec:30,TestAlpha:other:100,TestAlpha:off:200");
+  alpha.error("e%d", 1);
+  alpha.info("i");
+  alpha.debug("d");
+  EXPECT_THAT(rec.lines(), ElementsAre("0 TestAlpha: e1", "30 TestAlpha: i"));
+  EXPECT_THAT(other.lines(), ElementsAre("0 TestAlpha: e1", "30 TestAlpha: i", "100 TestAlpha: d"));
+  EXPECT_TRUE(off.lines().empty());
+}
+
+TEST(LogSrc, keepsADestinationsFailureFromWhoeverLogsAndFromTheReplay) {
+  inChild([] {
+    struct Failing final : plat::LogDest {
+      Failing() : LogDest("failing") {}
+      void log(int, const char*, const char*) override { throw plat::Exception("no"); }
+    } failing;
+    alpha.error("stored");
+    RecordingDest rec;
+    EXPECT_NO_THROW(plat::logOverride("*:rec:30,*:failing:30"));
+    EXPECT_EQ(alpha.level(), 30);
+    rec.clear();
+    EXPECT_NO_THROW(alpha.info("kept"));
+    EXPECT_THAT(rec.lines(), ElementsAre("30 TestAlpha: kept"));
+  });
+}
+
+TEST(LogSrc, escapesWhatIsNotPlainTextAndCutsLongLinesAtTheEndOfACharacter) {
+  RecordingDest rec("TestAlpha:rec:5");
+  std::string text = "xx";
+  while (text.size() < 5000) {
+    text += "\xc3\xa9";
+  }
+  alpha.error("%s", text.c_str());
+  alpha.error("%s", text.c_str() + 1);
+  alpha.write(0, text.c_str());
+  const std::string prefix = "0 TestAlpha: ";
+  EXPECT_THAT(rec.lines(), ElementsAre(prefix + text.substr(0, 4094), prefix + text.substr(1, 4095), prefix + text));
+  rec.clear();
+  alpha.writeLines(5, "\none\n\ntwo\nthree");
+  alpha.writeLines(5, nullptr);
+  alpha.error("%s", "{|} a~b\tc\x7f\xc3\xa9\xe9");
+  EXPECT_THAT(rec.lines(), ElementsAre("5 TestAlpha: one", "5 TestAlpha: two", "5 TestAlpha: three",
+                                       "0 TestAlpha: {|} a~~b~^Ic~^?\xc3\xa9~M-i"));
+}
+
+TEST(LogSrc, onceStartedNeitherFormatsNorStoresWhatIsSuppressed) {
+  inChild([] {
+    RecordingDest rec("TestAlpha:rec:30");
+    EXPECT_TRUE(alpha.enabled(INT_MAX));
+    plat::logStart();
+    EXPECT_TRUE(alpha.enabled(INT_MIN) && alpha.enabled(30));
+    EXPECT_FALSE(alpha.enabled(31) || alpha.enabled(INT_MAX) || beta.enabled(0));
+    alpha.debug("%s", reinterpret_cast<const char*>(1));  // would crash if it were formatted
+    beta.write(0, "dropped");
+    EXPECT_TRUE(rec.lines().empty());
+  });
+}
+
+__attribute__((no_sanitize("undefined"))) void useUnconstructed() {
+  alignas(LogSrc) static unsigned char storage[sizeof(LogSrc)];
+  reinterpret_cast<LogSrc*>(storage)->write(30, "too early");
+}
+
+TEST(LogSrc, tellsWhenItIsUsedBeforeItsConstruction) {
+  EXPECT_THAT(test::messageFrom<plat::AssertionFail>(useUnconstructed),
+              testing::StartsWith("Assertion 'constructed' failed at base/plat/LogSrc:"));
+}
+
+TEST(LogSrcDeathTest, worksAfterItsOwnDestruction) {
+  const auto logAtExit = [] {
+    struct Late {
+      LogSrc* source = nullptr;
+      // A destroyed object is used on purpose, so the sanitizer must not look.
+      __attribute__((no_sanitize("undefined"))) ~Late() { source->write(0, "famous last words"); }
+    };
+    static Late late;  // destroyed after the source, which is made after it
+    static LogSrc source("TestLate");
+    late.source = &source;
+    plat::logInit("*:stderr:10", nullptr, nullptr, false);
+    std::exit(0);
+  };
+  EXPECT_EXIT(logAtExit(), ExitedWithCode(0), "TestLate: famous last words");
+}
+
+TEST(LogMemory, replaysToADestinationThatIsNamedForAllSources) {
+  inChild([] {
+    alpha.error("one");
+    alpha.debug("two");
+    beta.verbose("three");
+    RecordingDest rec("TestAlpha:rec:200");
+    rec.enabled = false;
+    plat::logOverride("*:rec:200");
+    EXPECT_TRUE(rec.lines().empty());
+    rec.enabled = true;
+    plat::logOverride("*:rec:100");
+    plat::logOverride("*:rec:200");  // what was replayed is gone, what was not is still there
+    plat::logApply();
+    const std::string start = " LogDestMem: Start replaying stored messages";
+    const std::string end = " LogDestMem: Finished replaying stored messages";
+    EXPECT_THAT(rec.lines(), ElementsAre("100" + start, "0 TestAlpha: one", "100 TestAlpha: two", "100" + end,
+                                         "200" + start, "110 TestBeta: three", "200" + end));
+  });
+}
+
+TEST(LogMemory, keepsWhatNoDestinationTakesUntilTheLogStarts) {
+  inChild([] {
+    alpha.log(10, "waits");
+    RecordingDest rec("*:rec:5");
+    plat::logOverride("*:rec:10");
+    EXPECT_THAT(rec.lines(), testing::Contains("10 TestAlpha: waits"));
+    alpha.info("stays");
+    rec.clear();
+    plat::logStart();
+    plat::logOverride("*:rec:200");
+    EXPECT_TRUE(rec.lines().empty());
+  });
+}
+
+TEST(LogMemory, overflowsWithOneLineThatSaysSo) {
+  inChild([] {
+    for (int i = 1; i <= 503; ++i) {
+      alpha.info("line %d", i);
+    }
+    RecordingDest rec;
+    LogDestMem::instance().replay(rec, 100);
+    EXPECT_EQ(rec.lines().size(), 503u);
+    EXPECT_EQ(rec.lines().at(500), "30 TestAlpha: line 500");
+    EXPECT_EQ(rec.lines().at(501), "0 LogDestMem: Too many messages, discarding further ones");
+  });
+}
+
+TEST(LogInit, setsTheDefaults) {
+  inChild([] {
+    ::unsetenv("KEL_PROFILE_DIR");
+    ::setenv("HOME", "/home/somebody", 1);
+    os::AppInfo::setApp("tester");
+    plat::logInit(nullptr, nullptr, nullptr, false);
+    EXPECT_STREQ(std::getenv("KEL_PROFILE_DIR"), "/home/somebody/.kel");
+    EXPECT_STREQ(plat::logParameter().value(), "*:stderr:10");
+    EXPECT_STREQ(plat::logDirParameter().value(), ::geteuid() == 0 ? "/var/log" : "$KEL_PROFILE_DIR");
+    EXPECT_STREQ(plat::logFileParameter().value(), "tester.log");
+    EXPECT_FALSE(plat::LogDest::find("file")->isEnabled());
+    plat::logInit("*:file:0", "/some/dir", "x.log", true);
+    EXPECT_TRUE(plat::LogDest::find("file")->isEnabled());
+  });
+}
+
+}  // namespace
