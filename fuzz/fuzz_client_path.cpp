@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/plat/Exception.h"
-#include "libs/fops/BadPath.h"
+#include "libs/fops/exceptions.h"
 #include "libs/fops/local/LocalFsRoot.h"
 #include "libs/fops/path.h"
 

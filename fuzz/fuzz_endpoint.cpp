@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "base/io/EndpointInvalid.h"
 #include "base/io/endpoint.h"
+#include "base/io/exceptions.h"
 #include "base/plat/assert.h"
 #include "base/plat/utf8.h"
 

@@ -8,9 +8,8 @@
 #include <vector>
 
 #include "base/plat/AssertionFail.h"
-#include "base/rdr/BlockException.h"
-#include "base/rdr/EndOfMsg.h"
 #include "base/rdr/InStreamV4.h"
+#include "base/rdr/exceptions.h"
 #include "tests/support/TestStreams.h"
 
 namespace {

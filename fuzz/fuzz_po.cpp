@@ -12,7 +12,7 @@
 #include "base/plat/logging/logging.h"
 #include "base/plat/utf8.h"
 #include "base/rdr/MemInStream.h"
-#include "base/rdr/StringTooLongException.h"
+#include "base/rdr/exceptions.h"
 
 namespace {
 

@@ -7,9 +7,8 @@
 
 #include "base/plat/DString.h"
 #include "base/plat/utf8.h"
-#include "base/rdr/EndOfStream.h"
 #include "base/rdr/MemInStream.h"
-#include "base/rdr/StringTooLongException.h"
+#include "base/rdr/exceptions.h"
 
 namespace {
 

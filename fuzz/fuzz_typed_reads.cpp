@@ -9,9 +9,8 @@
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
 #include "base/plat/String.h"
-#include "base/rdr/BlockException.h"
-#include "base/rdr/EndOfStream.h"
 #include "base/rdr/MemInStream.h"
+#include "base/rdr/exceptions.h"
 #include "tests/support/TestStreams.h"
 
 namespace {

@@ -8,8 +8,7 @@
 
 #include "apps/kelfops/PeerSession.h"
 #include "apps/kelfops/localPath.h"
-#include "base/plat/ProtocolError.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
 #include "base/plat/file/filePaths.h"
 #include "base/plat/file/fileTree.h"

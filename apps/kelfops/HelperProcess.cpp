@@ -24,8 +24,7 @@
 #include "base/os/socket/socketUtil.h"
 #include "base/os/unix/UniqueFd.h"
 #include "base/plat/Exception.h"
-#include "base/plat/StdlibException.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/hex.h"
 #include "base/rdr/OutStream.h"
 

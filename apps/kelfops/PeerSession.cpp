@@ -8,7 +8,7 @@
 #include "base/io/Io.h"
 #include "base/os/AppLoop.h"
 #include "base/plat/Exception.h"
-#include "base/plat/ProtocolError.h"
+#include "base/plat/exceptions.h"
 
 namespace {
 constexpr int FarewellMs = 5000;  // for the helper to close its end; HelperProcess then waits for its exit

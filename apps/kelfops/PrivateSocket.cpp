@@ -9,7 +9,7 @@
 
 #include "base/os/socket/socketUtil.h"
 #include "base/plat/Exception.h"
-#include "base/plat/StdlibException.h"
+#include "base/plat/exceptions.h"
 
 PrivateSocket::PrivateSocket() {
   const char* temporary = std::getenv("TMPDIR");

@@ -4,7 +4,7 @@
 #include "apps/kelfops/UploadStream.h"
 #include "apps/kelfops/localPath.h"
 #include "base/os/unix/DirEnum.h"
-#include "base/plat/ProtocolError.h"
+#include "base/plat/exceptions.h"
 #include "libs/fops/unix/metadata.h"
 
 namespace {

@@ -6,9 +6,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "base/plat/StdlibException.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
-#include "base/rdr/EndOfStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace {
 constexpr std::int64_t PieceSize = 65536;  // beyond this nothing was gained

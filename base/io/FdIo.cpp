@@ -8,12 +8,12 @@
 #include "base/io/FdManager.h"
 #include "base/io/IoHandler.h"
 #include "base/os/socket/socketUtil.h"
-#include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
 #include "base/plat/config/IntParameter.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
-#include "base/rdr/BlockException.h"
 #include "base/rdr/FdInStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace io {
 

@@ -9,8 +9,8 @@
 #include "base/os/socket/socketUtil.h"
 #include "base/os/unix/UniqueFd.h"
 #include "base/plat/assert.h"
-#include "base/rdr/BlockException.h"
 #include "base/rdr/FdInStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace io {
 

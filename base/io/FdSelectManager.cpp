@@ -7,7 +7,7 @@
 #include <sys/select.h>
 
 #include "base/io/FdHandler.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 
 namespace io {
 

@@ -8,12 +8,12 @@
 #include <netdb.h>
 #include <netinet/in.h>
 
-#include "base/io/GetAddrInfoException.h"
 #include "base/io/PktInfo.h"
 #include "base/io/endpoint.h"
+#include "base/io/exceptions.h"
 #include "base/os/socket/socketUtil.h"
-#include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 
 namespace io {
 

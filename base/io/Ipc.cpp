@@ -4,8 +4,8 @@
 
 #include "base/io/Io.h"
 #include "base/plat/assert.h"
-#include "base/rdr/BlockException.h"
 #include "base/rdr/InStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace io {
 

@@ -1,8 +1,7 @@
 #include <cstring>
 
 #include "base/io/MsgIpc.h"
-#include "base/rdr/BlockException.h"
-#include "base/rdr/EndOfStream.h"
+#include "base/rdr/exceptions.h"
 
 // The reads of programs that wait for their messages instead of running an event loop.
 

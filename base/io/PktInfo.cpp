@@ -5,8 +5,8 @@
 
 #include <netinet/in.h>
 
-#include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 
 namespace io {
 

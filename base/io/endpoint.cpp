@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "base/io/EndpointInvalid.h"
+#include "base/io/exceptions.h"
 #include "base/plat/hex.h"
 #include "base/plat/numbers.h"
 #include "base/plat/utf8.h"

@@ -6,8 +6,8 @@
 #include "base/loc/localeLog.h"
 #include "base/plat/DString.h"
 #include "base/plat/log/LogSrc.h"
-#include "base/rdr/EndOfStream.h"
 #include "base/rdr/InStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace loc {
 

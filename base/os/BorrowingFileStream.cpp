@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 
 namespace os {
 

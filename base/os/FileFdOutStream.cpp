@@ -8,7 +8,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
 
 namespace os {

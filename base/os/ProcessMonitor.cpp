@@ -4,7 +4,7 @@
 #include <csignal>
 
 #include "base/os/childExit.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
 
 namespace os {

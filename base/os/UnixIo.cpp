@@ -14,8 +14,8 @@
 #include "base/io/endpoint.h"
 #include "base/os/socket/socketUtil.h"
 #include "base/os/unix/UniqueFd.h"
-#include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 
 namespace os {
 

@@ -7,7 +7,7 @@
 
 #include "base/os/signalName.h"
 #include "base/plat/String.h"
-#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
 
 namespace os {

@@ -7,7 +7,7 @@
 #include "base/io/FdManager.h"
 #include "base/os/SignalHandler.h"
 #include "base/os/childExit.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
 
 namespace os {

@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include "base/os/startError.h"
-#include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 
 namespace os {
 

@@ -5,7 +5,7 @@
 
 #include <unistd.h>
 
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 
 namespace os {
 

@@ -9,7 +9,7 @@
 
 #include "base/os/info/AppInfo.h"
 #include "base/plat/Exception.h"
-#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/file/fileLinks.h"
 #include "base/plat/file/filePaths.h"
 #include "base/plat/strings.h"

@@ -11,7 +11,7 @@
 #include "base/os/unix/changeUser.h"
 #include "base/os/unix/selinuxContext.h"
 #include "base/plat/Exception.h"
-#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/numbers.h"
 
 namespace os {

@@ -7,9 +7,9 @@
 
 #include <unistd.h>
 
-#include "base/rdr/EndOfStream.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/bigEndian.h"
+#include "base/rdr/exceptions.h"
 
 namespace os {
 

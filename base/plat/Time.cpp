@@ -9,8 +9,8 @@
 #include <sys/select.h>
 #include <sys/time.h>
 
-#include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 
 namespace plat {
 

@@ -6,7 +6,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "base/plat/BadNum.h"
+#include "base/plat/exceptions.h"
 
 namespace plat {
 

@@ -11,7 +11,7 @@
 #include "base/plat/Exception.h"
 #include "base/plat/config/IntParameter.h"
 #include "base/plat/hex.h"
-#include "base/rdr/OutStreamFull.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

@@ -9,7 +9,7 @@
 #include "base/plat/alloc.h"
 #include "base/plat/utf8.h"
 #include "base/rdr/InStream.h"
-#include "base/rdr/StringTooLongException.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

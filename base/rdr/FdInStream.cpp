@@ -5,9 +5,8 @@
 
 #include <unistd.h>
 
-#include "base/plat/SystemException.h"
-#include "base/plat/TimedOut.h"
-#include "base/rdr/EndOfStream.h"
+#include "base/plat/exceptions.h"
+#include "base/rdr/exceptions.h"
 #include "base/rdr/fdWait.h"
 
 namespace rdr {

@@ -5,9 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "base/plat/SystemException.h"
-#include "base/plat/TimedOut.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
 #include "base/rdr/fdWait.h"
 

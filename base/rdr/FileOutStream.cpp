@@ -1,8 +1,8 @@
 #include "base/rdr/FileOutStream.h"
 
 #include "base/plat/Exception.h"
-#include "base/plat/StdlibException.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 
 namespace rdr {
 

@@ -1,9 +1,7 @@
 #include "base/rdr/FramedInStream.h"
 
-#include "base/rdr/BlockException.h"
-#include "base/rdr/EndOfMsg.h"
-#include "base/rdr/FrameException.h"
 #include "base/rdr/OutStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

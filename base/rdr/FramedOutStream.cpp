@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/rdr/FrameException.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

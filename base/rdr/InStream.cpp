@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "base/plat/Exception.h"
-#include "base/rdr/BlockException.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

@@ -8,10 +8,8 @@
 #include "base/plat/String.h"
 #include "base/plat/alloc.h"
 #include "base/plat/utf8.h"
-#include "base/rdr/EndOfMsg.h"
-#include "base/rdr/EndOfStream.h"
 #include "base/rdr/InStream.h"
-#include "base/rdr/StringTooLongException.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

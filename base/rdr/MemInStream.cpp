@@ -1,6 +1,6 @@
 #include "base/rdr/MemInStream.h"
 
-#include "base/rdr/EndOfStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

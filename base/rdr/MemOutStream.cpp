@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "base/plat/DString.h"
-#include "base/rdr/OutStreamFull.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

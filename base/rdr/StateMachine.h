@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/plat/assert.h"
-#include "base/rdr/BlockException.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "base/plat/Exception.h"
-#include "base/rdr/OutStreamFull.h"
+#include "base/rdr/exceptions.h"
 
 namespace rdr {
 

@@ -7,8 +7,8 @@
 
 #include <sys/select.h>
 
-#include "base/plat/SystemException.h"
 #include "base/plat/Time.h"
+#include "base/plat/exceptions.h"
 
 namespace rdr {
 

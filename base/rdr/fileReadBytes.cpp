@@ -1,7 +1,7 @@
 #include "base/rdr/fileReadBytes.h"
 
-#include "base/plat/StdlibException.h"
-#include "base/rdr/EndOfStream.h"
+#include "base/plat/exceptions.h"
+#include "base/rdr/exceptions.h"
 
 namespace plat {
 

@@ -4,8 +4,8 @@
 #include <string_view>
 #include <utility>
 
-#include "base/plat/ProtocolError.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"
 #include "libs/fops/dirEntryIo.h"

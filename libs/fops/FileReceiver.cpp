@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "base/plat/Exception.h"
-#include "base/plat/ProtocolError.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
 #include "base/rdr/OutStream.h"
 #include "libs/fops/DataSender.h"

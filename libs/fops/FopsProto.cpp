@@ -1,7 +1,7 @@
 #include "libs/fops/FopsProto.h"
 
-#include "base/plat/ProtocolError.h"
 #include "base/plat/config/IntParameter.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"

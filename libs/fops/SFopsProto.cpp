@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "base/plat/ProtocolError.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"

@@ -4,7 +4,7 @@
 
 #include "base/plat/strings.h"
 #include "base/plat/utf8.h"
-#include "libs/fops/BadPath.h"
+#include "libs/fops/exceptions.h"
 
 namespace fops {
 

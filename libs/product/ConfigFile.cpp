@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "base/rdr/FileInStream.h"
 #include "base/rdr/TransactedFileOutStream.h"
 #include "libs/product/configFileFormat.h"

@@ -5,9 +5,9 @@
 
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
-#include "base/rdr/EndOfStream.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace qzutil {
 

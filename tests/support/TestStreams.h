@@ -8,9 +8,9 @@
 
 #include "base/rdr/BufferedLazyOutStream.h"
 #include "base/rdr/BufferedNonBlockableInStream.h"
-#include "base/rdr/EndOfStream.h"
 #include "base/rdr/MemOutStream.h"
 #include "base/rdr/OutStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace test {
 

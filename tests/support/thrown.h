@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 
 namespace test {
 

@@ -6,8 +6,8 @@
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
 #include "base/plat/strings.h"
-#include "base/rdr/EndOfStream.h"
 #include "base/rdr/FileInStream.h"
+#include "base/rdr/exceptions.h"
 
 namespace os {
 

@@ -5,7 +5,7 @@
 
 #include <sys/utsname.h>
 
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 
 namespace os {
 

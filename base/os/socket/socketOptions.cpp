@@ -9,8 +9,7 @@
 #include <sys/socket.h>
 
 #include "base/os/socket/socketLog.h"
-#include "base/plat/SystemException.h"
-#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
 
 namespace os {

@@ -13,7 +13,7 @@
 #include "base/os/socket/socketLog.h"
 #include "base/os/socket/socketOptions.h"
 #include "base/os/unix/UniqueFd.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
 
 namespace os {

@@ -7,9 +7,8 @@
 #include <fcntl.h>
 
 #include "base/os/unix/UniqueFd.h"
-#include "base/plat/StdlibException.h"
-#include "base/plat/SystemException.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 
 namespace os {
 

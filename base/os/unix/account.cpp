@@ -6,7 +6,7 @@
 
 #include <pwd.h>
 
-#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/exceptions.h"
 
 namespace os {
 

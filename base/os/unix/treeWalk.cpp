@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/os/unix/DirEnum.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 
 namespace os {
 

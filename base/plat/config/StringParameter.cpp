@@ -1,6 +1,6 @@
 #include "base/plat/config/StringParameter.h"
 
-#include "base/plat/BadUtf8.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/utf8.h"
 
 namespace plat {

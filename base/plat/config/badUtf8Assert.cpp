@@ -1,6 +1,6 @@
 // The parameter `_BadUtf8Assert`: turns each BadUtf8 into a failed assertion.
-#include "base/plat/BadUtf8.h"
 #include "base/plat/config/BoolParameter.h"
+#include "base/plat/exceptions.h"
 
 namespace plat {
 

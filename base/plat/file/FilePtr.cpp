@@ -7,8 +7,7 @@
 #include <fcntl.h>
 
 #include "base/plat/Exception.h"
-#include "base/plat/StdlibException.h"
-#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
 #include "base/plat/log/LogSrc.h"
 

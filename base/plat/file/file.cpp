@@ -9,8 +9,7 @@
 #include <unistd.h>
 
 #include "base/os/unix/UniqueFd.h"
-#include "base/plat/SystemException.h"
-#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/exceptions.h"
 
 namespace plat {
 

@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include "base/plat/Exception.h"
-#include "base/plat/SystemExceptionFmt.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
 #include "base/plat/file/filePaths.h"
 #include "base/plat/file/filePerms.h"

@@ -7,9 +7,8 @@
 #include <unistd.h>
 
 #include "base/plat/Exception.h"
-#include "base/plat/SystemException.h"
-#include "base/plat/SystemExceptionFmt.h"
 #include "base/plat/assert.h"
+#include "base/plat/exceptions.h"
 
 namespace plat {
 

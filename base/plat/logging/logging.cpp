@@ -9,9 +9,9 @@
 #include <unistd.h>
 
 #include "base/os/info/AppInfo.h"
-#include "base/plat/BadNum.h"
 #include "base/plat/String.h"
 #include "base/plat/config/StringParameter.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogDest.h"
 #include "base/plat/log/LogDestMem.h"
 #include "base/plat/log/LogSrc.h"

@@ -4,7 +4,7 @@
 
 #include "base/loc/LocaleSetter.h"
 #include "base/plat/Exception.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
 #include "base/plat/file/fileTree.h"
 #include "base/plat/log/LogSrc.h"

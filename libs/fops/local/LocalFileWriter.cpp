@@ -7,7 +7,7 @@
 #include "base/os/BorrowingFileStream.h"
 #include "base/os/FileFdOutStream.h"
 #include "base/plat/Exception.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
 #include "base/plat/file/fileTree.h"
 #include "base/plat/log/LogSrc.h"

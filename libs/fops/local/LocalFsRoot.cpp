@@ -6,7 +6,7 @@
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/StringParameter.h"
 #include "base/plat/file/filePaths.h"
-#include "libs/fops/BadPath.h"
+#include "libs/fops/exceptions.h"
 #include "libs/fops/path.h"
 
 namespace fops {

@@ -8,9 +8,9 @@
 
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/Exception.h"
-#include "base/plat/SystemExceptionFmt.h"
 #include "base/plat/assert.h"
-#include "libs/fops/SpecialFileException.h"
+#include "base/plat/exceptions.h"
+#include "libs/fops/exceptions.h"
 #include "libs/fops/unix/StatResult.h"
 #include "libs/fops/unix/metadataLog.h"
 

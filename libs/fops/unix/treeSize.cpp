@@ -6,7 +6,7 @@
 #include "base/os/unix/DirEnum.h"
 #include "base/os/unix/treeWalk.h"
 #include "base/plat/Exception.h"
-#include "base/plat/SystemExceptionFmt.h"
+#include "base/plat/exceptions.h"
 #include "libs/fops/unix/StatResult.h"
 #include "libs/fops/unix/metadataLog.h"
 

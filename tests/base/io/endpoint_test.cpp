@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "base/io/EndpointInvalid.h"
+#include "base/io/exceptions.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/rdr/BlockException.h"
 #include "base/rdr/MemInStream.h"
+#include "base/rdr/exceptions.h"
 #include "tests/base/io/MemIo.h"
 
 namespace {

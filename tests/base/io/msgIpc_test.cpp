@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "base/io/FdIo.h"
-#include "base/rdr/BlockException.h"
+#include "base/rdr/exceptions.h"
 #include "tests/base/io/FdPair.h"
 #include "tests/base/io/MemIo.h"
 

@@ -10,9 +10,9 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 
-#include "base/io/GetAddrInfoException.h"
 #include "base/io/PktInfo.h"
 #include "base/io/TcpIo.h"
+#include "base/io/exceptions.h"
 #include "base/plat/AssertionFail.h"
 #include "tests/support/RecordingDest.h"
 #include "tests/support/openFds.h"

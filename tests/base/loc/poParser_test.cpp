@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "base/rdr/MemInStream.h"
-#include "base/rdr/StringTooLongException.h"
+#include "base/rdr/exceptions.h"
 #include "tests/support/RecordingDest.h"
 
 namespace {

@@ -19,7 +19,7 @@
 #include "base/os/socket/socketUtil.h"
 #include "base/os/startError.h"
 #include "base/os/unix/closeFrom.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "tests/base/os/inChild.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

@@ -19,7 +19,7 @@
 #include "base/io/TcpIo.h"
 #include "base/os/LaunchedProcessPipe.h"
 #include "base/os/adoptFd.h"
-#include "base/plat/SystemException.h"
+#include "base/plat/exceptions.h"
 #include "tests/base/os/inChild.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/openFds.h"

@@ -7,13 +7,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/plat/BadUtf8.h"
-#include "base/plat/ProtocolError.h"
-#include "base/plat/StdlibException.h"
-#include "base/plat/TimedOut.h"
 #include "base/plat/assert.h"
 #include "base/plat/config/ConfigParameter.h"
 #include "base/plat/config/Configuration.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/log/LogDest.h"
 #include "base/plat/logging/logging.h"
 #include "tests/support/thrown.h"

@@ -12,10 +12,10 @@
 #include <gtest/gtest.h>
 
 #include "base/plat/AssertionFail.h"
-#include "base/plat/BadNum.h"
 #include "base/plat/CircularVector.h"
 #include "base/plat/DString.h"
 #include "base/plat/MBuf.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/hex.h"
 #include "base/plat/numbers.h"
 #include "tests/support/thrown.h"

@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "base/plat/String.h"
-#include "base/rdr/BlockException.h"
-#include "base/rdr/EndOfMsg.h"
-#include "base/rdr/FrameException.h"
 #include "base/rdr/InStreamV4.h"
-#include "base/rdr/OutStreamFull.h"
 #include "base/rdr/OutStreamV4.h"
+#include "base/rdr/exceptions.h"
 #include "tests/support/TestStreams.h"
 
 using namespace std::string_view_literals;

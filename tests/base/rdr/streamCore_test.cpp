@@ -4,12 +4,10 @@
 
 #include "base/plat/DString.h"
 #include "base/plat/String.h"
-#include "base/rdr/BlockException.h"
 #include "base/rdr/ByteReader.h"
 #include "base/rdr/MemInStream.h"
-#include "base/rdr/OutStreamFull.h"
-#include "base/rdr/StringTooLongException.h"
 #include "base/rdr/TextAppender.h"
+#include "base/rdr/exceptions.h"
 #include "tests/support/TestStreams.h"
 
 using namespace std::string_view_literals;

@@ -8,9 +8,9 @@
 
 #include "base/plat/AssertionFail.h"
 #include "base/rdr/MemInStream.h"
-#include "base/rdr/StringTooLongException.h"
-#include "libs/fops/BadPath.h"
+#include "base/rdr/exceptions.h"
 #include "libs/fops/dirEntryIo.h"
+#include "libs/fops/exceptions.h"
 #include "libs/fops/local/LocalFsRoot.h"
 #include "libs/fops/path.h"
 #include "tests/libs/fops/protoTestSupport.h"

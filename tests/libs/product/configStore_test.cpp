@@ -11,7 +11,7 @@
 #include "base/plat/config/StringParameter.h"
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/MemOutStream.h"
-#include "base/rdr/StringTooLongException.h"
+#include "base/rdr/exceptions.h"
 #include "libs/product/ConfigFile.h"
 #include "libs/product/ConfigStoreFile.h"
 #include "libs/product/configFileFormat.h"

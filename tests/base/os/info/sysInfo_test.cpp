@@ -16,8 +16,8 @@
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/AssertionFail.h"
 #include "base/plat/DString.h"
-#include "base/rdr/EndOfStream.h"
 #include "base/rdr/MemInStream.h"
+#include "base/rdr/exceptions.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/thrown.h"
 

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include "base/plat/AssertionFail.h"
-#include "base/plat/BadUtf8.h"
 #include "base/plat/config/BinaryParameter.h"
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/Configuration.h"
@@ -16,6 +15,7 @@
 #include "base/plat/config/ParameterChangedCallback.h"
 #include "base/plat/config/S64Parameter.h"
 #include "base/plat/config/StringParameter.h"
+#include "base/plat/exceptions.h"
 #include "base/plat/usage/configXml.h"
 #include "tests/support/RecordingDest.h"
 #include "tests/support/thrown.h"

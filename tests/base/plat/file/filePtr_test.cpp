@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/plat/StdlibException.h"
+#include "base/plat/exceptions.h"
 #include "tests/support/RecordingDest.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/thrown.h"

@@ -17,7 +17,7 @@
 #include "base/plat/file/fileLinks.h"
 #include "base/plat/file/filePaths.h"
 #include "base/plat/file/filePerms.h"
-#include "base/rdr/EndOfStream.h"
+#include "base/rdr/exceptions.h"
 #include "base/rdr/fileReadBytes.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"

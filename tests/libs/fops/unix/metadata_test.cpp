@@ -8,8 +8,7 @@
 #include <unistd.h>
 
 #include "base/plat/Time.h"
-#include "libs/fops/BadPath.h"
-#include "libs/fops/SpecialFileException.h"
+#include "libs/fops/exceptions.h"
 #include "libs/fops/unix/treeSize.h"
 #include "tests/libs/fops/protoTestSupport.h"
 #include "tests/support/RecordingDest.h"

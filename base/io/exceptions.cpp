@@ -1,10 +1,13 @@
-#include "base/io/GetAddrInfoException.h"
+#include "base/io/exceptions.h"
 
 #include <netdb.h>
 
 #include "base/loc/translate.h"
 
 namespace io {
+
+EndpointInvalid::EndpointInvalid(const char* key)
+    : plat::Exception(loc::translate(key, __FILE__, __LINE__, false), "EndpointInvalid") {}
 
 namespace {
 

@@ -1,8 +1,10 @@
-#include "libs/fops/SpecialFileException.h"
+#include "libs/fops/exceptions.h"
 
 #include <cstdarg>
 
 namespace fops {
+
+BadPath::BadPath(const char* reason) : plat::Exception(reason, "BadPath") {}
 
 SpecialFileException::SpecialFileException(const char* format, ...) {
   va_list args;

@@ -4,6 +4,13 @@
 
 namespace io {
 
+/// An endpoint that cannot be understood. Its message is in the user's language.
+class EndpointInvalid : public plat::Exception {
+public:
+  /// @param key of the message, one of the "io_error_endpoint_" texts.
+  explicit EndpointInvalid(const char* key);
+};
+
 /// A failure of getaddrinfo or getnameinfo: "<call>: '<the resolver's text>' (<code>)".
 class GetAddrInfoException : public plat::Exception {
 public:
