@@ -89,7 +89,7 @@ void GetCommand::pump() {
 
 void GetCommand::queueFolder(const std::string& remote, const std::string& parent, const fops::DirEntry& entry) {
   try {
-    const plat::String local = plat::fileMakeUnique(parent.c_str(), entry.name.get(), "(", ")", 99);
+    const plat::String local = plat::fileFreeName(parent.c_str(), entry.name.get());
     plat::mkDirs(local.get(), fops::isPrivateMode(entry), false);
     ++tally_.folders;
     folders_.push_back({remote, local.get(), ""});

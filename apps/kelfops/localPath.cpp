@@ -6,7 +6,7 @@
 #include "base/plat/file/filePaths.h"
 
 std::string joinLocalPath(const std::string& folder, const std::string& name) {
-  return !folder.empty() && folder.back() == '/' ? folder + name : folder + "/" + name;
+  return plat::fileJoin(folder.c_str(), name.c_str()).get();
 }
 
 bool isWithin(const std::string& place, const std::string& folder) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <limits>
 
 #include <sys/select.h>
 
@@ -15,12 +14,6 @@ namespace {
 
 bool canWatch(const FdHandler& handler) noexcept {
   return handler.fd() >= 0 && handler.fd() < FD_SETSIZE;
-}
-
-/// One millisecond more than asked, so that a timer is due when the wait ends; 0 only looks.
-timeval waitTime(int limitMs) noexcept {
-  const long ms = limitMs == 0 || limitMs == std::numeric_limits<int>::max() ? limitMs : limitMs + 1L;
-  return {ms / 1000, ms % 1000 * 1000};
 }
 
 }  // namespace
@@ -76,7 +69,7 @@ int FdSelectManager::waitForEvents(ReadySets& ready, int limitMs) {
   fill(exceptSet, ready.except);
   timeval timeout = {};
   if (limitMs >= 0) {
-    timeout = waitTime(limitMs);
+    timeout = plat::selectLimit(limitMs);
   }
   const int count = ::select(nfds, &ready.read, &ready.write, &ready.except, limitMs >= 0 ? &timeout : nullptr);
   if (count >= 0) {

@@ -10,10 +10,6 @@ void Io::markReadable() {
   PLAT_REQUIRE_AS(false, "Io::markReadable() not implemented for this Io", __FILE__, __LINE__);
 }
 
-void* Io::extension() {
-  return nullptr;
-}
-
 plat::String Io::resolvedPeerEndpoint() {
   return peerEndpoint();
 }

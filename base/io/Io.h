@@ -31,8 +31,6 @@ public:
   /// unread.
   /// @throws plat::AssertionFail where the connection cannot do so
   virtual void markReadable();
-  /// What a particular kind of connection offers beyond this interface, or null.
-  virtual void* extension();
   /// For messages, like "<fd3>".
   virtual const char* displayName() = 0;
   /// The peer's endpoint name; empty if there is none.

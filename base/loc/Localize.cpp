@@ -42,7 +42,7 @@ void addFirst(Localize::Table& table, const char* key, const char* text) {
 }  // namespace
 
 Localize& Localize::instance() {
-  static Localize* const instance = new Localize;  // outlives every static object that may still translate
+  static plat::NeverDestroyed<Localize> instance;  // outlives every static object that may still translate
   return *instance;
 }
 

@@ -12,6 +12,7 @@
 
 #include "base/loc/PoParser.h"
 #include "base/plat/Mutex.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/NonCopyable.h"
 #include "base/plat/config/ParameterChangedCallback.h"
 
@@ -77,6 +78,8 @@ public:
   plat::Mutex& lock() noexcept { return mutex_; }
 
 private:
+  friend class plat::NeverDestroyed<Localize>;
+
   Localize() = default;
 
   bool takeBuiltIn(std::string_view locale);

@@ -8,6 +8,7 @@
 #include "base/loc/localeLog.h"
 #include "base/plat/Lock.h"
 #include "base/plat/Mutex.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/log/LogSrc.h"
 
 namespace loc {
@@ -22,7 +23,7 @@ struct Cache {
 };
 
 Cache& cache() {
-  static Cache* const instance = new Cache;  // outlives every static object that may still translate
+  static plat::NeverDestroyed<Cache> instance;  // outlives every static object that may still translate
   return *instance;
 }
 
@@ -32,7 +33,7 @@ struct ProcessLocale {
 };
 
 ProcessLocale& processLocale() {
-  static ProcessLocale* const instance = new ProcessLocale;
+  static plat::NeverDestroyed<ProcessLocale> instance;
   return *instance;
 }
 

@@ -13,7 +13,7 @@ thread_local TransMap* threadMap = nullptr;
 }
 
 TransMap& TransMap::process() {
-  static TransMap* const instance = new TransMap;  // texts may be asked for until the very end
+  static plat::NeverDestroyed<TransMap> instance;  // texts may be asked for until the very end
   return *instance;
 }
 

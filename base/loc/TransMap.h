@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/loc/Translation.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/NonCopyable.h"
 
 namespace loc {
@@ -36,6 +37,8 @@ public:
   const std::vector<std::string>& locales() const noexcept { return locales_; }
 
 private:
+  friend class plat::NeverDestroyed<TransMap>;
+
   TransMap() = default;
 
   TransMap* previous_ = nullptr;

@@ -1,11 +1,12 @@
 #include "base/loc/localeLog.h"
 
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/log/LogSrc.h"
 
 namespace loc {
 
 plat::LogSrc& localeLog() {
-  static plat::LogSrc* const source = new plat::LogSrc("Localize");  // the log may be used until the very end
+  static plat::NeverDestroyed<plat::LogSrc> source("Localize");  // the log may be used until the very end
   return *source;
 }
 

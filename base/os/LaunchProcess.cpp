@@ -325,11 +325,11 @@ bool LaunchProcess::wait(int* status, int timeoutMs) {
   const int step = std::clamp(timeoutMs / 10, 50, 1000);
   const ChildEvent event;
   while (!reap(false, status)) {
-    const plat::FileTime leftMs = (deadline - plat::getMonoTime() + plat::TicksPerMs - 1) / plat::TicksPerMs;
-    if (leftMs <= 0) {
+    const int leftMs = plat::msUntil(deadline, plat::getMonoTime());
+    if (leftMs == 0) {
       return false;
     }
-    event.wait(static_cast<int>(std::min<plat::FileTime>(step, leftMs)));
+    event.wait(std::min(step, leftMs));
   }
   return true;
 }

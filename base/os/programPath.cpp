@@ -38,7 +38,7 @@ plat::String searchInPath(const char* name) {
     if (*element == '~') {
       throw plat::Exception("PATH contains invalid '~' character");
     }
-    plat::String candidate = plat::String::format("%s/%s", element, name);
+    plat::String candidate = plat::fileJoin(element, name);
     switch (look(candidate.get())) {
       case Found::Nothing:
         continue;
@@ -63,9 +63,7 @@ plat::String programDir() {
 }
 
 plat::String programDirFile() {
-  const plat::String dir = programDir();
-  return plat::strEndsWith(dir.get(), "/") ? plat::String::format("%s%s", dir.get(), AppInfo::app())
-                                           : plat::String::format("%s%c%s", dir.get(), '/', AppInfo::app());
+  return plat::fileJoin(programDir().get(), AppInfo::app());
 }
 
 plat::String findExecutable(const char* name, bool searchPath) {

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <ctime>
 #include <limits>
 
 #include <sys/select.h>
-#include <sys/time.h>
 
 #include "base/plat/assert.h"
 #include "base/plat/exceptions.h"
@@ -98,22 +98,29 @@ void fileTimeToUnix(FileTime time, std::int64_t& seconds, std::int64_t& microsec
   microseconds = rest / 10;
 }
 
+int msUntil(FileTime deadline, FileTime now) noexcept {
+  const FileTime ticks = deadline - now;
+  return ticks <= 0 ? 0 : static_cast<int>(std::min<FileTime>((ticks - 1) / TicksPerMs + 1, INT_MAX));
+}
+
+timeval selectLimit(int ms) noexcept {
+  const long wait = ms == 0 || ms == INT_MAX ? ms : ms + 1L;
+  return {wait / 1000, wait % 1000 * 1000};
+}
+
 void sleepMs(int ms) {
   if (ms <= 0) {
     return;
   }
   const FileTime end = getMonoTime() + ms * TicksPerMs;
-  std::int64_t restMs = ms;
-  while (restMs > 0) {
-    // One more, because the clock may be just before its next tick.
-    timeval wait{(restMs + 1) / 1000, (restMs + 1) % 1000 * 1000};
+  for (int restMs = ms; restMs > 0; restMs = msUntil(end, getMonoTime())) {
+    timeval wait = selectLimit(restMs);
     if (::select(0, nullptr, nullptr, nullptr, &wait) == 0) {
       return;
     }
     if (errno != EINTR) {
       throw SystemException("select", errno);
     }
-    restMs = (end - getMonoTime() + TicksPerMs - 1) / TicksPerMs;
   }
 }
 

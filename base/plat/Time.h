@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include <sys/time.h>
+
 namespace plat {
 
 /// A time or a span in ticks of 100 ns. Wall-clock times count from 1601-01-01 00:00:00 UTC; readings of the
@@ -34,6 +36,14 @@ FileTime fileTimeFromUnix(std::int64_t seconds, std::int64_t microseconds = 0) n
 
 /// The Unix time of `time`, rounded down to the microsecond; `microseconds` is 0 to 999999 also before 1970.
 void fileTimeToUnix(FileTime time, std::int64_t& seconds, std::int64_t& microseconds) noexcept;
+
+/// Milliseconds from `now` to `deadline`, rounded up, so that who waits for so long does not wake too early.
+/// @return 0 if the deadline has come; at most 2147483647
+int msUntil(FileTime deadline, FileTime now) noexcept;
+
+/// How long select(2) is to wait for `ms` milliseconds, 0 or more. It is one more than that, since the clock may be
+/// just before its next tick and what is due at the limit should be due when select returns; but 0 and 2147483647 stay.
+timeval selectLimit(int ms) noexcept;
 
 /// Blocks the thread for at least `ms` milliseconds, signals notwithstanding; returns at once for 0 or less.
 /// @throws SystemException "select"

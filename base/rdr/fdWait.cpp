@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <cstdint>
 
 #include <sys/select.h>
 
@@ -26,13 +24,7 @@ int selectOnce(int fd, int timeoutMs, bool forRead, bool forWrite) {
   if (forWrite) {
     FD_SET(fd, &writeSet);
   }
-  timeval limit{};
-  if (timeoutMs >= 0) {
-    // One more millisecond, so that what is due at the limit is due when select returns.
-    const std::int64_t ms = std::int64_t{timeoutMs} + (timeoutMs != 0 && timeoutMs != INT_MAX ? 1 : 0);
-    limit.tv_sec = static_cast<time_t>(ms / 1000);
-    limit.tv_usec = static_cast<suseconds_t>(ms % 1000 * 1000);
-  }
+  timeval limit = plat::selectLimit(std::max(timeoutMs, 0));
   return select(fd + 1, &readSet, &writeSet, nullptr, timeoutMs >= 0 ? &limit : nullptr);
 }
 
@@ -53,8 +45,7 @@ bool waitForFd(int fd, int timeoutMs, bool forRead, bool forWrite) {
       throw plat::SystemException("select", error);
     }
     if (timeoutMs > 0) {
-      const plat::FileTime left = deadline - plat::getMonoTime() + plat::TicksPerMs - 1;
-      timeoutMs = static_cast<int>(std::clamp<plat::FileTime>(left / plat::TicksPerMs, 0, timeoutMs));
+      timeoutMs = std::min(plat::msUntil(deadline, plat::getMonoTime()), timeoutMs);
     }
   }
 }

@@ -8,6 +8,7 @@
 #include "base/plat/config/ConfigParameter.h"
 #include "base/plat/config/Configuration.h"
 #include "base/plat/file/file.h"
+#include "base/plat/file/filePaths.h"
 #include "base/plat/log/LogSrc.h"
 #include "base/rdr/FileInStream.h"
 #include "libs/product/ConfigFile.h"
@@ -75,22 +76,22 @@ void loadFile(const char* path, int priority, plat::Configuration& configuration
 
 ConfigStoreFile::ConfigStoreFile(const Directories& dirs) : userFile_(dirs.userConfigFile) {
   if (!dirs.program.isNull()) {
-    const plat::String beside = joinDirectory(dirs.program.get(), os::AppInfo::pathComp());
+    const plat::String beside = plat::fileJoin(dirs.program.get(), os::AppInfo::pathComp());
     addLayer(plat::String::format("%s/config.d", beside.get()), PriorityUser, true);
-    addLayer(plat::String::format("%s/policy.d", beside.get()), PriorityPolicy, false);
+    addLayer(plat::fileJoin(beside.get(), "policy.d"), PriorityPolicy, false);
   }
-  addLayer(plat::String::format("%s/config.d", dirs.machine.get()), PriorityUser, true);
+  addLayer(plat::fileJoin(dirs.machine.get(), "config.d"), PriorityUser, true);
   addLayer(dirs.userConfigDir, PriorityUser, false);
-  addLayer(plat::String::format("%s/policy.d", dirs.machine.get()), PriorityPolicy, false);
+  addLayer(plat::fileJoin(dirs.machine.get(), "policy.d"), PriorityPolicy, false);
 }
 
 void ConfigStoreFile::addLayer(const plat::String& dir, int priority, bool custom) {
   std::vector<plat::String>& files = files_[priority];
-  files.push_back(plat::String::format("%s/common", dir.get()));
+  files.push_back(plat::fileJoin(dir.get(), "common"));
   if (custom) {
-    files.push_back(plat::String::format("%s/common.custom", dir.get()));
+    files.push_back(plat::fileJoin(dir.get(), "common.custom"));
   }
-  files.push_back(plat::String::format("%s/%s", dir.get(), os::AppInfo::app()));
+  files.push_back(plat::fileJoin(dir.get(), os::AppInfo::app()));
 }
 
 std::vector<plat::String> ConfigStoreFile::files(int priority) const {

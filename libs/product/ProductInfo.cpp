@@ -1,9 +1,11 @@
 #include "libs/product/ProductInfo.h"
 
+#include "base/plat/NeverDestroyed.h"
+
 namespace qzutil {
 
 ProductInfo& productInfo() noexcept {
-  static ProductInfo* const instance = new ProductInfo;
+  static plat::NeverDestroyed<ProductInfo> instance;
   return *instance;
 }
 

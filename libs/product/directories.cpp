@@ -1,8 +1,8 @@
 #include "libs/product/directories.h"
 
 #include <cstdlib>
-#include <cstring>
 
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/expandVars.h"
 #include "base/plat/file/filePaths.h"
 #include "base/plat/file/fileTree.h"
@@ -12,7 +12,7 @@ namespace qzutil {
 namespace {
 
 Directories& current() noexcept {
-  static Directories* const instance = new Directories;
+  static plat::NeverDestroyed<Directories> instance;
   return *instance;
 }
 
@@ -31,20 +31,14 @@ const Directories& directories() noexcept {
   return current();
 }
 
-plat::String joinDirectory(const char* directory, const char* name) {
-  const std::size_t length = std::strlen(directory);
-  const bool slashed = length > 0 && directory[length - 1] == '/';
-  return plat::String::format(slashed ? "%s%s" : "%s/%s", directory, name);
-}
-
 void setDirectories(const char* app, const char* programDir) {
   Directories& dirs = current();
   dirs.machine = "/etc/kel";
   dirs.user = plat::expandVars("$HOME/.kel", nullptr, true, true);
   dirs.profile = profileDirectory("KEL_PROFILE", dirs.user, dirs.user);
   dirs.configProfile = profileDirectory("KEL_CONFIG_PROFILE", dirs.user, dirs.profile);
-  dirs.userConfigDir = plat::String::format("%s/config.d", dirs.configProfile.get());
-  dirs.userConfigFile = plat::String::format("%s/%s", dirs.userConfigDir.get(), app);
+  dirs.userConfigDir = plat::fileJoin(dirs.configProfile.get(), "config.d");
+  dirs.userConfigFile = plat::fileJoin(dirs.userConfigDir.get(), app);
   dirs.program = programDir;
 }
 

@@ -28,7 +28,4 @@ void setDirectories(const char* app, const char* programDir);
 /// @throws plat::SystemException if one cannot be created.
 void createUserDirectories();
 
-/// `directory` and `name` joined by exactly one slash.
-plat::String joinDirectory(const char* directory, const char* name);
-
 }  // namespace qzutil

@@ -9,6 +9,7 @@
 #include "base/os/info/AppInfo.h"
 #include "base/os/programPath.h"
 #include "base/plat/Exception.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/config/Configuration.h"
 #include "base/plat/file/filePaths.h"
 #include "base/plat/logging/LogDestFileMgr.h"
@@ -51,7 +52,7 @@ void fixHome() {
 void setLocaleDirs() {
   const qzutil::Directories& dirs = qzutil::directories();
   loc::Localize::instance().setSearchDirs(
-      {dirs.user.get(), dirs.machine.get(), qzutil::joinDirectory(dirs.program.get(), os::AppInfo::pathComp()).get()});
+      {dirs.user.get(), dirs.machine.get(), fileJoin(dirs.program.get(), os::AppInfo::pathComp()).get()});
 }
 
 }  // namespace
@@ -69,8 +70,7 @@ void productInit(const char* argv0, const char* appName, const char* displayKey,
   setenv("KEL_PROFILE_DIR", qzutil::directories().profile.get(), 1);
   qzutil::createUserDirectories();
   setLocaleDirs();
-  static qzutil::VersionInfoUpdater* const updater = new qzutil::VersionInfoUpdater;  // until exit
-  static_cast<void>(updater);
+  static NeverDestroyed<qzutil::VersionInfoUpdater> updater;  // the texts follow the locale until exit
   logInit(defaultLog, nullptr, nullptr, false);
   // Programs that link to the maker's pages have this parameter; here the call has no effect.
   Configuration::global().set("_ProductUri", "https://www.quenlar.example/", 0);

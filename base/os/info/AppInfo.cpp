@@ -2,6 +2,7 @@
 
 #include "base/loc/translate.h"
 #include "base/plat/DString.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/assert.h"
 
 namespace os::AppInfo {
@@ -18,7 +19,7 @@ struct Names {
 };
 
 Names& names() {
-  static Names* const instance = new Names;  // read by the log until the very end
+  static plat::NeverDestroyed<Names> instance;  // read by the log until the very end
   return *instance;
 }
 

@@ -5,6 +5,7 @@
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
+#include "base/plat/file/filePaths.h"
 #include "base/plat/strings.h"
 #include "base/rdr/FileInStream.h"
 #include "base/rdr/exceptions.h"
@@ -60,7 +61,7 @@ plat::String readReleaseFileNamed(const char* etc, const char* name) {
   }
   for (const char* const word : Distributions) {
     if (plat::strStartsWith(name, word)) {
-      const plat::String path = plat::String::format("%s/%s", etc, name);
+      const plat::String path = plat::fileJoin(etc, name);
       plat::String text = readReleaseFile(path.get(), isRelease ? nullptr : word);
       if (!text.isNull()) {
         return text;
@@ -164,9 +165,9 @@ plat::String readReleaseFile(const char* path, const char* label) {
 }
 
 plat::String distributionName(const char* etc) {
-  plat::String name = readKeyValues(plat::String::format("%s/os-release", etc).get(), "NAME", "VERSION_ID");
+  plat::String name = readKeyValues(plat::fileJoin(etc, "os-release").get(), "NAME", "VERSION_ID");
   if (name.isNull()) {
-    name = readKeyValues(plat::String::format("%s/lsb-release", etc).get(), "DISTRIB_ID", "DISTRIB_RELEASE");
+    name = readKeyValues(plat::fileJoin(etc, "lsb-release").get(), "DISTRIB_ID", "DISTRIB_RELEASE");
   }
   if (!name.isNull()) {
     return name;

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <string>
 
+#include "base/os/info/sysInfo.h"
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
 #include "base/plat/file/file.h"
@@ -18,35 +18,12 @@ namespace {
 
 constexpr const char* UserDirsFile = "$HOME/.config/user-dirs.dirs";
 
-// Takes the marks off a quoted value, and within double marks the backslashes. False if the marks do not pair up.
-bool unquote(std::string& value) {
-  const char mark = value.empty() ? '\0' : value.front();
-  if (mark != '"' && mark != '\'') {
-    return true;
-  }
-  if (value.size() < 2 || value.back() != mark) {
-    return false;
-  }
-  value = value.substr(1, value.size() - 2);
-  for (std::size_t at = 0; mark == '"' && at + 1 < value.size(); ++at) {
-    if (value[at] == '\\' && std::strchr("\"'\\$`", value[at + 1]) != nullptr) {
-      value.erase(at, 1);
-    }
-  }
-  return true;
-}
-
-// The folder that a line assigns to the key; null if the line does no such thing.
-plat::String folderFromLine(const std::string& line, const char* key) {
-  const std::size_t equals = line.find('=');
-  if (equals == std::string::npos || line.compare(0, equals, key) != 0) {
+// The folder that an assignment names; null if there is none.
+plat::String assignedFolder(const char* value) {
+  if (!plat::isValidUtf8(value)) {
     return nullptr;
   }
-  std::string value = line.substr(equals + 1);
-  if (!unquote(value) || !plat::isValidUtf8(value.c_str())) {
-    return nullptr;
-  }
-  plat::String path = plat::expandVars(value.c_str(), nullptr, false, true);
+  plat::String path = plat::expandVars(value, nullptr, false, true);
   return plat::fileIsDir(path.orEmpty()) ? path : plat::String();
 }
 
@@ -87,11 +64,12 @@ plat::String getXdgUserDir(const char* key) {
   rdr::FileInStream in(plat::expandVars(UserDirsFile, nullptr, true, true).get());
   plat::DString line;
   while (true) {  // until the end of the file, which leaves as an exception
-    line.clear();
-    in.readLine(line);
-    plat::String path = folderFromLine(line.orEmpty(), key);
-    if (!path.isNull()) {
-      return path;
+    const char* const value = readAssignment(in, line);
+    if (value != nullptr && std::strcmp(line.orEmpty(), key) == 0) {
+      plat::String path = assignedFolder(value);
+      if (!path.isNull()) {
+        return path;
+      }
     }
   }
 }

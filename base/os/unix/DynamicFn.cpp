@@ -8,6 +8,7 @@
 #include <dlfcn.h>
 
 #include "base/plat/Lock.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/assert.h"
 #include "base/plat/log/LogSrc.h"
 
@@ -24,8 +25,8 @@ struct Shared {
 };
 
 Shared& shared() {
-  static Shared& instance = *new Shared;
-  return instance;
+  static plat::NeverDestroyed<Shared> instance;
+  return *instance;
 }
 
 /// Cuts the first item off a list with commas between. Empty items are passed over; an empty answer is the end.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/assert.h"
 #include "base/plat/config/Configuration.h"
 #include "base/plat/config/ParameterChangedCallback.h"
@@ -16,8 +17,8 @@ namespace {
 constexpr const char* SourceFile = "base/plat/ConfigParameter";
 
 LogSrc& log() {
-  static LogSrc& source = *new LogSrc("ConfigParameter");  // never destroyed: parameters change at any time
-  return source;
+  static NeverDestroyed<LogSrc> source("ConfigParameter");  // never destroyed: parameters change at any time
+  return *source;
 }
 
 [[maybe_unused]] const LogSrc& registered = log();

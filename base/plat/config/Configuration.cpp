@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/plat/Exception.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/assert.h"
 #include "base/plat/config/BinaryParameter.h"
 #include "base/plat/config/BoolParameter.h"
@@ -17,8 +18,8 @@ namespace plat {
 namespace {
 
 LogSrc& configurationLog() {
-  static LogSrc& log = *new LogSrc("Configuration");
-  return log;
+  static NeverDestroyed<LogSrc> log("Configuration");
+  return *log;
 }
 
 [[maybe_unused]] const LogSrc& registered = configurationLog();
@@ -67,8 +68,8 @@ ConfigParameter* Configuration::Iterator::next() {
 }
 
 Configuration& Configuration::global() {
-  static Configuration& configuration = *new Configuration("Global", "plat_configuration_global_params");
-  return configuration;
+  static NeverDestroyed<Configuration> configuration("Global", "plat_configuration_global_params");
+  return *configuration;
 }
 
 Configuration::Configuration(const char* name, const char* locDesc) : name_(name), locDesc_(locDesc) {}

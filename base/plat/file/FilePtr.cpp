@@ -7,6 +7,7 @@
 #include <fcntl.h>
 
 #include "base/plat/Exception.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
 #include "base/plat/log/LogSrc.h"
@@ -16,8 +17,8 @@ namespace plat {
 namespace {
 
 LogSrc& filePtrLog() {
-  static LogSrc& log = *new LogSrc("FilePtr");  // never destroyed: static holders close after other statics are gone
-  return log;
+  static NeverDestroyed<LogSrc> log("FilePtr");  // never destroyed: static holders close after other statics are gone
+  return *log;
 }
 
 [[maybe_unused]] const LogSrc& registered = filePtrLog();

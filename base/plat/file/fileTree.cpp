@@ -158,6 +158,10 @@ String fileMakeUnique(const char* dir, const char* name, const char* open, const
   throw Exception("Too many files with same name");
 }
 
+String fileFreeName(const char* dir, const char* name) {
+  return fileMakeUnique(dir, name, "(", ")", 99);
+}
+
 String fileSearchPath(const std::vector<String>& dirs, const char* name) {
   for (const String& dir : dirs) {
     String path = fileJoin(dir.get(), name);

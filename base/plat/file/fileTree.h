@@ -36,6 +36,9 @@ void rmDir(const char* path, bool recursive);
 /// @throws Exception "Too many files with same name"
 String fileMakeUnique(const char* dir, const char* name, const char* open, const char* close, int limit);
 
+/// The name that everything gets which finds its own taken: fileMakeUnique with "(1)" to "(99)".
+String fileFreeName(const char* dir, const char* name);
+
 /// The first of "dir/name" that exists, in the order of `dirs`; else null.
 String fileSearchPath(const std::vector<String>& dirs, const char* name);
 

@@ -17,8 +17,8 @@ const char* const SetLogLevel = "setLogLevel";
 
 LogDestIpc& LogDestIpc::instance() {
   // Never destroyed: log lines may come until the very end, from the destructors of other static objects.
-  static LogDestIpc& theInstance = *new LogDestIpc;
-  return theInstance;
+  static NeverDestroyed<LogDestIpc> theInstance;
+  return *theInstance;
 }
 
 LogDestIpc::LogDestIpc() : LogDest("ipc") {

@@ -6,6 +6,7 @@
 
 #include "base/io/MsgIpc.h"
 #include "base/plat/Mutex.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/String.h"
 #include "base/plat/ipc/Kickee.h"
 #include "base/plat/log/LogDest.h"
@@ -53,6 +54,8 @@ public:
   bool readMsg(const char* name, rdr::InStream& in, io::MsgIpc& ipc) override;
 
 private:
+  friend class NeverDestroyed<LogDestIpc>;
+
   LogDestIpc();
 
   io::MsgIpc* channel() const noexcept;

@@ -16,8 +16,8 @@ constexpr const char* OwnSource = "LogDestMem";
 LogDestMem::LogDestMem() noexcept : LogDest(nullptr) {}
 
 LogDestMem& LogDestMem::instance() {
-  static LogDestMem& dest = *new LogDestMem;
-  return dest;
+  static NeverDestroyed<LogDestMem> dest;
+  return *dest;
 }
 
 void LogDestMem::log(int level, const char* source, const char* text) {

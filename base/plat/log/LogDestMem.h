@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "base/plat/Mutex.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/log/LogDest.h"
 #include "base/plat/log/StoredMessage.h"
 
@@ -26,6 +27,8 @@ public:
   void discard(int level);
 
 private:
+  friend class NeverDestroyed<LogDestMem>;
+
   LogDestMem() noexcept;
 
   Mutex mutex_;

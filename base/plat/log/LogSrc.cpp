@@ -6,6 +6,7 @@
 #include <list>
 #include <map>
 
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/String.h"
 #include "base/plat/assert.h"
 #include "base/plat/fixedText.h"
@@ -27,8 +28,8 @@ constinit std::atomic<bool> started{false};
 /// The routes of every source there has been. They are never freed, since a source goes on being used after its
 /// destructor; there is a handful of sources in a program.
 std::list<LogRoutes>& routePool() {
-  static std::list<LogRoutes>& pool = *new std::list<LogRoutes>;
-  return pool;
+  static NeverDestroyed<std::list<LogRoutes>> pool;
+  return *pool;
 }
 
 bool isPlain(const char* text) noexcept {
@@ -43,8 +44,8 @@ bool isPlain(const char* text) noexcept {
 /// Made at the first use, since an assertion may fail while other sources are still being initialised. Never
 /// destroyed: destructors fail too.
 LogSrc& assertionLog() {
-  static LogSrc& log = *new LogSrc("Assertion");
-  return log;
+  static NeverDestroyed<LogSrc> log("Assertion");
+  return *log;
 }
 
 /// Makes the source in any case, so that it can be addressed from the start.

@@ -11,6 +11,7 @@
 #include "base/os/unix/hostName.h"
 #include "base/plat/Exception.h"
 #include "base/plat/Lock.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/Time.h"
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/StringParameter.h"
@@ -27,8 +28,8 @@ namespace {
 
 /// Opens every file. Never destroyed: lines are written until the very end.
 String& headerText() {
-  static String& text = *new String;
-  return text;
+  static NeverDestroyed<String> text;
+  return *text;
 }
 
 bool redirectStderr = false;

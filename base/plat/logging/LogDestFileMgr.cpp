@@ -12,8 +12,8 @@ LogDestFileMgr::LogDestFileMgr() : dest_("file", nullptr) {
 }
 
 LogDestFileMgr& LogDestFileMgr::instance() {
-  static LogDestFileMgr& manager = *new LogDestFileMgr;
-  return manager;
+  static NeverDestroyed<LogDestFileMgr> manager;
+  return *manager;
 }
 
 void LogDestFileMgr::setEnabled(bool enabled) {

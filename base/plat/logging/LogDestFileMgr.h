@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/NonCopyable.h"
 #include "base/plat/String.h"
 #include "base/plat/config/ParameterChangedCallback.h"
@@ -23,6 +24,8 @@ public:
   [[nodiscard]] LogDestFile& dest() noexcept { return dest_; }
 
 private:
+  friend class NeverDestroyed<LogDestFileMgr>;
+
   LogDestFileMgr();
 
   LogDestFile dest_;

@@ -62,7 +62,7 @@ void rotate(const char* path, const char* dir, const char* baseName) {
   const std::tm t = localBreakdown(fileGetTime(path));
   const String name = String::format("%s.%04d%02d%02d%02d%02d%02d", baseName, t.tm_year + 1900, t.tm_mon + 1, t.tm_mday,
                                      t.tm_hour, t.tm_min, t.tm_sec);
-  fileRenameNoThrow(path, fileMakeUnique(dir, name.get(), "(", ")", 99).get());
+  fileRenameNoThrow(path, fileFreeName(dir, name.get()).get());
 }
 
 }  // namespace
@@ -83,10 +83,7 @@ String logFilePath(const char* dir, const char* file) {
   if (isAbsolutePath(expandedFile.get())) {
     return expandedFile;
   }
-  if (strEndsWith(expandedDir.get(), "/")) {
-    return String::format("%s%s", expandedDir.get(), expandedFile.get());
-  }
-  return String::format("%s%c%s", expandedDir.get(), '/', expandedFile.get());
+  return fileJoin(expandedDir.get(), expandedFile.get());
 }
 
 }  // namespace plat

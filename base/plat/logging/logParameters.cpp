@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/IntParameter.h"
 #include "base/plat/config/ParameterChangedCallback.h"
@@ -12,8 +13,14 @@ namespace plat {
 
 namespace {
 
-class LogParameterChangedCallback final : public ParameterChangedCallback {
+/// The parameter `Log`, each change of which is applied.
+class AppliedParameter final : private ParameterChangedCallback {
 public:
+  AppliedParameter() { parameter.addCallback(this); }
+
+  StringParameter parameter{"Log", LocDesc("plat_param_log"), ""};
+
+private:
   void parameterChanged(ConfigParameter&, int) override { logApply(); }
 };
 
@@ -23,37 +30,33 @@ public:
 }  // namespace
 
 StringParameter& logParameter() {
-  static StringParameter& parameter = [&]() -> StringParameter& {
-    auto& made = *new StringParameter("Log", LocDesc("plat_param_log"), "");
-    made.addCallback(new LogParameterChangedCallback);
-    return made;
-  }();
-  return parameter;
+  static NeverDestroyed<AppliedParameter> applied;
+  return applied->parameter;
 }
 
 BoolParameter& compactLogParameter() {
-  static BoolParameter& parameter =
-      *new BoolParameter("CompactLog",
-                         "Whether to produce more compact logging lines for readability.  Also produces times in local "
-                         "timezone instead of UTC",
-                         false, true);
-  return parameter;
+  static NeverDestroyed<BoolParameter> parameter(
+      "CompactLog",
+      "Whether to produce more compact logging lines for readability.  Also produces times in local "
+      "timezone instead of UTC",
+      false, true);
+  return *parameter;
 }
 
 StringParameter& logDirParameter() {
-  static StringParameter& parameter = *new StringParameter("LogDir", LocDesc("plat_param_logdir"), "");
-  return parameter;
+  static NeverDestroyed<StringParameter> parameter("LogDir", LocDesc("plat_param_logdir"), "");
+  return *parameter;
 }
 
 StringParameter& logFileParameter() {
-  static StringParameter& parameter = *new StringParameter("LogFile", LocDesc("plat_param_logfile"), "");
-  return parameter;
+  static NeverDestroyed<StringParameter> parameter("LogFile", LocDesc("plat_param_logfile"), "");
+  return *parameter;
 }
 
 IntParameter& logKeepDaysParameter() {
-  static IntParameter& parameter =
-      *new IntParameter("LogKeepDays", LocDesc("plat_param_log_keep_days"), 30, false, nullptr, 0, INT_MAX);
-  return parameter;
+  static NeverDestroyed<IntParameter> parameter("LogKeepDays", LocDesc("plat_param_log_keep_days"), 30, false, nullptr,
+                                                0, INT_MAX);
+  return *parameter;
 }
 
 }  // namespace plat

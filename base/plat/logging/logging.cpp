@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "base/os/info/AppInfo.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/String.h"
 #include "base/plat/config/StringParameter.h"
 #include "base/plat/exceptions.h"
@@ -27,8 +28,8 @@ namespace {
 
 /// What counts in place of the parameter's value; null to let that count.
 String& overrideText() {
-  static String& text = *new String;
-  return text;
+  static NeverDestroyed<String> text;
+  return *text;
 }
 
 /// One element of the setting whose target exists.
@@ -98,8 +99,8 @@ void replayStored(const std::vector<Element>& elements) {
 }
 
 LogDestFile& stderrDest() {
-  static LogDestFile& dest = *new LogDestFile("stderr", stderr);
-  return dest;
+  static NeverDestroyed<LogDestFile> dest("stderr", stderr);
+  return *dest;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "base/plat/Exception.h"
 #include "base/plat/Lock.h"
+#include "base/plat/NeverDestroyed.h"
 #include "base/plat/log/LogSrc.h"
 
 namespace plat {
@@ -11,8 +12,8 @@ namespace plat {
 namespace {
 
 LogSrc& threadingLog() {
-  static LogSrc& log = *new LogSrc("Threading");  // never destroyed: threads may outlast every destructor
-  return log;
+  static NeverDestroyed<LogSrc> log("Threading");  // never destroyed: threads may outlast every destructor
+  return *log;
 }
 
 [[maybe_unused]] const LogSrc& registered = threadingLog();

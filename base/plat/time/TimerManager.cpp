@@ -1,7 +1,6 @@
 #include "base/plat/time/TimerManager.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "base/plat/assert.h"
 #include "base/plat/log/LogSrc.h"
@@ -72,15 +71,7 @@ int TimerManager::timeToNext() {
 }
 
 int TimerManager::timeToNext(FileTime now) const noexcept {
-  if (first == nullptr) {
-    return -1;
-  }
-  const FileTime ticks = first->expiry - now;
-  if (ticks <= 0) {
-    return 0;
-  }
-  const FileTime ms = (ticks - 1) / TicksPerMs + 1;
-  return static_cast<int>(std::min<FileTime>(ms, std::numeric_limits<int>::max()));
+  return first == nullptr ? -1 : msUntil(first->expiry, now);
 }
 
 void TimerManager::start(Timer& timer, int ms) {

@@ -71,7 +71,7 @@ void LocalDirActions::createFolder(const char* dir, const char* name) {
   plat::String clientPath = joinPath(dir, name);
   plat::Exception error;
   try {
-    const plat::String unique = plat::fileMakeUnique(root_.toLocalPath(dir).get(), name, "(", ")", 99);
+    const plat::String unique = plat::fileFreeName(root_.toLocalPath(dir).get(), name);
     vlog.info("Create new dir %s", unique.get());
     plat::mkDirs(unique.get(), true, false);
     clientPath = root_.toClientPath(unique.get(), true);

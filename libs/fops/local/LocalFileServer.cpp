@@ -55,8 +55,7 @@ void LocalFileServer::uploadFolder(TransferId id, const DirEntry& entry, const c
   plat::String clientPath = joinPath(destination, entry.name.get());
   plat::Exception error;
   try {
-    const plat::String unique =
-        plat::fileMakeUnique(root_.toLocalPath(destination).get(), entry.name.get(), "(", ")", 99);
+    const plat::String unique = plat::fileFreeName(root_.toLocalPath(destination).get(), entry.name.get());
     plat::mkDirs(unique.get(), isPrivateMode(entry), false);
     clientPath = root_.toClientPath(unique.get(), true);
   } catch (const plat::Exception& e) {

@@ -9,9 +9,9 @@
 #include "base/plat/Exception.h"
 #include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
+#include "base/plat/file/filePaths.h"
 #include "base/plat/file/fileTree.h"
 #include "base/plat/log/LogSrc.h"
-#include "base/plat/strings.h"
 
 namespace fops {
 
@@ -23,18 +23,13 @@ constexpr std::int64_t LargeFile = 65536;  // smaller ones are not worth a list 
 constexpr int ExclusiveTries = 100;        // more than there are names to try
 constexpr mode_t PermissionBits = 07777;   // what open() takes of a mode; the rest of the attribute is the file's type
 
-/// A name in `dir` that is free now: the one wanted, or the first of "(1)" to "(99)".
-plat::String freeName(const plat::String& dir, const char* name) {
-  return plat::fileMakeUnique(dir.orEmpty(), name, "(", ")", 99);
-}
-
 }  // namespace
 
 LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir, os::OpenArgs openArgs,
                                  rdr::BlockLender* lender)
     : FileWriter(announced), destDir_(destDir) {
   const char* const name = entry().name.orEmpty();
-  destPath_ = plat::String::format("%s%s%s", destDir, plat::strEndsWith(destDir, "/") ? "" : "/", name);
+  destPath_ = plat::fileJoin(destDir, name);
   openArgs.permission = unixMode(entry()) & PermissionBits;
   openTemp(plat::String::format("%s.tmp", name).get(), openArgs, entry().size > LargeFile ? lender : nullptr);
   vlog.debug("Writing to %s", tempPath_.get());
@@ -46,7 +41,7 @@ void LocalFileWriter::openTemp(const char* name, os::OpenArgs openArgs, rdr::Blo
     if (left == 0) {
       openArgs.flags &= ~O_EXCL;  // it is no race then, but a link that leads nowhere, whose name counts as free
     }
-    tempPath_ = freeName(destDir_, name);
+    tempPath_ = plat::fileFreeName(destDir_.orEmpty(), name);
     try {
       out_ = lender ? std::make_unique<os::BorrowingFileStream>(tempPath_.get(), openArgs, *lender)
                     : std::make_unique<os::FileFdOutStream>(tempPath_.get(), openArgs);
@@ -80,7 +75,7 @@ void LocalFileWriter::finish() {
   out_->flush();
   out_.reset();
   // Only now: the name may have been taken since the upload began.
-  const plat::String finalPath = freeName(destDir_, entry().name.orEmpty());
+  const plat::String finalPath = plat::fileFreeName(destDir_.orEmpty(), entry().name.orEmpty());
   vlog.debug("Renaming as %s from %s", finalPath.get(), tempPath_.get());
   plat::fileRename(tempPath_.get(), finalPath.get());
   if (fopsPreserveTimestamps()) {

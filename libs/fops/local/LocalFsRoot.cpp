@@ -23,10 +23,6 @@ void toUpper(plat::String& text) {
   }
 }
 
-bool endsInSlash(const plat::String& text) {
-  return !text.empty() && text.view().back() == '/';
-}
-
 }  // namespace
 
 plat::StringParameter& fopsDirParameter() {
@@ -34,9 +30,7 @@ plat::StringParameter& fopsDirParameter() {
 }
 
 LocalFsRoot::LocalFsRoot(const char* rootDir)
-    : rootDir_(rootDir),
-      rootDirSlash_(endsInSlash(rootDir_) ? rootDir_ : plat::String::format("%s/", rootDir_.orEmpty())),
-      rootDirMatch_(rootDirSlash_) {
+    : rootDir_(rootDir), rootDirSlash_(plat::fileJoin(rootDir, "")), rootDirMatch_(rootDirSlash_) {
   PLAT_REQUIRE_AS(plat::isAbsolutePath(rootDir), "isAbsolutePath(rootDir)", "libs/fops/LocalFsRoot", 30);
   if (!fopsCaseSensitive.getValue()) {
     toUpper(rootDirMatch_);
@@ -47,7 +41,7 @@ plat::String LocalFsRoot::toLocalPath(const char* client) const {
   if (!client || !*client) {
     return rootDir_;
   }
-  return plat::String::format(endsInSlash(rootDir_) ? "%s%s" : "%s/%s", rootDir_.get(), client);
+  return plat::fileJoin(rootDir_.get(), client);
 }
 
 bool LocalFsRoot::isInside(const char* local) const {
