@@ -35,7 +35,7 @@ void BorrowingFileStream::writeBytes(const void* data, int length) {
     lender_.add(*this);
   }
   blocks_[static_cast<std::size_t>(blockCount_++)] = {const_cast<void*>(data), static_cast<std::size_t>(length)};
-  offsetBase += static_cast<std::uint32_t>(length);
+  countWritten(length);
 }
 
 void BorrowingFileStream::flush() {

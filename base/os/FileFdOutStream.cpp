@@ -1,9 +1,7 @@
 #include "base/os/FileFdOutStream.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <cstring>
 
 #include <sys/uio.h>
 #include <unistd.h>
@@ -36,43 +34,24 @@ FileFdOutStream::~FileFdOutStream() {
 // What receiving a large file costs is decided here: by copies, by pages touched twice, and by the number of calls.
 void FileFdOutStream::writeBytes(const void* data, int length) {
   const auto* from = static_cast<const std::uint8_t*>(data);
-  if (length >= bufSize && !trace) {
-    const int pending = nPending();
-    const int direct = length - (pending + length) % PageSize;
-    writeThrough(from, direct);
+  if (length >= bufferSize() && !traced()) {
+    const int direct = length - (nPending() + length) % PageSize;
+    writePendingAnd(from, direct);
     from += direct;
     length -= direct;
   }
-  while (length > 0) {
-    // To the end of the buffer, of which the window is only the part for single values.
-    const auto piece = static_cast<int>(std::min<std::ptrdiff_t>(start.get() + bufSize - ptr, length));
-    std::memcpy(ptr, from, static_cast<std::size_t>(piece));
-    ptr += piece;
-    end = std::max(end, ptr);
-    from += piece;
-    length -= piece;
-    if (ptr == start.get() + bufSize) {
-      tryFlush(true);
-    }
-  }
+  copyThroughBuffer(from, length);
 }
 
-/// Writes what is buffered and then `length` bytes, at least one.
-void FileFdOutStream::writeThrough(const std::uint8_t* data, int length) {
-  for (int left = length; left > 0;) {
-    const auto pending = static_cast<std::size_t>(nPending());
-    const iovec parts[] = {{sentUpTo, pending},
-                           {const_cast<std::uint8_t*>(data + length - left), static_cast<std::size_t>(left)}};
-    const ssize_t written = writev(fd_, parts, 2);
-    if (written < 0) {
-      throw plat::SystemException("write", errno);
-    }
-    const auto fromBuffer = std::min(static_cast<std::size_t>(written), pending);
-    sentUpTo += fromBuffer;
-    offsetBase += static_cast<std::uint32_t>(static_cast<std::size_t>(written) - fromBuffer);
-    left -= static_cast<int>(static_cast<std::size_t>(written) - fromBuffer);
+int FileFdOutStream::writeWithBlock(const std::uint8_t* pending, int pendingLength, const std::uint8_t* block,
+                                    int length) {
+  const iovec parts[] = {{const_cast<std::uint8_t*>(pending), static_cast<std::size_t>(pendingLength)},
+                         {const_cast<std::uint8_t*>(block), static_cast<std::size_t>(length)}};
+  const ssize_t written = writev(fd_, parts, 2);
+  if (written < 0) {
+    throw plat::SystemException("write", errno);
   }
-  tryFlush(true);  // nothing is pending: the buffer is used from its front again
+  return static_cast<int>(written);
 }
 
 int FileFdOutStream::writeFromBuffer(const std::uint8_t* data, int len, bool) {

@@ -24,10 +24,9 @@ public:
 
 protected:
   int writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) override;
+  int writeWithBlock(const std::uint8_t* pending, int pendingLength, const std::uint8_t* block, int length) override;
 
 private:
-  void writeThrough(const std::uint8_t* data, int length);
-
   int fd_;
   bool ownFd;
 };

@@ -3,8 +3,8 @@
 namespace rdr {
 
 void BufferedLazyOutStream::setLazy(bool lazy) {
-  waitOnWrite_ = !lazy;
-  writeAll(waitOnWrite_);
+  setWaitOnWrite(!lazy);
+  writeAll(waitOnWrite());
 }
 
 }  // namespace rdr

@@ -115,6 +115,38 @@ void BufferedOutStream::discardPending() noexcept {
   resetBuffer();
 }
 
+int BufferedOutStream::writeWithBlock(const std::uint8_t* pending, int pendingLength, const std::uint8_t* block,
+                                      int length) {
+  return pendingLength > 0 ? writeFromBuffer(pending, pendingLength, true) : writeFromBuffer(block, length, true);
+}
+
+void BufferedOutStream::writePendingAnd(const std::uint8_t* block, int length) {
+  while (length > 0) {
+    const int pending = nPending();
+    const int taken = writeWithBlock(sentUpTo, pending, block, length);
+    const int ofPending = std::min(taken, pending);
+    sentUpTo += ofPending;
+    block += taken - ofPending;
+    length -= taken - ofPending;
+    countWritten(taken - ofPending);
+  }
+  tryFlush(true);  // nothing is pending: the buffer is used from its front again
+}
+
+void BufferedOutStream::copyThroughBuffer(const std::uint8_t* data, int length) {
+  while (length > 0) {
+    const auto piece = static_cast<int>(std::min<std::ptrdiff_t>(start.get() + bufSize - ptr, length));
+    std::memcpy(ptr, data, static_cast<std::size_t>(piece));
+    ptr += piece;
+    end = std::max(end, ptr);
+    data += piece;
+    length -= piece;
+    if (ptr == start.get() + bufSize) {
+      tryFlush(true);
+    }
+  }
+}
+
 int BufferedOutStream::overrun(int itemSize, int nItems) {
   if (bufSize == 0) {
     throw OutStreamFull();

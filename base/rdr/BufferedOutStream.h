@@ -60,6 +60,30 @@ protected:
   /// Hands at most `len` bytes, at least 1, to the transport. With `needWrite` false it must not wait; with true it may
   /// wait up to `timeoutMs`, and takes at least one byte or raises. @return how many it took.
   virtual int writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) = 0;
+  /// Hands the pending bytes, of which there may be none, and a block behind them to the transport, in one call if it
+  /// has such a one. Takes at least one byte or raises. @return how many it took of both. The base asks
+  /// writeFromBuffer() for the pending bytes as long as there are any.
+  virtual int writeWithBlock(const std::uint8_t* pending, int pendingLength, const std::uint8_t* block, int length);
+
+  /// Writes what is pending and the block, of at least one byte, without copying it. Nothing is pending afterwards.
+  /// Not for a stream that is traced.
+  void writePendingAnd(const std::uint8_t* block, int length);
+  /// Copies into the buffer, up to its very end and not only to that of the window, and writes it each time it is
+  /// full. Not for a stream without a buffer.
+  void copyThroughBuffer(const std::uint8_t* data, int length);
+  /// Counts bytes that were written past the buffer, so that length() knows of them.
+  void countWritten(int length) noexcept { offsetBase += static_cast<std::uint32_t>(length); }
+
+  void setWaitOnWrite(bool wait) noexcept { waitOnWrite_ = wait; }
+  [[nodiscard]] int timeout() const noexcept { return timeoutMs; }
+  [[nodiscard]] int bufferSize() const noexcept { return bufSize; }
+  [[nodiscard]] bool traced() const noexcept { return trace; }
+
+private:
+  void resetBuffer() noexcept;
+  void releaseSentMemory() noexcept;
+  void grow() noexcept;
+  void moveToFront() noexcept;
 
   int bufSize;                   ///< present size of the buffer
   int maxBufSize;                ///< ceiling of bufSize
@@ -70,12 +94,6 @@ protected:
   bool waitOnWrite_ = true;
   bool throwErrors = true;
   bool trace = false;
-
-private:
-  void resetBuffer() noexcept;
-  void releaseSentMemory() noexcept;
-  void grow() noexcept;
-  void moveToFront() noexcept;
 };
 
 }  // namespace rdr

@@ -69,7 +69,7 @@ int FdOutStream::writeFromBuffer(const std::uint8_t* data, int len, bool needWri
 }
 
 void FdOutStream::waitUntilWritable() {
-  if (!waitForFd(fd_, timeoutMs, false, true)) {
+  if (!waitForFd(fd_, timeout(), false, true)) {
     PLAT_REQUIRE(doesThrowErrors());
     throw plat::TimedOut();
   }

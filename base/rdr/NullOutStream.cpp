@@ -6,7 +6,7 @@ NullOutStream::NullOutStream() : BufferedNBOutStream(1024) {}
 
 void NullOutStream::writeBytes(const void*, int length) {
   if (length > 0) {
-    offsetBase += static_cast<std::uint32_t>(length);
+    countWritten(length);
   }
 }
 
