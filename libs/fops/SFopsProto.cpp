@@ -17,18 +17,6 @@ namespace {
 
 plat::LogSrc log("SFopsProto");
 
-// Runs the checks of a request's paths and nothing else: what the file service raises later is not caught.
-// @return the refusal, empty if the paths may be used
-template <class Check>
-plat::Exception refusal(const Check& check) {
-  try {
-    check();
-  } catch (const plat::Exception& e) {
-    return e;
-  }
-  return plat::Exception();
-}
-
 // The outcome of a request as log lines show it.
 class StatusText {
 public:
@@ -111,6 +99,22 @@ plat::String SFopsProto::readClientData() {
 
 // Session start and end
 
+template <class Check, class Serve, class Refuse>
+bool SFopsProto::checkAndServe(const Check& check, const Serve& serve, const Refuse& refuse) {
+  plat::Exception refused;
+  try {
+    check();
+  } catch (const plat::Exception& e) {
+    refused = e;
+  }
+  if (refused.isEmpty()) {
+    serve();
+  } else {
+    refuse(refused);
+  }
+  return setState(nullptr);
+}
+
 bool SFopsProto::handleClientInit() {
   const int clientVersion = in->readU8();
   if (clientVersion < MinVersion) {
@@ -157,56 +161,45 @@ bool SFopsProto::handleDirScan() {
   const bool includeDirs = in->readU8() != 0;
   const bool includeFiles = in->readU8() != 0;
   log.debug("Scanning directory %s", path.empty() ? "<root>" : path.get());
-  const plat::Exception refused = refusal([&] { checkDirPath(path.get()); });
-  if (refused.isEmpty()) {
-    server().getDirActions().dirScan(path.get(), includeDirs, includeFiles);
-  } else {
-    log.debug("Scan error: %s", plat::ExceptionText(refused).get());
-    dirScanResult({}, refused);
-  }
-  return setState(nullptr);
+  return checkAndServe([&] { checkDirPath(path.get()); },
+                       [&] { server().getDirActions().dirScan(path.get(), includeDirs, includeFiles); },
+                       [&](const plat::Exception& refused) {
+                         log.debug("Scan error: %s", plat::ExceptionText(refused).get());
+                         dirScanResult({}, refused);
+                       });
 }
 
 bool SFopsProto::handleCreateFolder() {
   const plat::String directory = readPath();
   const plat::String name = readPath();
-  const plat::Exception refused = refusal([&] {
-    checkDirPath(directory.get());
-    checkPathElement(name.get(), 0);
-  });
-  if (refused.isEmpty()) {
-    server().getDirActions().createFolder(directory.get(), name.get());
-  } else {
-    // Joining is what meets a leading slash with its fatal assertion, as other refusals of this message do not.
-    createFolderResult(joinPath(directory.get(), name.get()).get(), refused);
-  }
-  return setState(nullptr);
+  return checkAndServe(
+      [&] {
+        checkDirPath(directory.get());
+        checkPathElement(name.get(), 0);
+      },
+      [&] { server().getDirActions().createFolder(directory.get(), name.get()); },
+      [&](const plat::Exception& refused) {
+        // Joining is what meets a leading slash with its fatal assertion, as other refusals of this message do not.
+        createFolderResult(joinPath(directory.get(), name.get()).get(), refused);
+      });
 }
 
 bool SFopsProto::handleDeleteFileOrFolder() {
   const plat::String path = readPath();
-  const plat::Exception refused = refusal([&] { checkPath(path.get()); });
-  if (refused.isEmpty()) {
-    server().getDirActions().deleteFileOrFolder(path.get());
-  } else {
-    deleteFileOrFolderResult(path.get(), refused);
-  }
-  return setState(nullptr);
+  return checkAndServe([&] { checkPath(path.get()); }, [&] { server().getDirActions().deleteFileOrFolder(path.get()); },
+                       [&](const plat::Exception& refused) { deleteFileOrFolderResult(path.get(), refused); });
 }
 
 bool SFopsProto::handleRenameFileOrFolder() {
   const plat::String from = readPath();
   const plat::String to = readPath();
-  const plat::Exception refused = refusal([&] {
-    checkPath(from.get());
-    checkPath(to.get());
-  });
-  if (refused.isEmpty()) {
-    server().getDirActions().renameFileOrFolder(from.get(), to.get());
-  } else {
-    renameFileOrFolderResult(from.get(), to.get(), refused);
-  }
-  return setState(nullptr);
+  return checkAndServe(
+      [&] {
+        checkPath(from.get());
+        checkPath(to.get());
+      },
+      [&] { server().getDirActions().renameFileOrFolder(from.get(), to.get()); },
+      [&](const plat::Exception& refused) { renameFileOrFolderResult(from.get(), to.get(), refused); });
 }
 
 // Requests that begin a transfer
@@ -220,14 +213,12 @@ bool SFopsProto::handleUploadFile() {
   }
   const plat::String destination = readPath();
   log.info("Upload file id=%s %s to %s", TransferIdText(id).get(), file.name.get(), destination.get());
-  const plat::Exception refused = refusal([&] { checkDirPath(destination.get()); });
-  if (refused.isEmpty()) {
-    server().uploadFile(id, file, destination.get());
-  } else {
-    log.debug("Upload file error: %s", plat::ExceptionText(refused).get());
-    cancelByReceiver(id, refused);
-  }
-  return setState(nullptr);
+  return checkAndServe([&] { checkDirPath(destination.get()); },
+                       [&] { server().uploadFile(id, file, destination.get()); },
+                       [&](const plat::Exception& refused) {
+                         log.debug("Upload file error: %s", plat::ExceptionText(refused).get());
+                         cancelByReceiver(id, refused);
+                       });
 }
 
 bool SFopsProto::handleUploadFolder() {
@@ -237,14 +228,12 @@ bool SFopsProto::handleUploadFolder() {
   readDirEntry(folder, *in, false);
   const plat::String destination = readPath();
   log.info("Upload dir id=%s %s to %s", TransferIdText(id).get(), folder.name.get(), destination.get());
-  const plat::Exception refused = refusal([&] { checkDirPath(destination.get()); });
-  if (refused.isEmpty()) {
-    server().uploadFolder(id, folder, destination.get(), clientData.get());
-  } else {
-    log.debug("Upload dir error: %s", plat::ExceptionText(refused).get());
-    uploadFolderResult(id, destination.get(), clientData.get(), folder, refused);
-  }
-  return setState(nullptr);
+  return checkAndServe([&] { checkDirPath(destination.get()); },
+                       [&] { server().uploadFolder(id, folder, destination.get(), clientData.get()); },
+                       [&](const plat::Exception& refused) {
+                         log.debug("Upload dir error: %s", plat::ExceptionText(refused).get());
+                         uploadFolderResult(id, destination.get(), clientData.get(), folder, refused);
+                       });
 }
 
 bool SFopsProto::handleDownloadFile() {
@@ -252,13 +241,10 @@ bool SFopsProto::handleDownloadFile() {
   const plat::String path = readPath();
   const plat::String clientData = readClientData();
   log.info("Download file id=%s %s", TransferIdText(id).get(), path.get());
-  const plat::Exception refused = refusal([&] { checkPath(path.get()); });
-  if (refused.isEmpty()) {
-    server().downloadFile(id, path.get(), clientData.get());
-  } else {
-    downloadFileResult(id, DirEntry(), path.get(), clientData.get(), refused);
-  }
-  return setState(nullptr);
+  return checkAndServe([&] { checkPath(path.get()); }, [&] { server().downloadFile(id, path.get(), clientData.get()); },
+                       [&](const plat::Exception& refused) {
+                         downloadFileResult(id, DirEntry(), path.get(), clientData.get(), refused);
+                       });
 }
 
 bool SFopsProto::handleDownloadFolder() {
@@ -266,13 +252,9 @@ bool SFopsProto::handleDownloadFolder() {
   const plat::String path = readPath();
   const plat::String clientData = readClientData();
   log.info("Download dir id=%s %s", TransferIdText(id).get(), path.get());
-  const plat::Exception refused = refusal([&] { checkPath(path.get()); });
-  if (refused.isEmpty()) {
-    server().downloadFolder(id, path.get(), clientData.get());
-  } else {
-    downloadFolderResult(id, DirEntry(), clientData.get(), refused);
-  }
-  return setState(nullptr);
+  return checkAndServe(
+      [&] { checkPath(path.get()); }, [&] { server().downloadFolder(id, path.get(), clientData.get()); },
+      [&](const plat::Exception& refused) { downloadFolderResult(id, DirEntry(), clientData.get(), refused); });
 }
 
 bool SFopsProto::handleReqEntries() {
@@ -280,13 +262,9 @@ bool SFopsProto::handleReqEntries() {
   const plat::String path = readPath();
   const plat::String clientData = readClientData();
   log.debug("Request directory entries id=%s: %s", TransferIdText(id).get(), path.get());
-  const plat::Exception refused = refusal([&] { checkPath(path.get()); });
-  if (refused.isEmpty()) {
-    server().reqEntries(id, path.get(), clientData.get());
-  } else {
-    reqEntriesResult(id, {}, path.get(), clientData.get(), refused);
-  }
-  return setState(nullptr);
+  return checkAndServe(
+      [&] { checkPath(path.get()); }, [&] { server().reqEntries(id, path.get(), clientData.get()); },
+      [&](const plat::Exception& refused) { reqEntriesResult(id, {}, path.get(), clientData.get(), refused); });
 }
 
 // Replies

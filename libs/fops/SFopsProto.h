@@ -93,6 +93,11 @@ private:
   void writeStatusReply(const char* type, const plat::Exception& error);
 
   bool readMsgType();
+  /// What the requests with paths have in common: runs the checks of the paths, and then either carries the request out
+  /// or answers it with the refusal. Only refusals are caught here, not what the file service raises.
+  template <class Check, class Serve, class Refuse>
+  bool checkAndServe(const Check& check, const Serve& serve, const Refuse& refuse);
+
   bool handleClientInit();
   void writeServerInit();
   bool handleClientClose();
