@@ -97,19 +97,17 @@ std::string describeEnd(int status) {
   return "exit status " + std::to_string(status);
 }
 
-/// Keeps the signals that end a program from ending this one while there is something to clean up behind it, and makes
-/// them visible to poll(2). They are caught, not blocked: a helper that is launched meanwhile must get them.
-class HeldSignals {
+}  // namespace
+
+/// Keeps the signals that end a program from ending this one while there is something to clean up behind it. They are
+/// caught, not blocked, but for the moments in which somebody waits here: a helper that is launched meanwhile must get
+/// them.
+class HelperProcess::HeldSignals {
 public:
   HeldSignals() {
-    int fds[2];
-    os::pipeCloseOnExec(fds);
-    readEnd_.reset(fds[0]);
-    writeEnd_.reset(fds[1]);
-    os::setBlocking(readEnd_.get(), false);
-    os::setBlocking(writeEnd_.get(), false);
-    writeFd = writeEnd_.get();
+    sigemptyset(&held_);
     for (std::size_t i = 0; i < Ending.size(); ++i) {
+      sigaddset(&held_, Ending[i]);
       sigaction(Ending[i], nullptr, &before_[i]);
       if (before_[i].sa_handler != SIG_IGN) {
         struct sigaction catching = {};
@@ -124,37 +122,43 @@ public:
     for (std::size_t i = 0; i < Ending.size(); ++i) {
       sigaction(Ending[i], &before_[i], nullptr);
     }
-    const int late = take();
-    readEnd_.reset();
-    writeEnd_.reset();
-    if (late > 0) {
+    if (const int late = take(); late > 0) {
       raise(late);  // nobody has looked at it
     }
   }
-  int fd() const noexcept { return readEnd_.get(); }
+
+  /// poll(2), which a signal that came before or comes meanwhile ends as well.
+  /// @return -1 if one has come; else as poll. @throws plat::StdlibException "poll"
+  int poll(pollfd* watched, nfds_t count, int timeoutMs) const {
+    sigset_t before;
+    sigprocmask(SIG_BLOCK, &held_, &before);  // from here on it can come only inside of the wait
+    const timespec limit = {timeoutMs / 1000, timeoutMs % 1000 * 1'000'000L};
+    int ready = -1;
+    while (come == 0 && (ready = ppoll(watched, count, &limit, &before)) < 0 && errno == EINTR) {
+    }
+    const plat::StdlibException failure("poll");
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (come == 0 && ready < 0) {
+      throw failure;
+    }
+    return come != 0 ? -1 : ready;
+  }
 
   /// The first signal that has come and was not taken yet; 0 for none.
-  int take() const noexcept {
-    unsigned char sig = 0;
-    return read(readEnd_.get(), &sig, 1) == 1 ? sig : 0;
+  static int take() noexcept {
+    const int sig = come;
+    come = 0;
+    return sig;
   }
 
 private:
-  static void note(int sig) {
-    const int savedErrno = errno;
-    const auto byte = static_cast<unsigned char>(sig);
-    static_cast<void>(!write(writeFd, &byte, 1));
-    errno = savedErrno;
-  }
+  static void note(int sig) { come = come != 0 ? come : sig; }
 
   static constexpr std::array Ending = {SIGINT, SIGTERM, SIGHUP};
-  static inline volatile sig_atomic_t writeFd = -1;
+  static inline volatile sig_atomic_t come = 0;
   std::array<struct sigaction, Ending.size()> before_ = {};
-  os::UniqueFd readEnd_;
-  os::UniqueFd writeEnd_;
+  sigset_t held_;
 };
-
-}  // namespace
 
 HelperProcess::HelperProcess(const std::string& program, LinkKind kind, const std::vector<std::string>& arguments) {
   try {
@@ -206,9 +210,9 @@ void HelperProcess::launchOnSocket(const std::string& program, const std::vector
   const Secret secret = makeSecret();
   launch_.args = {"-hash", hexDigest(secret).c_str(), socket.path().c_str()};
   start(program, arguments);
-  const int fd = acceptFrom(socket.fd(), held.fd());
+  const int fd = acceptFrom(socket.fd(), held);
   if (fd < 0) {
-    held.take();  // or it would end this program as soon as it is let through again
+    HeldSignals::take();  // or it would end this program as soon as it is let through again
     throw plat::Exception("interrupted");
   }
   auto link = std::make_unique<os::UnixIo>(nullptr, fd, false, LinkBufferSize);
@@ -248,13 +252,11 @@ void HelperProcess::start(const std::string& program, const std::vector<std::str
   pid_ = launch_.pid;
 }
 
-int HelperProcess::acceptFrom(int listenFd, int signalFd) {
+int HelperProcess::acceptFrom(int listenFd, const HeldSignals& held) {
   const os::UniqueFd pidFd = openPidFd(launch_.pid);
-  pollfd watched[3] = {{listenFd, POLLIN, 0}, {pidFd.get(), POLLIN, 0}, {signalFd, POLLIN, 0}};
-  int ready = 0;
-  while ((ready = poll(watched, 3, ConnectMs)) < 0 && errno == EINTR) {
-  }
-  if (watched[2].revents & POLLIN) {
+  pollfd watched[2] = {{listenFd, POLLIN, 0}, {pidFd.get(), POLLIN, 0}};
+  const int ready = held.poll(watched, 2, ConnectMs);
+  if (ready < 0) {
     return -1;
   }
   if (watched[0].revents & POLLIN) {

@@ -54,13 +54,15 @@ public:
   std::int64_t processorTimeUs() const noexcept { return processorTimeUs_; }
 
 private:
+  class HeldSignals;
+
   void launch(const std::string& program, LinkKind kind, const std::vector<std::string>& arguments);
   void endAtOnce();
   void launchOnSocket(const std::string& program, const std::vector<std::string>& arguments);
   void launchOnPair(const std::string& program, bool asStdin, const std::vector<std::string>& arguments);
   void start(const std::string& program, const std::vector<std::string>& arguments);
   /// @return the connection, or -1 if a signal has come.
-  int acceptFrom(int listenFd, int signalFd);
+  int acceptFrom(int listenFd, const HeldSignals& held);
 
   os::LaunchProcess launch_;
   pid_t pid_ = -1;
