@@ -50,5 +50,7 @@ function(kel_program name)
     target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,-z,now -Wl,--hash-style=gnu
       -Wl,--as-needed -Wl,--gc-sections)
   endif()
+  target_compile_definitions(${name} PRIVATE KEL_VERSION="${PROJECT_VERSION}" KEL_REVISION="${PROJECT_VERSION_TWEAK}"
+    KEL_RELEASE="${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}.${PROJECT_VERSION_PATCH}")
   install(TARGETS ${name})
 endfunction()

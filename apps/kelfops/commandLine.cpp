@@ -5,6 +5,7 @@
 #include <map>
 
 #include "apps/kelfops/ExitStatus.h"
+#include "libs/product/version.h"
 
 namespace {
 
@@ -91,6 +92,7 @@ std::optional<Options> parseCommandLine(int argc, char** argv, int& exitStatus) 
   Options options;
   CLI::App app("Launches the file operations helper on a folder and plays its remote peer.", "kelfops");
   app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("kelfops ") + KelVersion);
   addGlobalOptions(app, options);
   addCommands(app, options);
   try {

@@ -1,13 +1,13 @@
 #include <cstdio>
 
 #include "apps/kelfopshelper/helperMain.h"
-#include "apps/kelfopshelper/version.h"
 #include "base/loc/translate.h"
 #include "base/os/setuidHelper.h"
 #include "base/plat/Exception.h"
 #include "base/plat/log/LogSrc.h"
 #include "libs/product/ProductInfo.h"
 #include "libs/product/productInit.h"
+#include "libs/product/version.h"
 
 namespace {
 

@@ -33,8 +33,35 @@ class StringParameter;
 ///            registered nowhere from then on.
 class Configuration {
 public:
-  /// Told that help is asked for; expected to end the process. `mode` is 0, 1 for "all", 2 for "xml".
-  using HelpCallback = void (*)(int mode, Configuration& configuration);
+  static Configuration& global();
+
+  // A configuration of one's own
+
+  /// @param locDesc key of the title for the help text, observed; null for one made of the name.
+  explicit Configuration(const char* name, const char* locDesc = nullptr);
+  /// Takes the aliases and clones of all parameters of `other` and of its children.
+  Configuration(const Configuration& other);
+  Configuration& operator=(const Configuration&) = delete;
+  ~Configuration();
+
+  [[nodiscard]] const char* name() const noexcept { return name_.orEmpty(); }
+  [[nodiscard]] const char* locDesc() const noexcept { return locDesc_; }
+
+  // Finding a parameter and its value
+
+  /// The parameter or null; own ones go before those of children.
+  [[nodiscard]] ConfigParameter* find(const char* name, bool recurse) const;
+  /// Children included. @throws Exception "Parameter %s not found"
+  [[nodiscard]] ConfigParameter& getParam(const char* name) const;
+  // The same for a parameter of a certain type. @throws also AssertionFail if it is of another one
+  [[nodiscard]] BoolParameter& getBoolParam(const char* name) const;
+  [[nodiscard]] IntParameter& getIntParam(const char* name) const;
+  [[nodiscard]] StringParameter& getStringParam(const char* name) const;
+  [[nodiscard]] EnumParameter& getEnumParam(const char* name) const;
+  [[nodiscard]] BinaryParameter& getBinaryParam(const char* name) const;
+  [[nodiscard]] S64Parameter& getS64Param(const char* name) const;
+  /// The value, or `fallback` if there is no such switch.
+  [[nodiscard]] bool getBool(const char* name, bool fallback) const;
 
   /// Walks the parameters of a configuration, the one constructed last first; then, with `recurse`, those of its
   /// children, depth first. The parameters must stay while it walks.
@@ -51,35 +78,7 @@ public:
     void push(const Configuration& configuration);
   };
 
-  static Configuration& global();
-
-  /// @param locDesc key of the title for the help text, observed; null for one made of the name.
-  explicit Configuration(const char* name, const char* locDesc = nullptr);
-  /// Takes the aliases and clones of all parameters of `other` and of its children.
-  Configuration(const Configuration& other);
-  Configuration& operator=(const Configuration&) = delete;
-  ~Configuration();
-
-  [[nodiscard]] const char* name() const noexcept { return name_.orEmpty(); }
-  [[nodiscard]] const char* locDesc() const noexcept { return locDesc_; }
-  [[nodiscard]] const std::list<Configuration*>& children() const noexcept { return children_; }
-  /// Whether changes of its parameters are logged; true at first.
-  [[nodiscard]] bool logChanges() const noexcept { return logChanges_; }
-  void setLogChanges(bool logChanges) noexcept { logChanges_ = logChanges; }
-
-  /// The parameter or null; own ones go before those of children.
-  [[nodiscard]] ConfigParameter* find(const char* name, bool recurse) const;
-  /// Children included. @throws Exception "Parameter %s not found"
-  [[nodiscard]] ConfigParameter& getParam(const char* name) const;
-  // The same for a parameter of a certain type. @throws also AssertionFail if it is of another one
-  [[nodiscard]] BoolParameter& getBoolParam(const char* name) const;
-  [[nodiscard]] IntParameter& getIntParam(const char* name) const;
-  [[nodiscard]] StringParameter& getStringParam(const char* name) const;
-  [[nodiscard]] EnumParameter& getEnumParam(const char* name) const;
-  [[nodiscard]] BinaryParameter& getBinaryParam(const char* name) const;
-  [[nodiscard]] S64Parameter& getS64Param(const char* name) const;
-  /// The value, or `fallback` if there is no such switch.
-  [[nodiscard]] bool getBool(const char* name, bool fallback) const;
+  // Setting values by name
 
   /// Sets what the alias of that name stands for, or the parameter, here or in the first child that takes it.
   /// @return false if there is none or the value does not fit. @throws what ConfigParameter::setParam throws
@@ -87,8 +86,15 @@ public:
   /// Sets from `--name=value`, `--name`, `-name=value`, `-name` or `name=value`; without `=` the value is null, which
   /// turns a switch on. @return false if nothing was set.
   bool setFromArg(const char* arg, int priority);
+  /// Whether changes of its parameters are logged; true at first.
+  [[nodiscard]] bool logChanges() const noexcept { return logChanges_; }
+  void setLogChanges(bool logChanges) noexcept { logChanges_ = logChanges; }
 
-  // Command lines. `cursor` moves along a null-terminated argument vector over what was taken, at priority 10.
+  // Reading a command line. `cursor` moves along a null-terminated argument vector over what was taken, at priority 10.
+  // Defined in base/plat/usage/configArgs.cpp, since mistakes are worded by the texts, which stand above the registry.
+
+  /// Told that help is asked for; expected to end the process. `mode` is 0, 1 for "all", 2 for "xml".
+  using HelpCallback = void (*)(int mode, Configuration& configuration);
 
   /// Takes one parameter, in a form of setFromArg or as `-name value` in two arguments. @return whether it did.
   bool parseArg(char**& cursor);
@@ -99,7 +105,7 @@ public:
   /// left over, the one that asked for help included if the callback returned.
   void parseArgsOrThrow(char**& cursor, HelpCallback helpCallback);
 
-  // Defined in configHelp.cpp, since they are worded through the texts, which stand above the registry.
+  // Showing what there is. The first two are defined in base/plat/usage/configHelp.cpp, for the same reason.
 
   /// Prints the usage of parameters and their list; with `showAdvanced` also what can be logged, and where to.
   void printHelp(bool showAdvanced, bool showDefaults);
@@ -108,10 +114,8 @@ public:
   /// Logs all values, the highest priority first.
   void logValues() const;
 
-  /// Adds a child at the end, or takes it away, which has to be done before it dies.
-  void setChild(Configuration& child, bool add);
+  // Making parameters that belong to this configuration. `locDesc` is the key of the description; all texts observed.
 
-  // Make a parameter that belongs to this configuration. `locDesc` is the key of its description; all texts observed.
   BoolParameter& addBool(const char* name, const char* locDesc, bool defaultValue, bool advanced = false,
                          const char* tags = nullptr);
   IntParameter& addInt(const char* name, const char* locDesc, int defaultValue, int minValue, int maxValue,
@@ -124,11 +128,18 @@ public:
                              bool advanced = false, const char* tags = nullptr);
   S64Parameter& addS64(const char* name, const char* locDesc, const char* defaultValue, bool advanced = false,
                        const char* tags = nullptr);
-
   /// Takes over a parameter that is registered here.
   ConfigParameter& own(std::unique_ptr<ConfigParameter> parameter);
   /// Deletes the parameters that belong to this configuration, the oldest first.
   void deleteOwned();
+
+  // Hanging other configurations below
+
+  /// Adds a child at the end, or takes it away, which has to be done before it dies.
+  void setChild(Configuration& child, bool add);
+  [[nodiscard]] const std::list<Configuration*>& children() const noexcept { return children_; }
+
+  // Giving parameters further names
 
   /// Makes `name` stand for what the alias expands to. Replaces an alias of that name.
   void addAlias(const char* name, ParameterAlias& alias);
@@ -137,6 +148,8 @@ public:
   /// Gives values that are kept under an alias to the alias's targets, unless these have one, and forgets the alias's
   /// own; then the same for the children. @throws what the store raises; no value is lost then
   void renameAliasesIn(KeyStore& store);
+
+  // Copying and comparing
 
   /// Gives each parameter the values of the one of that name in `other`.
   /// @param cloneMissing parameters that are not here are cloned. @param recurse includes the children of both.
