@@ -14,9 +14,9 @@ if(KEL_WERROR)
   target_compile_options(kel_options INTERFACE -Werror)
 endif()
 if(KEL_SANITIZE)
-  target_compile_options(kel_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+  target_compile_options(kel_options INTERFACE -fsanitize=${KEL_SANITIZE} -fno-sanitize-recover=all
     -fno-omit-frame-pointer)
-  target_link_options(kel_options INTERFACE -fsanitize=address,undefined)
+  target_link_options(kel_options INTERFACE -fsanitize=${KEL_SANITIZE})
 endif()
 if(KEL_FUZZ)
   target_compile_options(kel_options INTERFACE -fsanitize=fuzzer-no-link)

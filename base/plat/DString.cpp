@@ -164,10 +164,10 @@ void DString::replaceAll(const char* find, const char* with) {
   char* out = result.data_;
   for (; next != nullptr; next = std::strstr(rest, find)) {
     const auto kept = static_cast<std::size_t>(next - rest);
-    std::memcpy(out, rest, kept);
+    std::memcpy(out, rest, kept);  // NOLINT(clang-analyzer-core.NonNullParamChecker): reserve() has made room
     out += kept;
     if (withLen > 0) {
-      std::memcpy(out, with, withLen);
+      std::memcpy(out, with, withLen);  // NOLINT(bugprone-not-null-terminated-result): the rest brings the terminator
       out += withLen;
     }
     rest = next + findLen;

@@ -113,7 +113,7 @@ bool readZone(const char* at, FileTime& offset) noexcept {
       return false;
     }
   }
-  offset = sign * (hours * 3600 + minutes * 60) * TicksPerSecond;
+  offset = sign * (hours * 3600L + minutes * 60L) * TicksPerSecond;
   return *at == '\0' && hours <= 23 && minutes <= 59;
 }
 
@@ -201,7 +201,7 @@ String formatIsoUtc(FileTime time, bool withMs) {
 String formatIsoLocal(FileTime time, bool withMs) {
   const std::tm local = localBreakdown(time);
   const long offSecs = local.tm_gmtoff;
-  PLAT_REQUIRE_AS(offSecs < 365 * 86400 && offSecs > -365 * 86400, "offSecs < 365*86400 && offSecs > -365*86400",
+  PLAT_REQUIRE_AS(offSecs < 365L * 86400 && offSecs > -365L * 86400, "offSecs < 365*86400 && offSecs > -365*86400",
                   "base/plat/time", __LINE__);
   const int minutes = static_cast<int>(std::labs(offSecs) / 60);
   return String::format("%s%c%02d:%02d", formatIso(local, withMs ? millisecondsOf(time) : -1).orEmpty(),
@@ -266,7 +266,7 @@ std::optional<FileTime> tryMakeTime(int year, int month, int day, int hours, int
   }
   const std::int64_t days = daysBeforeYear(year) + daysBeforeMonth(year, month - 1) + day - 1;
   FileTime ticks = 0;
-  if (__builtin_mul_overflow(days * SecondsPerDay + hours * 3600 + minutes * 60 + seconds, TicksPerSecond, &ticks)) {
+  if (__builtin_mul_overflow(days * SecondsPerDay + hours * 3600L + minutes * 60L + seconds, TicksPerSecond, &ticks)) {
     return std::nullopt;
   }
   return ticks;

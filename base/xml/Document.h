@@ -20,9 +20,9 @@ class Document {
 public:
   static constexpr std::size_t MaxDepth = 64;
   static constexpr std::size_t MaxElements = 16384;
-  static constexpr std::size_t MaxAttributes = 65536;       ///< of all elements together
-  static constexpr std::size_t MaxTextBytes = 1024 * 1024;  ///< of all names and attribute values, with terminators
-  static constexpr std::size_t MaxParserBytes = 3145728;    ///< the parser at work; a comment of 1 MB takes it all
+  static constexpr std::size_t MaxAttributes = 65536;         ///< of all elements together
+  static constexpr std::size_t MaxTextBytes = 1024UL * 1024;  ///< of all names and attribute values, with terminators
+  static constexpr std::size_t MaxParserBytes = 3145728;      ///< the parser at work; a comment of 1 MB takes it all
 
   /// A place in a tree, or none. A small value, to be passed around freely.
   class Element {

@@ -42,9 +42,8 @@ std::string normalise(std::string_view path) {
     if (element == ".") {
       continue;
     }
-    if (element != "..") {
-      appendElement(out, element);
-    } else if (!absolute && (out.empty() || endsInParent(out))) {
+    const bool staysParent = !absolute && (out.empty() || endsInParent(out));
+    if (element != ".." || staysParent) {
       appendElement(out, element);
     } else {
       const std::size_t slash = out.rfind('/');

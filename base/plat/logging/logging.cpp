@@ -12,7 +12,6 @@
 #include "base/plat/NeverDestroyed.h"
 #include "base/plat/String.h"
 #include "base/plat/config/StringParameter.h"
-#include "base/plat/exceptions.h"
 #include "base/plat/log/LogDest.h"
 #include "base/plat/log/LogDestMem.h"
 #include "base/plat/log/LogSrc.h"
@@ -44,9 +43,8 @@ bool readElement(char* text, bool report, Element& out) {
   const String original(text);
   char* const target = std::strchr(text, ':');
   char* const level = target ? std::strchr(target + 1, ':') : nullptr;
-  try {
-    out.level = parseS32(level ? level + 1 : nullptr, 10, 0, INT_MAX);
-  } catch (const BadNum&) {
+  const char* number = level ? level + 1 : nullptr;
+  if (number == nullptr || !tryParseS32(number, 10, out.level) || *number != '\0' || out.level < 0) {
     if (report) {
       std::fprintf(stderr, "Failed to parse log param element: '%s'\n", original.get());
     }
