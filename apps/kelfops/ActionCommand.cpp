@@ -1,5 +1,7 @@
 #include "apps/kelfops/ActionCommand.h"
 
+#include <utility>
+
 #include "apps/kelfops/PeerSession.h"
 #include "libs/fops/path.h"
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 

@@ -3,6 +3,7 @@
 #include <deque>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "apps/kelfops/Command.h"
 #include "apps/kelfops/TransferTally.h"

@@ -1,6 +1,7 @@
 #include "apps/kelfops/InfoCommand.h"
 
 #include <cstdio>
+#include <string>
 
 #include "apps/kelfops/PeerSession.h"
 #include "apps/kelfops/listing.h"

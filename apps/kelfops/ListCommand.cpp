@@ -1,5 +1,8 @@
 #include "apps/kelfops/ListCommand.h"
 
+#include <utility>
+#include <vector>
+
 #include "apps/kelfops/PeerSession.h"
 #include "apps/kelfops/listing.h"
 

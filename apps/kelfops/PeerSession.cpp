@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <utility>
+#include <vector>
 
 #include "apps/kelfops/Command.h"
 #include "apps/kelfops/terminalText.h"

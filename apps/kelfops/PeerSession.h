@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "apps/kelfops/ExitStatus.h"
 #include "apps/kelfops/PeerChannel.h"

@@ -1,5 +1,8 @@
 #include "apps/kelfops/PutCommand.h"
 
+#include <memory>
+#include <utility>
+
 #include "apps/kelfops/PeerSession.h"
 #include "apps/kelfops/UploadStream.h"
 #include "apps/kelfops/localPath.h"

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <climits>
 #include <map>
+#include <string>
 
 #include "apps/kelfops/ExitStatus.h"
 #include "libs/product/version.h"

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <limits>
+#include <memory>
+#include <utility>
 
 #include <sys/socket.h>
 

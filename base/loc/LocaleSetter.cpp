@@ -1,5 +1,7 @@
 #include "base/loc/LocaleSetter.h"
 
+#include <vector>
+
 #include "base/loc/Localize.h"
 #include "base/loc/TransMap.h"
 #include "base/loc/localeLog.h"

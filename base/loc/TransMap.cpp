@@ -1,5 +1,7 @@
 #include "base/loc/TransMap.h"
 
+#include <utility>
+
 #include "base/loc/Localize.h"
 #include "base/loc/localeLog.h"
 #include "base/loc/localeName.h"

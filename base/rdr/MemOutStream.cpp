@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <utility>
 
 #include "base/plat/DString.h"
 #include "base/rdr/exceptions.h"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
 
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/IntParameter.h"

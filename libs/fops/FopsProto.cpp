@@ -1,5 +1,7 @@
 #include "libs/fops/FopsProto.h"
 
+#include <string_view>
+
 #include "base/plat/config/IntParameter.h"
 #include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"

@@ -1,6 +1,7 @@
 #include "base/plat/config/Configuration.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/plat/Exception.h"
 #include "base/plat/NeverDestroyed.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <string>
+#include <string_view>
 
 #include <sys/stat.h>
 #include <unistd.h>

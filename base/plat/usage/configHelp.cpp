@@ -1,5 +1,6 @@
 // The usage text of a configuration, and the one text in it that a parameter gives.
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <vector>
 

@@ -1,6 +1,7 @@
 #include "base/plat/usage/configXml.h"
 
 #include <algorithm>
+#include <string>
 #include <vector>
 
 #include "base/plat/DString.h"

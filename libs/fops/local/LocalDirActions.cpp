@@ -1,6 +1,7 @@
 #include "libs/fops/local/LocalDirActions.h"
 
 #include <cerrno>
+#include <vector>
 
 #include "base/loc/LocaleSetter.h"
 #include "base/plat/Exception.h"
