@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "base/plat/Exception.h"
 #include "base/plat/config/Configuration.h"
 #include "fuzz/protoFuzz.h"
 #include "libs/fops/CFopsProto.h"
@@ -27,7 +26,7 @@ class NullClient : public fops::CFopsProto::Callback {
   void downloadFileResult(fops::TransferId, const fops::DirEntry&, const Error&) override {}
   void downloadFolderResult(fops::TransferId, const fops::DirEntry&, const Error&) override {}
 
-  NullEnds ends_;
+  fuzz::NullEnds ends_;
 };
 
 }  // namespace
@@ -37,22 +36,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::run(std::string_view input) {
   NullWriter writer;
   NullClient client;
   fops::CFopsProto proto(writer, client);
   proto.clientInit(4);
-  try {
-    forEachMessage(data, size, [&](const std::uint8_t* body, std::size_t length, std::size_t cut) {
-      CutStream in(body, length, cut);
-      if (!proto.run(in)) {
-        in.arriveAll();
-        if (!proto.run(in))
-          throw plat::Exception("message too short");
-      }
-    });
-  } catch (const plat::Exception&) {
-    // The end of the link.
-  }
-  return 0;
+  runMessages(proto, input, [](std::string_view) { return false; });
 }

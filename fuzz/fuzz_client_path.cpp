@@ -1,30 +1,19 @@
 // The checks of client paths, and the conversions that rely on them: what passes must stay inside the exported tree.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-
-#include "base/plat/Exception.h"
+#include "fuzz/target.h"
 #include "libs/fops/exceptions.h"
 #include "libs/fops/local/LocalFsRoot.h"
 #include "libs/fops/path.h"
 
 namespace {
 
-template <class Check>
-bool passes(const Check& check) {
+bool passes(void (*check)(const char*), const char* path) {
   try {
-    check();
+    check(path);
     return true;
   } catch (const fops::BadPath&) {
     return false;
   }
-}
-
-void require(bool condition) {
-  if (!condition)
-    std::abort();
 }
 
 bool climbs(const std::string& path) {
@@ -34,22 +23,21 @@ bool climbs(const std::string& path) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string path(reinterpret_cast<const char*>(data), size);
-  const char* text = path.c_str();
-  const std::string seen = text;  // up to the first zero byte, as the checks see it
-  const bool strict = passes([&] { fops::checkPath(text); });
-  const bool lenient = passes([&] { fops::checkDirPath(text); });
+void fuzz::run(std::string_view input) {
+  const std::string bytes(input);
+  const char* const path = bytes.c_str();
+  const std::string seen = path;  // up to the first zero byte, as the checks see it
+  const bool strict = passes(fops::checkPath, path);
+  const bool lenient = passes(fops::checkDirPath, path);
   require(lenient || !strict);
-  if (!lenient)
-    return 0;
+  if (!lenient) {
+    return;
+  }
   require(seen.empty() || !climbs(seen));
   for (const char* top : {"/", "/srv/data", "/srv/data/"}) {
     const fops::LocalFsRoot root(top);
-    const plat::String local = root.toLocalPath(text);
+    const plat::String local = root.toLocalPath(path);
     require(local.view().starts_with(top));
-    if (strict)
-      require(root.toClientPath(local.get(), true) == text);
+    require(!strict || root.toClientPath(local.get(), true) == path);
   }
-  return 0;
 }

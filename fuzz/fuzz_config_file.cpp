@@ -1,21 +1,16 @@
 // Configuration files out of arbitrary bytes: what was read must be valid UTF-8, and be the same once it is written and
 // read again, but for what the form is known not to carry.
 
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-
 #include "base/plat/utf8.h"
-#include "base/rdr/MemInStream.h"
-#include "base/rdr/MemOutStream.h"
+#include "fuzz/target.h"
 #include "libs/product/configFileFormat.h"
+#include "tests/support/TestStreams.h"
 
 namespace {
 
-void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
+plat::ParameterMap read(std::string_view bytes) {
+  rdr::MemInStream in = fuzz::streamOver(bytes);
+  return qzutil::readConfigLines(in);
 }
 
 /// Blanks at the end of a value are lost where no character after them is escaped.
@@ -27,26 +22,23 @@ std::string withoutBlanksAtTheEnd(const plat::String& value) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size > qzutil::MaxConfigLine / 4) {  // repaired and escaped, a line must still fit
-    return 0;
+void fuzz::run(std::string_view input) {
+  if (input.size() > qzutil::MaxConfigLine / 4) {  // repaired and escaped, a line must still fit
+    return;
   }
-  rdr::MemInStream in(data, static_cast<int>(size));
-  plat::ParameterMap first = qzutil::readConfigLines(in);
-  rdr::MemOutStream out;
-  for (auto entry = first.begin(); entry != first.end();) {
-    const auto& [name, value] = *entry;
-    require(plat::isValidUtf8(name.c_str()) && plat::isValidUtf8(value.orEmpty()));
+  plat::ParameterMap first = read(input);
+  // Names are written without escapes.
+  std::erase_if(first, [](const auto& entry) {
+    const std::string& name = entry.first;
+    require(plat::isValidUtf8(name.c_str()) && plat::isValidUtf8(entry.second.orEmpty()));
     require(name.find('=') == std::string::npos);
-    if (name.find_first_of("\n\r\\") != std::string::npos) {  // names are written without escapes
-      entry = first.erase(entry);
-      continue;
-    }
+    return name.find_first_of("\n\r\\") != std::string::npos;
+  });
+  rdr::MemOutStream out;
+  for (const auto& [name, value] : first) {
     qzutil::writeConfigLine(out, name.c_str(), value.get());
-    ++entry;
   }
-  rdr::MemInStream again(out.data(), static_cast<int>(out.length()));
-  const plat::ParameterMap second = qzutil::readConfigLines(again);
+  const plat::ParameterMap second = read(test::contents(out));
   require(second.size() == first.size());
   for (const auto& [name, value] : first) {
     const auto found = second.find(name);
@@ -54,5 +46,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(found->second.isNull() == value.isNull());
     require(found->second.orEmpty() == withoutBlanksAtTheEnd(value));
   }
-  return 0;
 }

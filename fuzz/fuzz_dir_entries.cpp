@@ -1,17 +1,14 @@
 // The reader of entry lists: whatever it accepts must come out the same when written and read again.
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <vector>
 
 #include "base/plat/Exception.h"
 #include "base/plat/config/Configuration.h"
-#include "base/rdr/MemInStream.h"
-#include "base/rdr/MemOutStream.h"
+#include "fuzz/target.h"
 #include "libs/fops/DirEntry.h"
 #include "libs/fops/dirEntryIo.h"
+#include "tests/support/TestStreams.h"
 
 namespace {
 
@@ -30,24 +27,24 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::run(std::string_view input) {
   std::vector<fops::DirEntry> list;
+  std::int32_t cursor = -1;
   try {
-    rdr::MemInStream in(data, static_cast<int>(size));
-    std::int32_t cursor = -1;
+    rdr::MemInStream in = streamOver(input);
     fops::readDirEntries(list, in, cursor);
   } catch (const plat::Exception&) {
-    return 0;
+    return;
   }
-  if (!std::all_of(list.begin(), list.end(), fitsTheWire))
-    return 0;
+  if (!std::all_of(list.begin(), list.end(), fitsTheWire)) {
+    return;
+  }
   rdr::MemOutStream out;
   fops::writeDirEntries(list, out);
-  rdr::MemInStream again(out.data(), static_cast<int>(out.length()));
+  const std::string written = test::contents(out);
+  rdr::MemInStream again = streamOver(written);
   std::vector<fops::DirEntry> copy;
-  std::int32_t cursor = -1;
+  cursor = -1;
   fops::readDirEntries(copy, again, cursor);
-  if (cursor != -1 || !(copy == list) || !again.atEnd())
-    std::abort();
-  return 0;
+  require(cursor == -1 && copy == list && again.atEnd());
 }

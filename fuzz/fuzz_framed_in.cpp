@@ -1,23 +1,21 @@
 // Frames from a peer, read in pieces as they arrive and then all at once: both ways must give the same messages, and
 // no input may break the bookkeeping of the framing.
 
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
+#include <optional>
 #include <vector>
 
 #include "base/plat/AssertionFail.h"
 #include "base/rdr/InStreamV4.h"
 #include "base/rdr/exceptions.h"
+#include "fuzz/target.h"
 #include "tests/support/TestStreams.h"
 
 namespace {
 
-/// One step of a parser as event handlers are: false if more data is needed.
-bool readMessage(rdr::InStreamV4& in, std::string& payload) {
+/// One step of a parser as event handlers are: nothing if more data is needed.
+std::optional<std::string> readMessage(rdr::InStreamV4& in) {
   if (!in.startMsg(false)) {
-    return false;
+    return std::nullopt;
   }
   // Wide reads first, so that values straddle frames; the rest byte by byte up to the end of the message.
   std::string bytes;
@@ -36,8 +34,7 @@ bool readMessage(rdr::InStreamV4& in, std::string& payload) {
     }
   }
   in.endMsg();
-  payload = std::move(bytes);
-  return true;
+  return bytes;
 }
 
 std::vector<std::string> messages(std::string_view wire, std::size_t piece) {
@@ -47,9 +44,8 @@ std::vector<std::string> messages(std::string_view wire, std::size_t piece) {
   for (std::size_t at = 0; at < wire.size(); at += piece) {
     link.feed(wire.substr(at, piece));
     try {
-      std::string payload;
-      while (readMessage(in, payload)) {
-        found.push_back(payload);
+      while (const auto payload = readMessage(in)) {
+        found.push_back(*payload);
       }
     } catch (const rdr::BlockException&) {
       // and again when the next piece is there
@@ -60,19 +56,17 @@ std::vector<std::string> messages(std::string_view wire, std::size_t piece) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 1 || size > 4096) {
-    return 0;
+void fuzz::run(std::string_view input) {
+  if (input.empty() || input.size() > 4096) {
+    return;
   }
-  const std::string_view wire(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const std::size_t piece = static_cast<std::uint8_t>(input[0]) % 64 + 1U;
+  const std::string_view wire = input.substr(1);
   try {
-    if (messages(wire, std::size_t{data[0]} % 64 + 1) != messages(wire, wire.size() + 1)) {
-      std::abort();
-    }
+    require(messages(wire, piece) == messages(wire, wire.size() + 1));
   } catch (const plat::AssertionFail&) {
-    std::abort();
+    require(false);
   } catch (const plat::Exception&) {
     // a message that a link would be closed for
   }
-  return 0;
 }

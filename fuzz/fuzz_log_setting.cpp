@@ -1,14 +1,12 @@
 // The text of the parameter `Log` out of arbitrary bytes: whatever it holds, an element at its end still counts, and
 // the next setting leaves nothing of it.
 
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <string>
 
 #include "base/plat/log/LogDest.h"
 #include "base/plat/log/LogSrc.h"
 #include "base/plat/logging/logging.h"
+#include "fuzz/target.h"
 
 namespace {
 
@@ -22,12 +20,6 @@ plat::LogSrc source("FuzzSource");
 NullDest seeds("rec");  // the one that the seeds name
 NullDest own("own");
 
-void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -36,17 +28,15 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string text(reinterpret_cast<const char*>(data), size);
-  const std::string whole = text.c_str();
-  plat::logOverride(text.c_str());
+void fuzz::run(std::string_view input) {
+  const std::string setting = std::string(input).c_str();  // up to the first zero byte
+  plat::logOverride(setting.c_str());
   const int level = source.level();
   require(level >= -1);
-  plat::logOverride((whole + ",,fuzz*:OWN:2147483647").c_str());
+  plat::logOverride((setting + ",,fuzz*:OWN:2147483647").c_str());
   require(source.level() == INT32_MAX && source.enabled(INT32_MAX));
-  plat::logOverride((whole + ",bad:own,*:nowhere:5,Fuzz:own:7").c_str());  // none of these counts for the source
+  plat::logOverride((setting + ",bad:own,*:nowhere:5,Fuzz:own:7").c_str());  // none of these counts for the source
   require(source.level() == level);
   plat::logOverride("");
   require(source.level() == -1 && !source.enabled(plat::LogError));
-  return 0;
 }

@@ -1,9 +1,6 @@
 // String files out of arbitrary bytes: what comes out is valid UTF-8, and written down again it reads as the same
 // entries, without a complaint.
 
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -11,18 +8,14 @@
 #include "base/plat/log/LogDest.h"
 #include "base/plat/logging/logging.h"
 #include "base/plat/utf8.h"
-#include "base/rdr/MemInStream.h"
 #include "base/rdr/exceptions.h"
+#include "fuzz/target.h"
 
 namespace {
 
-using Entries = std::vector<std::pair<std::string, std::string>>;
+using fuzz::require;
 
-void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
+constexpr std::size_t MaxLine = 262144;
 
 /// Counts the complaints.
 class CountingDest final : public plat::LogDest {
@@ -39,16 +32,16 @@ struct Collector final : loc::PoParser::Callback {
     entries.emplace_back(key, text);
   }
 
-  Entries entries;
+  std::vector<std::pair<std::string, std::string>> entries;
 };
 
-Entries parse(const std::string& text) {
+auto parse(std::string_view text) {
   Collector collector;
-  rdr::MemInStream in(text.data(), static_cast<int>(text.size()));
+  rdr::MemInStream in = fuzz::streamOver(text);
   try {
     loc::PoParser("f", "de", collector).parse(in);
   } catch (const rdr::StringTooLongException&) {
-    require(text.size() > 262144);
+    require(text.size() > MaxLine);
   }
   return collector.entries;
 }
@@ -69,14 +62,13 @@ std::string quoted(const std::string& text) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::run(std::string_view input) {
   static CountingDest complaints;
-  const Entries entries = parse(std::string(reinterpret_cast<const char*>(data), size));
+  const auto entries = parse(input);
   std::string again;
   for (const auto& [key, text] : entries) {
     again += "msgid " + quoted(key) + "msgstr " + quoted(text) + "\n";
   }
   complaints.lines = 0;
-  require(again.size() > 262144 || (parse(again) == entries && complaints.lines == 0));
-  return 0;
+  require(again.size() > MaxLine || (parse(again) == entries && complaints.lines == 0));
 }

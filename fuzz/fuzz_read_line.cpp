@@ -1,22 +1,11 @@
 // Lines out of arbitrary bytes: against a plain model, and repaired lines must be valid UTF-8.
 
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
 #include "base/plat/DString.h"
 #include "base/plat/utf8.h"
-#include "base/rdr/MemInStream.h"
 #include "base/rdr/exceptions.h"
+#include "fuzz/target.h"
 
 namespace {
-
-void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 /// The line that starts at the front of `bytes`, which loses it; at most limit + 1 characters are taken.
 std::string modelLine(std::string_view& bytes, std::size_t limit) {
@@ -36,14 +25,14 @@ std::string modelLine(std::string_view& bytes, std::size_t limit) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 1) {
-    return 0;
+void fuzz::run(std::string_view input) {
+  if (input.empty()) {
+    return;
   }
-  const std::uint32_t limit = data[0] % 100 + 1U;
-  const bool fix = data[0] >= 128;
-  std::string_view rest(reinterpret_cast<const char*>(data) + 1, size - 1);
-  rdr::MemInStream in(rest.data(), static_cast<int>(rest.size()));
+  const std::uint32_t limit = static_cast<std::uint8_t>(input[0]) % 100 + 1U;
+  const bool fix = static_cast<std::uint8_t>(input[0]) >= 128;
+  std::string_view rest = input.substr(1);
+  rdr::MemInStream in = streamOver(rest);
   plat::DString line;
   while (true) {
     bool sawNul = false;
@@ -52,18 +41,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
       sound = in.readLine(line, limit, &sawNul, fix);
     } catch (const rdr::EndOfStream&) {
-      require(modelLine(rest, limit).empty() && rest.empty());
-      return 0;
+      return require(modelLine(rest, limit).empty() && rest.empty());
     } catch (const rdr::StringTooLongException&) {
       tooLong = true;
     }
     const std::string expected = modelLine(rest, limit);
     require(tooLong == (expected.size() > limit));
-    if (tooLong) {
-      require(line.empty());
-      continue;
-    }
-    require(sawNul == (expected.find('\0') != std::string::npos));
+    require(!tooLong || line.empty());
+    require(tooLong || sawNul == (expected.find('\0') != std::string::npos));
     require(!fix || plat::isValidUtf8(line.get()));
     require(!sound || std::string_view(line.get(), expected.size()) == expected);
   }

@@ -1,7 +1,5 @@
 // The server's end of a session, on whatever a client may send, each message in two parts.
 
-#include "base/plat/Exception.h"
-#include "base/rdr/MemInStream.h"
 #include "fuzz/protoFuzz.h"
 #include "libs/fops/DirEntry.h"
 #include "libs/fops/SFopsProto.h"
@@ -42,15 +40,16 @@ private:
   void deleteFileOrFolder(const char* path) override { proto->deleteFileOrFolderResult(path, {}); }
   void renameFileOrFolder(const char* from, const char* to) override { proto->renameFileOrFolderResult(from, to, {}); }
 
-  NullEnds ends_;
+  fuzz::NullEnds ends_;
 };
 
 // A new folder with a leading slash ends the process by design; such a message says nothing here.
-bool isFatalByDesign(const std::uint8_t* data, std::size_t size) {
+bool isFatalByDesign(std::string_view body) {
   try {
-    rdr::MemInStream in(data, static_cast<int>(size));
-    if (in.readShortString(true) != "CreateFolder")
+    rdr::MemInStream in = fuzz::streamOver(body);
+    if (in.readShortString(true) != "CreateFolder") {
       return false;
+    }
     const plat::String dir = in.readString(10240, true);
     const plat::String name = in.readString(10240, true);
     return dir.view().starts_with('/') || name.view().starts_with('/');
@@ -61,24 +60,10 @@ bool isFatalByDesign(const std::uint8_t* data, std::size_t size) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::run(std::string_view input) {
   NullWriter writer;
   NullServer server;
   fops::SFopsProto proto(writer, server);
   server.proto = &proto;
-  try {
-    forEachMessage(data, size, [&](const std::uint8_t* body, std::size_t length, std::size_t cut) {
-      if (isFatalByDesign(body, length))
-        return;
-      CutStream in(body, length, cut);
-      if (!proto.run(in)) {
-        in.arriveAll();
-        if (!proto.run(in))
-          throw plat::Exception("message too short");
-      }
-    });
-  } catch (const plat::Exception&) {
-    // The end of the link.
-  }
-  return 0;
+  runMessages(proto, input, isFatalByDesign);
 }

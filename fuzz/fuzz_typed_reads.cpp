@@ -1,29 +1,25 @@
 // A program of reads, one per byte, over bytes that arrive in pieces: it must read the same as over memory, and leave
 // the stream at its checkpoint whenever it runs dry.
 
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
 #include "base/plat/String.h"
-#include "base/rdr/MemInStream.h"
 #include "base/rdr/exceptions.h"
+#include "fuzz/target.h"
 #include "tests/support/TestStreams.h"
 
 namespace {
 
-void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
+std::string textAt(const std::uint8_t* bytes, std::size_t size) {
+  return {reinterpret_cast<const char*>(bytes), size};
 }
 
 /// Does what `op` says and gives what was read as a text.
 std::string perform(std::uint8_t op, rdr::InStream& in) {
   const unsigned amount = op >> 4;
+  char scratch[16];
+  plat::DString text;
+  int one = 1;
   switch (op & 0x0F) {
     case 0:
       return std::to_string(in.readU8());
@@ -42,22 +38,13 @@ std::string perform(std::uint8_t op, rdr::InStream& in) {
     case 7:
       in.skip(static_cast<int>(amount));
       return "skipped";
-    case 8: {
-      plat::DString text;
+    case 8:
       in.readBytesInto(amount, text, true);
       return text.get();
-    }
-    case 9: {
-      char scratch[16];
-      return {reinterpret_cast<const char*>(in.readOrCopy(scratch, static_cast<int>(amount))), amount};
-    }
-    case 10: {
-      char scratch[16];
-      int n = 1;
-      const int itemSize = static_cast<int>(amount % 15 + 1);
-      return {reinterpret_cast<const char*>(in.getItemsOrCopy(scratch, itemSize, &n)),
-              static_cast<std::size_t>(itemSize)};
-    }
+    case 9:
+      return textAt(in.readOrCopy(scratch, static_cast<int>(amount)), amount);
+    case 10:
+      return textAt(in.getItemsOrCopy(scratch, static_cast<int>(amount % 15 + 1), &one), amount % 15 + 1);
     case 11:
       return std::to_string(in.readUniform(amount));
     default:
@@ -66,9 +53,9 @@ std::string perform(std::uint8_t op, rdr::InStream& in) {
   }
 }
 
-std::string outcome(std::uint8_t op, rdr::InStream& in) {
+std::string outcome(char op, rdr::InStream& in) {
   try {
-    return perform(op, in);
+    return perform(static_cast<std::uint8_t>(op), in);
   } catch (const rdr::EndOfStream&) {
     return "end";
   } catch (const rdr::BlockException&) {
@@ -80,37 +67,33 @@ std::string outcome(std::uint8_t op, rdr::InStream& in) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 2 || size > 4096) {
-    return 0;
+void fuzz::run(std::string_view input) {
+  if (input.size() < 2 || input.size() > 4096) {
+    return;
   }
-  const std::size_t nOps = std::min<std::size_t>(data[0], (size - 2));
-  const std::size_t piece = data[1] % 32 + 1;
-  const std::string_view ops(reinterpret_cast<const char*>(data) + 2, nOps);
-  const std::string_view bytes = std::string_view(reinterpret_cast<const char*>(data), size).substr(2 + nOps);
+  const std::size_t piece = static_cast<std::uint8_t>(input[1]) % 32 + 1U;
+  const std::string_view ops = input.substr(2, static_cast<std::uint8_t>(input[0]));
+  std::string_view coming = input.substr(2 + ops.size());
 
-  rdr::MemInStream whole(bytes.data(), static_cast<int>(bytes.size()));
+  rdr::MemInStream whole = streamOver(coming);
   test::FedInStream pieces(1 << 16);
-  std::size_t fed = 0;
   for (const char op : ops) {
-    const std::string expected = outcome(static_cast<std::uint8_t>(op), whole);
+    const std::string expected = outcome(op, whole);
     if (expected == "end") {
       break;  // what a failed read leaves unread differs between the two
     }
-    pieces.checkpoint();
-    const std::uint32_t start = pieces.offset();
-    while (true) {
+    const std::uint32_t start = pieces.checkpoint();
+    for (bool done = false; !done;) {
       try {
-        require(outcome(static_cast<std::uint8_t>(op), pieces) == expected);
-        break;
+        require(outcome(op, pieces) == expected);
+        done = true;
       } catch (const rdr::BlockException&) {
         require(pieces.offset() == start);
-        require(fed < bytes.size());
-        pieces.feed(bytes.substr(fed, piece));
-        fed += piece;
+        require(!coming.empty());
+        pieces.feed(coming.substr(0, piece));
+        coming.remove_prefix(std::min(piece, coming.size()));
       }
     }
     require(pieces.offset() == whole.offset());
   }
-  return 0;
 }

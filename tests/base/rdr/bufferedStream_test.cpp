@@ -8,11 +8,7 @@
 #include "base/rdr/BlockLender.h"
 #include "tests/support/TestStreams.h"
 
-using test::FedInStream;
-using test::pattern;
-using test::put;
-using test::raised;
-using test::SinkStream;
+using namespace test;
 
 namespace {
 
@@ -21,6 +17,17 @@ std::string take(rdr::InStream& in, std::size_t n) {
   in.readFixed(bytes.data(), static_cast<std::uint32_t>(n));
   return bytes;
 }
+
+/// Looks at three bytes of what it borrowed, at the last moment for it.
+struct Borrower final : rdr::BlockLender::Borrower {
+  void giveBack() noexcept override {
+    ++calls;
+    seen.assign(block, 3);
+  }
+  const char* block = "...";
+  int calls = 0;
+  std::string seen;
+};
 
 /// Memory of this process that is in use, in KiB.
 long residentKib() {
@@ -37,13 +44,11 @@ TEST(BufferedInStream, movesWhatIsBehindTheCheckpointToTheFront) {
   in.checkpoint();
   in.skip(2);
   in.feed("ijklmnop");
-  const std::uint32_t before = in.offset();
   EXPECT_TRUE(in.check(false, 4));
-  EXPECT_EQ(in.offset(), before);
+  EXPECT_EQ(in.offset(), 7U);
   EXPECT_EQ(in.asked, 5) << "all the free room: three bytes are kept";
   EXPECT_EQ(take(in, 6), "hijklm");
   in.rewind();
-  EXPECT_EQ(in.offset(), 5U);
   EXPECT_EQ(take(in, 8), "fghijklm");
 }
 
@@ -62,11 +67,7 @@ TEST(BufferedInStream, waitsForAnItemOnlyAsFarAsTheBufferReaches) {
 TEST(BufferedInStream, leavesBytesThatSomebodyPointsToWhileThereIsRoom) {
   FedInStream in("abcd", 8);
   rdr::BlockLender lender(&in);
-  struct : rdr::BlockLender::Borrower {
-    void giveBack() noexcept override { atThatTime = std::string_view(block, 3); }
-    const char* block = nullptr;
-    std::string atThatTime;
-  } borrower;
+  Borrower borrower;
   EXPECT_FALSE(lender.lends("abcd"));
   in.check(true, 4);
   borrower.block = reinterpret_cast<const char*>(in.readInPlace(3));
@@ -76,22 +77,19 @@ TEST(BufferedInStream, leavesBytesThatSomebodyPointsToWhileThereIsRoom) {
   in.feed("efgh");
   EXPECT_EQ(take(in, 3), "def");
   EXPECT_EQ(in.asked, 4);
-  EXPECT_EQ(borrower.atThatTime, "") << "half of the buffer was left";
+  EXPECT_EQ(borrower.calls, 0) << "half of the buffer was left";
   in.checkpoint();
   in.feed("ijkl");
   EXPECT_EQ(take(in, 5), "ghijk");
-  EXPECT_EQ(borrower.atThatTime, "abc");
+  EXPECT_EQ(borrower.seen, "abc");
   EXPECT_EQ(in.offset(), 11U);
   lender.add(borrower);
   EXPECT_FALSE(in.check(false, 2));
-  EXPECT_EQ(borrower.atThatTime, "ghi") << "nothing to read: time to write";
+  EXPECT_EQ(borrower.seen, "ghi") << "nothing to read: time to write";
 }
 
 TEST(BufferedInStream, tellsItsObserverBeforeBytesGoInAnyOtherWay) {
-  struct : rdr::BlockLender::Borrower {
-    void giveBack() noexcept override { ++calls; }
-    int calls = 0;
-  } borrower;
+  Borrower borrower;
   FedInStream in("abcd", 8);
   rdr::BlockLender lender(&in);
   in.skip(4);
@@ -182,4 +180,27 @@ TEST(BufferedOutStream, keepsBytesAndCountThroughAnyMixOfPartialWrites) {
   }
   out.flush();
   EXPECT_EQ(out.bytes, bytes);
+}
+
+TEST(BufferedStreams, dumpWhatPassesIfTheyAreTraced) {
+  FedInStream in("unseen", 32);
+  SinkStream out;
+  in.check(true);
+  in.setTrace(true);
+  in.feed("0123456789abcdef\n");
+  in.feed("z");
+  out.setTrace(true);
+  put(out, "abc");
+  testing::internal::CaptureStderr();
+  in.check(true, 24);
+  out.willing = 2;
+  EXPECT_FALSE(out.tryFlush(false));
+  out.perWait = 1;
+  out.flush();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            " <-- 30 31 32 33  34 35 36 37  38 39 61 62  63 64 65 66  0123456789abcdef\n"
+            "0010 0a                                                  .\n"
+            " <-- 7a                                                  z\n"
+            " --> 61 62                                               ab\n"
+            " --> 63                                                  c\n");
 }

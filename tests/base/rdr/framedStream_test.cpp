@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "base/plat/DString.h"
 #include "base/plat/String.h"
 #include "base/rdr/InStreamV4.h"
 #include "base/rdr/OutStreamV4.h"
@@ -7,25 +8,7 @@
 #include "tests/support/TestStreams.h"
 
 using namespace std::string_view_literals;
-using test::contents;
-using test::FedInStream;
-using test::frames;
-using test::pattern;
-using test::put;
-using test::raised;
-using test::SinkStream;
-
-namespace {
-
-std::string readToEnd(rdr::InStream& in) {
-  std::string bytes;
-  while (!in.atEnd()) {
-    bytes += static_cast<char>(in.readU8());
-  }
-  return bytes;
-}
-
-}  // namespace
+using namespace test;
 
 TEST(FramedOutStream, writesFramesWithTheirLength) {
   rdr::MemOutStream below;
@@ -51,29 +34,28 @@ TEST(FramedOutStream, writesFramesWithTheirLength) {
 TEST(FramedOutStream, cutsByTheWindowBelowAndTheLargestFrameButNeverAValue) {
   const std::string payload = pattern(100000);
   rdr::MemOutStream large(200000);
+  SinkStream below, narrow(16, 16);
+  below.willing = 1 << 30;
+  narrow.perWait = 16;
   rdr::OutStreamV4 out(&large);
   out.startMsg();
   put(out, payload);
   out.endMsg(false);
   EXPECT_EQ(contents(large), frames(payload, 32766));
 
-  SinkStream below;
-  below.willing = 1 << 30;
-  rdr::OutStreamV4 cut(&below);
-  cut.startMsg();
-  put(cut, payload);
-  cut.endMsg(true);
+  out.setUnderlying(&below);
+  out.startMsg();
+  put(out, payload);
+  out.endMsg(true);
   EXPECT_EQ(below.bytes, frames(payload, 16382));
-  EXPECT_EQ(cut.spaceLeft(), below.spaceLeft() - 2);
+  EXPECT_EQ(out.spaceLeft(), below.spaceLeft() - 2);
 
-  SinkStream narrow(16, 16);
-  narrow.perWait = 16;
-  cut.setUnderlying(&narrow);
-  cut.startMsg();
+  out.setUnderlying(&narrow);
+  out.startMsg();
   for (int i = 0; i < 5; ++i) {
-    cut.writeU64(0x0101010101010101ULL);
+    out.writeU64(0x0101010101010101ULL);
   }
-  cut.endMsg(true);
+  out.endMsg(true);
   EXPECT_EQ(narrow.bytes, frames(std::string(40, 1), 8));
 }
 
@@ -125,7 +107,10 @@ TEST(FramedInStream, readsAMessageHoweverItIsCutAndHoweverItArrives) {
         EXPECT_THROW(in.readU16(), rdr::EndOfMsg);
         in.endMsg();
         ASSERT_TRUE(in.startMsg(false));
-        EXPECT_EQ(readToEnd(in), "next");
+        plat::DString line;
+        in.readLine(line);
+        EXPECT_EQ(line.get(), "next"sv) << "ended by the end of the message";
+        EXPECT_THROW(in.readLine(line), rdr::EndOfMsg);
       }
     }
   }

