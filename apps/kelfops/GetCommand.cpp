@@ -54,6 +54,7 @@ void GetCommand::begin(PeerSession& session) {
   try {
     checkPlace(top);
   } catch (const plat::Exception& error) {
+    // With nothing queued, pump() ends the session, which comes next.
     session.report(remote_.c_str(), error);
     return;
   }
@@ -68,6 +69,7 @@ void GetCommand::begin(PeerSession& session) {
 }
 
 void GetCommand::pump() {
+  // Files first: what is queued goes before more is listed, so that few wait in memory.
   while (!files_.empty() && flying_.size() < MaxFilesInFlight && bytesAsked_ < MaxBytesAsked) {
     const fops::TransferId id = session_->newId();
     const Item& item = flying_.emplace(id, std::move(files_.front())).first->second;
@@ -102,6 +104,7 @@ void GetCommand::queueFolder(const std::string& remote, const std::string& paren
 
 void GetCommand::downloadFolderResult(fops::TransferId id, const fops::DirEntry& folder, const plat::Exception& error) {
   const auto asked = listing_.extract(id);
+  // An answer that nobody has asked for, or the second one to a request.
   if (asked.empty()) {
     return;
   }
@@ -142,6 +145,7 @@ void GetCommand::downloadFileResult(fops::TransferId id, const fops::DirEntry& f
     return;
   }
   Item& item = found->second;
+  // A second offer under one id would find the first one's writer in place, which ends this program.
   if (std::exchange(item.isStarted, true)) {
     throw plat::ProtocolError("DownloadFileResult without a request");
   }

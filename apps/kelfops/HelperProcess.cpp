@@ -172,6 +172,7 @@ HelperProcess::HelperProcess(const std::string& program, LinkKind kind, const st
 }
 
 HelperProcess::~HelperProcess() {
+  // First: a helper whose link is cut ends by itself, and takes its temporary files along.
   link_.reset();
   try {
     bringToEnd();
@@ -216,6 +217,7 @@ void HelperProcess::launchOnSocket(const std::string& program, const std::vector
     throw plat::Exception("interrupted");
   }
   auto link = std::make_unique<os::UnixIo>(nullptr, fd, false, LinkBufferSize);
+  // Only then the secret: whoever else has connected must not learn it.
   link->namedPipeCredCheck(static_cast<int>(geteuid()));
   link->out()->writeBytes(secret.data(), static_cast<int>(secret.size()));
   link->out()->flush();
@@ -242,6 +244,7 @@ void HelperProcess::start(const std::string& program, const std::vector<std::str
   if (const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0); output >= 0) {
     launch_.childDup[STDOUT_FILENO] = output;
   }
+  // The system adds all children up; what was there before is not this one's.
   othersTimeUs_ = childrenTimeUs();
   try {
     const HangupIgnored ignored;

@@ -24,6 +24,7 @@ Interrupter::~Interrupter() {
 
 bool Interrupter::hasCome() {
   if (!hasCome_) {
+    // It ends the turn in which a signal that has come is read from its pipe.
     timer_.start(0);
     loop_.run();
   }

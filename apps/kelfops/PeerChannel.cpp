@@ -17,6 +17,7 @@ constexpr std::uint32_t MaxLogText = 1024;
 PeerChannel::PeerChannel(std::unique_ptr<io::Io> link, Callback& callback)
     : callback_(callback), link_(link.get()), flushTimer_(this), ipc_(this, "helper", false, false) {
   ipc_.accept(link.release());
+  // In time: nothing is read before the first turn of the loop.
   for (const char* name : {"fops", "fopsNotification", "logMsg"}) {
     ipc_.setReader(name, this);
   }

@@ -23,6 +23,7 @@ PeerSession::PeerSession(std::unique_ptr<io::Io> link, Command& command, int cli
       sender_(proto_, &command),
       receiver_(proto_, &command),
       farewellTimer_(this) {
+  // Ahead of the session, so that nothing of its log is lost; both leave together.
   channel_.sendLogLevel(logLevel);
   proto_.clientInit(clientVersion);
   channel_.flush();
@@ -46,6 +47,7 @@ void PeerSession::finish() {
   }
   try {
     proto_.clientClose();
+    // Half closed: the helper sees the end, and its last log lines still arrive.
     channel_.closeWrite();
     farewellTimer_.start(FarewellMs);
   } catch (const plat::Exception&) {
@@ -91,6 +93,7 @@ void PeerSession::channelClosed(const char* reason) {
 }
 
 void PeerSession::serverInit(const fops::ServerInit& init) {
+  // A second greeting would begin the command a second time.
   if (std::exchange(hasBegun_, true)) {
     throw plat::ProtocolError("ServerInit without a request");
   }

@@ -14,6 +14,7 @@
 PrivateSocket::PrivateSocket() {
   const char* temporary = std::getenv("TMPDIR");
   folder_ = std::string(temporary && *temporary ? temporary : "/tmp") + "/kelfops-XXXXXX";
+  // Of mode 0700, so that nobody else gets to the socket in it.
   if (!mkdtemp(folder_.data())) {
     throw plat::StdlibException("mkdtemp(%s)", folder_.c_str());
   }

@@ -29,6 +29,7 @@ void PutCommand::begin(PeerSession& session) {
   try {
     queueTop();
   } catch (const plat::Exception& error) {
+    // With nothing queued, pump() ends the session, which comes next.
     session.report(local_.c_str(), error);
   }
 }
@@ -49,6 +50,7 @@ void PutCommand::queueTop() {
 }
 
 void PutCommand::pump() {
+  // Files first: what is queued goes before another folder is read, so that few wait in memory.
   while (!files_.empty() && flying_.size() < MaxFilesInFlight) {
     Item item = std::move(files_.front());
     files_.pop_front();
@@ -72,6 +74,7 @@ void PutCommand::pump() {
 void PutCommand::sendFile(Item item) {
   std::unique_ptr<rdr::InStream> stream;
   try {
+    // Ahead of the request, so that a file which cannot be read is never announced.
     stream = std::make_unique<UploadStream>(item.local.c_str(), item.entry.size);
   } catch (const plat::Exception& error) {
     session_->report(item.local.c_str(), error);

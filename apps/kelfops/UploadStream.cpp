@@ -17,6 +17,7 @@ constexpr std::int64_t PieceSize = 65536;  // beyond this nothing was gained
 UploadStream::UploadStream(const char* path, std::int64_t size)
     : BufferedInStream(static_cast<int>(std::clamp<std::int64_t>(size, 1, PieceSize))),
       fd_(plat::fileOpenFd(path, O_RDONLY)) {
+  // The sender reads forward only; nothing behind it need be kept.
   rewindable_ = false;
 }
 

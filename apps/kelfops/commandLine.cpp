@@ -39,6 +39,7 @@ void addGlobalOptions(CLI::App& app, Options& options) {
                  "Show the helper's log up to this level: 0 errors, 30 status, 100 debug, 110 chatter")
       ->check(CLI::Range(0, INT_MAX))
       ->capture_default_str();
+  // One value each time, or the option would take the command behind it for another setting.
   app.add_option("--set", options.settings, "Set a parameter of the helper: NAME=VALUE")
       ->check(checkSetting)
       ->allow_extra_args(false);
@@ -54,6 +55,7 @@ void addCommands(CLI::App& app, Options& options) {
 
   CLI::App* list = app.add_subcommand("ls", "List a folder");
   list->add_flag("-l", options.longFormat, "Show mode, size and time");
+  // In no group, by which the help does not show it.
   list->add_option("--repeat", options.repeat, "Ask so many times and show the last answer")
       ->check(CLI::PositiveNumber)
       ->group("");

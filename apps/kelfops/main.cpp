@@ -109,6 +109,7 @@ int serve(const Options& options, HelperProcess& helper, HelperStats& stats, boo
           stats.workDone(helper.pid());
         }
       });
+  // Made last and gone first: it tells the session.
   const HelperWatch watch(helper, [&] { session.helperEnded(); });
   return runLoop(loop, interrupter);
 }
@@ -128,6 +129,7 @@ int run(const Options& options) {
   } catch (const plat::Exception& failure) {
     std::fprintf(stderr, "kelfops: %s\n", plat::ExceptionText(failure).get());
   }
+  // Behind a failure too: how the helper ended is part of what is told.
   const std::string end = helper.bringToEnd();
   if (status == HelperFailed || end.rfind("signal", 0) == 0) {
     status = HelperFailed;

@@ -41,6 +41,7 @@ public:
   }
 
   ~FopsHelper() override {
+    // The log first: what is logged from here on must find no channel that is about to go.
     plat::LogDestIpc::instance().setIpc(nullptr);
     mgr_.reset();
   }
@@ -97,7 +98,10 @@ int helperMain(char** args) {
     std::fprintf(stderr, "Error contacting server: %s\n", failure.message);
     return 1;
   }
+  // Behind the link, whose words stand at the front of the command line, and ahead of the service, which takes FopsDir
+  // as it finds it.
   plat::Configuration::global().parseArgsOrThrow(args, showUsage);
+  // Ahead of signals and link, which both need the event manager that it brings.
   os::AppLoop loop;
   os::SignalHandlerApp onSignal(&helperLog);
   os::SignalHandler::instance().setHandler(SIGINT, &onSignal, true);

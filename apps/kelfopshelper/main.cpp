@@ -14,9 +14,11 @@ namespace {
 plat::LogSrc mainLog("kelfopshelper");
 
 int run(int argc, char** argv) {
+  // Ahead of everything: no start-up code shall run with rights of root's that are about to be given away.
   os::setuidHelperCheck(argv);
   qzutil::setProductVersion(KelVersion, KelBuild);
   plat::productInit(argv[0], "kelfopshelper", nullptr, nullptr, true, false);
+  // Behind the start-up, by which the complaint is in the user's language and in the log.
   if (argc < 2) {
     throw plat::Exception(LOC_TR("plat_this_program_not_directly"));
   }

@@ -6,6 +6,8 @@ namespace io {
 
 /// A descriptor and what is to be done when it becomes ready: the thing that FdManager dispatches to.
 ///
+/// Road:      called by FdManager alone; FdIo, which implements it for connections, goes on to an IoHandler, FdKicker
+///            to its callback.
 /// Ownership: belongs to whoever made it; a manager only observes, and the handler must be unregistered before it dies.
 ///            Closes its descriptor at its end if it owns it.
 /// Thread:    that of the manager.

@@ -55,12 +55,15 @@ FdIo::~FdIo() {
   } catch (const plat::Exception& e) {
     plat::warnException(e);
   }
+  // Here and not by the bases: Io, which holds the streams, goes after FdHandler, which closes the descriptor. The
+  // output's last write would meet a closed number, or one that by then belongs to somebody else.
   in_.reset();
   out_.reset();
 }
 
 void FdIo::attach(int newFd, int inBufSize, int maxOutBufSize, bool setNonBlocking) {
   PLAT_REQUIRE_AS(fd_ < 0, "fd < 0", __FILE__, __LINE__);
+  // First of all: from here on the base closes it, whatever fails below.
   fd_ = newFd;
   in_ = std::make_unique<rdr::FdInStream>(fd_, inBufSize);
   auto outStream = std::make_unique<rdr::FdOutStream>(fd_, maxOutBufSize);
@@ -104,6 +107,8 @@ void FdIo::setHandler(IoHandler* newHandler, bool wantRead) {
     }
     fdMgr->wake();
   }
+  // Last: leaving lazy mode writes, and what is reported of that to writeResult() must find no manager on which to
+  // start timers for a connection that nobody handles.
   setStreamModes(newHandler != nullptr);
 }
 
@@ -141,6 +146,8 @@ void FdIo::shutdown(bool flush, bool tellHandler) {
   if (!tellHandler) {
     handler = nullptr;
   }
+  // Never at once: the handler that calls may itself have been called out of this connection, whose streams are in use
+  // by every frame in between.
   if (flush) {
     fdMgr->setPendingWrite(*this);
   } else {
@@ -181,6 +188,7 @@ void FdIo::setTimeout(int ms) {
 
 int FdIo::socketError() {
   if (socketError_ == 0) {
+    // The system forgets the error as it tells it, so the one found has to be kept.
     socklen_t length = sizeof socketError_;
     if (::getsockopt(fd_, SOL_SOCKET, SO_ERROR, &socketError_, &length) != 0) {
       throw plat::SystemException("getsockopt", errno);
@@ -214,6 +222,8 @@ void FdIo::writable() {
       updateInterest(readInterest, false);
     }
     if (out_->nPending() != 0) {
+      // Not flush(): that would begin the buffer anew, and a frame may be under construction behind what is pending.
+      // That all is sent the handler hears in the next round, which each write asks for.
       fdOut().writeAll(fdOut().waitOnWrite());
     } else {
       drained();
@@ -275,6 +285,7 @@ bool FdIo::timerFired(plat::Timer& timer) {
 // The peer has taken nothing for too long. It ends on the path of any other read error.
 void FdIo::flushTimedOut() {
   log.debug("flush timer");
+  // In a shutdown too: one that tells nobody, and whose flush stalls, ends in this failure.
   PLAT_REQUIRE(handler);
   if (state == State::ShuttingDown) {
     shutdownTimer.start(0);
@@ -297,6 +308,7 @@ void FdIo::completeShutdown() {
   delete this;
 }
 
+// What the handler makes of the news must not keep the connection from being deleted.
 void FdIo::tellClosed() {
   if (handler == nullptr) {
     return;

@@ -19,6 +19,8 @@ class FdManager;
 /// Purpose:   turns readiness into calls on the handler, finishes lazy writes, and shuts down in good order.
 /// Output:    after each write that moved something, the loop comes round to send the rest or to say ioWritable; while
 ///            the descriptor takes nothing, its write event is awaited, for at most `LazyFlushTimeout` seconds.
+/// Road:      FdManager calls readable() and writable(), which call the IoHandler, here Ipc; rdr::FdOutStream reports
+///            every write back to writeResult().
 /// Ownership: owns its streams, and its descriptor if told so; observes handler and manager.
 /// Thread:    that of the manager, which is the thread's current one when the first handler is attached.
 /// Lifecycle: normal, then perhaps closing (the writing side goes once the buffer is empty), then shutting down.

@@ -17,9 +17,11 @@ namespace io {
 FdKicker::FdKicker(FdKickerCallback* kicked) : callback(kicked) {
   int fds[2];
   os::pipeCloseOnExec(fds);
+  // The base owns this end from here on and closes it should the rest fail; the other end has no owner yet.
   fd_ = fds[0];
   os::UniqueFd writeEnd(fds[1]);
   os::setBlocking(fd_, false);
+  // The writing end too: kick() is called from signal handlers and under the locks of the log, where nothing may wait.
   os::setBlocking(writeEnd.get(), false);
   in = std::make_unique<rdr::FdInStream>(fd_);
   in->setNonBlocking(true);
@@ -62,6 +64,7 @@ void FdKicker::readable() {
   } catch (const rdr::BlockException&) {
     // all bytes have been read
   }
+  // For a callback that takes no checkpoint of its own: what it has read must not come again with the next kick.
   in->checkpoint();
 }
 

@@ -21,6 +21,7 @@ FdManager::FdManager() : previous(thrInst) {
 
 FdManager::~FdManager() {
   while (!handlers.empty()) {
+    // One by one: a connection that is shutting down deletes itself in this call.
     handlers.takeLast().managerGone();
   }
   thrInst = previous;
@@ -44,6 +45,7 @@ void FdManager::setRegistered(FdHandler& handler, bool add) {
     handlers.insert(handler);
     return;
   }
+  // Out of the round under way too: whoever unregisters a handler mostly goes on to destroy it.
   for (HandlerList* list :
        {&handlers, &pendingRead, &pendingWrite, &pendingExcept, &activeRead, &activeWrite, &activeExcept}) {
     list->remove(handler);
@@ -83,6 +85,7 @@ void FdManager::wake() {
   wakeTimer.start(0);
 }
 
+// What waits for a descriptor knows nothing of these lists; a timer that is due is what keeps it from sleeping on them.
 void FdManager::wakeForPending() {
   // Once is enough, and this runs after every write.
   if (!wakeTimer.running()) {
@@ -112,6 +115,7 @@ void FdManager::dispatch() {
 // Swapping keeps the capacity of both lists. The end is read afresh after each call, which may have removed handlers.
 void FdManager::dispatchList(HandlerList& pending, HandlerList& active, void (FdHandler::*call)()) {
   active.swap(pending);
+  // What a round that ended in an exception has left undone is dropped here, as processEvents() says.
   pending.clear();
   while (!active.empty()) {
     (active.takeLast().*call)();

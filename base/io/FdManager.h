@@ -15,6 +15,8 @@ class FdHandler;
 ///
 /// Order:     in each turn timers first, then reads, then writes; within one kind the handler at the highest address
 ///            first. What is marked pending by a timer or a read for a later kind still runs in the same turn.
+/// Road:      FdSelectManager puts what is ready on the lists and has them worked through here; each entry becomes a
+///            call of FdHandler::readable() or writable().
 /// Ownership: observes its handlers; at its end it tells each of them that it is gone.
 /// Thread:    belongs to the thread that made it, and becomes that thread's current manager until it dies.
 /// Does not:  allocate in the steady state: the lists keep their capacity.

@@ -42,6 +42,7 @@ void FdSelectManager::handlerRemoved(FdHandler& handler) {
 }
 
 bool FdSelectManager::processEvents(int timeoutMs) {
+  // Asked for anew in each turn, since a handler of the last one may have started or stopped any timer.
   const int nextTimerMs = timers.timeToNext();
   const bool limitedByTimer = nextTimerMs >= 0 && (timeoutMs < 0 || nextTimerMs <= timeoutMs);
   ReadySets ready;
@@ -64,6 +65,7 @@ int FdSelectManager::waitForEvents(ReadySets& ready, int limitMs) {
       }
     }
   };
+  // Filled afresh each time: select(2) answers in the very sets that it was asked with.
   fill(readSet, ready.read);
   fill(writeSet, ready.write);
   fill(exceptSet, ready.except);

@@ -6,6 +6,8 @@ namespace io {
 
 /// The event manager on select(2).
 ///
+/// Road:  os::AppLoopImpl calls processEvents() turn by turn; it calls whatever select(2) finds ready through
+///        FdManager::dispatch().
 /// Limit: descriptors from 1024 up cannot be watched and are silently passed over; os::socketInit keeps the process's
 ///        limit below. Their timers and pending calls still work.
 /// Ownership, thread and order of calls are those of FdManager.

@@ -24,6 +24,7 @@ void Io::writeFlags(rdr::OutStream& out) const {
 
 void Io::readFlags(rdr::InStream& in) {
   for (int left = in.readU8(); left > 0; --left) {
+    // Added and not replaced, so that a second run behind a block changes nothing.
     flags_.emplace(in.readShortString(true).orEmpty());
   }
 }

@@ -9,6 +9,7 @@ class Io;
 ///
 /// From inside ioReadable and ioWritable the handler may write, attach another handler, call Io::shutdown, or destroy
 /// the connection; in the last case it must not throw afterwards. What these two throw ends the connection.
+/// Road: between FdIo, which calls it from the loop, and Ipc, which hands the news on to its callback.
 class IoHandler {
 public:
   /// Bytes or the end of the stream may be had. rdr::BlockException may be let out: the call comes again with more.

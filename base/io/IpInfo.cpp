@@ -49,6 +49,7 @@ IpInfo::IpInfo(const char* host, int port) {
     throw GetAddrInfoException("getaddrinfo", EAI_SERVICE);  // of which getaddrinfo takes the lower 16 bits
   }
   addrinfo hints = {};
+  // Nothing here may wait for a name server.
   hints.ai_flags = AI_NUMERICHOST;
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;

@@ -54,6 +54,7 @@ void Ipc::setBlocking(bool blocking) {
 
 void Ipc::attachHandler() {
   io_->setHandler(blocking_ ? nullptr : this, true);
+  // A reader that waits never goes back; without bytes to keep for it the whole buffer is there for what comes.
   in_->setRewindable(!blocking_);
 }
 
@@ -73,6 +74,7 @@ std::unique_ptr<Io> Ipc::detach() noexcept {
 }
 
 void Ipc::close() {
+  // Remembered, since detach() puts the stream that drops everything in its place. It lives as long as `detached` does.
   rdr::OutStream* const oldOut = out_;
   std::unique_ptr<Io> detached = detach();
   if (!detached) {
@@ -109,6 +111,8 @@ void Ipc::fail(const plat::Exception& error) {
   if (!io_) {
     return;
   }
+  // At once, not in a later turn: without a handler the connection has no manager. Its own readable(), which has called
+  // this, does not look at itself again.
   endConnection(detach());
   try {
     callback_->ipcClosed(*this);

@@ -22,6 +22,8 @@ namespace io {
 ///
 /// Purpose:   turns what the event layer reports into three callbacks. Any exception that the reader lets out ends the
 ///            link, and only the link: the event loop goes on.
+/// Road:      FdIo calls ioReadable(), which calls MsgIpc::ipcReadable() and is the last to catch what comes out of
+///            that.
 /// Ownership: a member of its user (MsgIpc). Owns the attached connection, which it ends through Io::shutdown.
 /// Thread:    the event loop's thread only.
 /// Lifecycle: unattached, accept(), attached, then close(), detach(), the peer's end or a failure; and round again.

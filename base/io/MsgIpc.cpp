@@ -5,6 +5,10 @@
 
 #include "base/io/Io.h"
 
+// The read side goes round in four states: startMsg, readName, dispatch, skip. Each may be run several times for a
+// message that comes in pieces, and a reader may close or detach the channel from inside dispatch; so what a state
+// needs of the link it looks at anew. For reads that wait see MsgIpcBlocking.cpp.
+
 namespace io {
 
 namespace {
@@ -50,6 +54,8 @@ MsgIpc::MsgIpc(Callback* callback, const char* name, bool blocking, bool logDisc
 
 MsgIpc::~MsgIpc() {
   try {
+    // Readers first: closing tells them of the connection, and no reader is to hear of a channel that it can no longer
+    // use.
     while (!readers_.empty()) {
       Reader* const reader = readers_.begin()->second;
       removeReader(reader);
@@ -73,6 +79,7 @@ void MsgIpc::accept(Io* io) {
 void MsgIpc::setReader(const char* name, Reader* reader) {
   const auto entry = readers_.find(name);
   if (entry != readers_.end()) {
+    // In the entry that is there: it may be that of the message in hand, whose rest goes to the new reader then.
     entry->second = reader;
   } else {
     readers_.emplace(name, reader);
@@ -93,6 +100,8 @@ void MsgIpc::removeReader(const char* name) {
 }
 
 MsgIpc::Readers::iterator MsgIpc::eraseReader(Readers::iterator entry) {
+  // The message in hand has lost its reader. What is left of it is skipped, or the next message would begin in the
+  // middle of this one.
   if (entry == curReader_) {
     curReader_ = readers_.end();
     if (inState(&MsgIpc::dispatch)) {
@@ -111,6 +120,7 @@ bool MsgIpc::allowed(const char* name, bool isWrite) {
 }
 
 rdr::FramedOutStream& MsgIpc::writeMsg(const char* name) {
+  // Ahead of the frame: a message that is refused leaves nothing behind on the link.
   if (!allowed(name, true)) {
     throw plat::Exception("MsgIpc::writeMsg: Message not currently allowed");
   }
@@ -144,6 +154,7 @@ std::unique_ptr<Io> MsgIpc::detach() noexcept {
 }
 
 void MsgIpc::useLinkStreams() noexcept {
+  // Either stream also forgets a message that it was in: its bytes went with the link.
   in_.setUnderlying(ipc_.in());
   out_.setUnderlying(ipc_.out());
 }
@@ -201,6 +212,7 @@ void MsgIpc::ipcError(Ipc&, const plat::Exception& error) {
 }
 
 bool MsgIpc::startMsg() {
+  // Here every burst of input ends. The answer false leaves the loop without the cost of an exception.
   if (!in_.startMsg(false)) {
     return false;
   }
@@ -211,6 +223,7 @@ bool MsgIpc::startMsg() {
 bool MsgIpc::readName() {
   const std::uint8_t length = in_.readU8();
   in_.readBytesInto(length, msgName_, true);
+  // "badMsg" passes as well: it is the answer of a peer that does not know the message which this one was to answer.
   if (expectedMsg_ && std::strcmp(msgName(), expectedMsg_) != 0 && std::strcmp(msgName(), BadMsg) != 0) {
     throw plat::Exception(plat::Formatted, "MsgIpc: expected message %s, got %s", expectedMsg_, msgName());
   }
@@ -243,6 +256,7 @@ void MsgIpc::noReader() {
 }
 
 void MsgIpc::peerReportsBadMsg() {
+  // Read ahead of the log line, for a block leads through here again.
   const plat::String unknown = in_.readShortString(true);
   Ipc::log().info("%s: Peer reports bad msg name '%s'", ipc_.name(), unknown.orEmpty());
   throw plat::Exception(plat::Formatted, "MsgIpc: expected message %s, peer reports bad msg name '%s'",
@@ -268,6 +282,7 @@ bool MsgIpc::dispatch() {
 }
 
 bool MsgIpc::skip() {
+  // Not so if the reader, or noReader(), has closed the channel: the message went with the link.
   if (in_.inMsg()) {
     in_.skipRestOfMsg();
     in_.endMsg();

@@ -16,6 +16,8 @@ namespace io {
 ///
 /// Purpose:   cuts the link into messages, finds the reader of each by name, and starts outgoing ones. It does not know
 ///            what a body holds; what a reader leaves unread of it is dropped.
+/// Road:      Ipc calls ipcReadable(); its states read a message by rdr::InStreamV4 and call the Reader of its name,
+///            for "fops" fops::SFopsMgrViaIpc. Replies come back by writeMsg() and endMsg().
 /// Ownership: a member of the application object. Owns its connection; observes its readers and its callback.
 /// Thread:    the event loop's thread only; nothing here locks.
 /// Lifecycle: construct, setReader(), accept(), then messages until the link closes; accept() again for the next one.

@@ -26,6 +26,8 @@ void MsgIpc::readMessage(const char* expected) {
 void MsgIpc::readWholeMessage() {
   do {
     const bool waitsForMsg = inState(&MsgIpc::startMsg);
+    // On a link that waits, a reader that is not done yet is simply called again: its next read waits for the rest.
+    // Only that no message begins has to be told.
     if (!stateMachine_.step(*this) && (waitsForMsg || !ipc_.blocking())) {
       throw rdr::BlockException();
     }
@@ -37,6 +39,7 @@ void MsgIpc::readWholeMessage() {
   } while (!inState(&MsgIpc::startMsg));
 }
 
+// A message that failed must not make the next read fail, which would begin in the middle of this one.
 void MsgIpc::skipFailedMessage() {
   try {
     if (in_.inMsg()) {

@@ -33,6 +33,8 @@ TcpIo::TcpIo(int socketFd, bool closeAtEnd, bool isConnecting, int inBufSize, in
   if (isConnecting) {
     return;
   }
+  // The output stream collects what belongs together by itself; the system's waiting for more would only hold back its
+  // end.
   if (!setNoDelay(socketFd, false)) {
     tcpLog.debug("unable to setsockopt TCP_NODELAY: %d", errno);
   }

@@ -60,6 +60,8 @@ int parsePort(const char* rest, int defaultPort, int portRange) {
   if (rest[colons] != '\0') {
     port = parsePortNumber(rest + colons);
     if (colons == 1 && defaultPort >= 0 && port < portRange) {
+      // The sum of two numbers that are out of range could leave an int; what is not in range afterwards is refused
+      // below.
       port = port <= MaxPort && defaultPort <= MaxPort ? defaultPort + port : MaxPort + 1;
     }
   }
@@ -127,6 +129,7 @@ void splitHostPort(const char* text, plat::String& host, int* port, int defaultP
     host = parseHost(text, rest);
     return;
   }
+  // Both are parsed before either is stored, so that a failure leaves the port alone.
   const int decided = parsePort(rest, defaultPort, portRange);
   host = parseHost(text, rest);
   *port = decided;

@@ -17,6 +17,9 @@
 #include "base/plat/log/LogSrc.h"
 #include "base/plat/utf8.h"
 
+// Texts come from three places, each over the one before: built-in tables, resources in the program, files in the
+// folders. load() takes them up for a locale when it is first asked for; update() decides which locales count.
+
 namespace loc {
 
 namespace {
@@ -64,11 +67,13 @@ void Localize::storeString(const char* locale, const char* key, const char* text
   if (found != table.end()) {
     found->second = keep(text);
   } else {
+    // The table holds views only; what it is given here belongs to the caller.
     table.emplace(keep(key), keep(text));
   }
 }
 
 const char* Localize::keep(std::string_view text) {
+  // The elements of a set stay where they are, whatever comes after them.
   return kept_.emplace(text).first->c_str();
 }
 
@@ -82,6 +87,7 @@ bool Localize::takeBuiltIn(std::string_view locale) {
     return false;
   }
   std::size_t& taken = taken_[static_cast<std::size_t>(column - Columns)];
+  // Tables may come after a language was first asked for; it takes up those that it has not seen.
   const bool isNews = taken < builtIn_.size();
   for (; taken < builtIn_.size(); ++taken) {
     Table& table = tables_[std::string(locale)];
@@ -121,6 +127,8 @@ std::vector<std::string> Localize::locales() {
 void Localize::setSearchDirs(const std::vector<std::string>& dirs) {
   const plat::Lock lock(mutex_);
   searchDirs_ = dirs;
+  // Files of the new folders are read over what is there. Texts of the old ones stay: whoever was handed one may keep
+  // it.
   loaded_.clear();
   if (!hooked_) {
     hooked_ = true;
@@ -158,6 +166,7 @@ void Localize::exportToEnvironment() const {
   const std::string before = old ? old : "";
   const std::string& first = locales_.front();
   if (before.substr(0, before.find(':')) != first) {
+    // Ahead of what was there, which stays as the second choice.
     setenv("LANGUAGE", (before.empty() ? first : first + ":" + before).c_str(), 1);
   }
 }
@@ -172,6 +181,7 @@ void Localize::update() {
     locales_ = parseLocaleList(chosen.get());
   }
   if (std::find(locales_.begin(), locales_.end(), "en_US") == locales_.end()) {
+    // The language in which every key has a text.
     locales_.emplace_back("en_US");
   }
   if (exportLanguage_) {

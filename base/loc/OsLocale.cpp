@@ -11,6 +11,8 @@
 #include "base/plat/NeverDestroyed.h"
 #include "base/plat/log/LogSrc.h"
 
+// What the C library knows of a locale is found out by setting it for a moment; so names are tried, and answers kept.
+
 namespace loc {
 
 namespace {
@@ -92,6 +94,7 @@ bool probeSpelling(const std::string& stem, const std::string& modifier, const c
   }
   std::string answer;
   Codeset codeset = Codeset::Other;
+  // The system may know a name and yet mean another codeset by it.
   if (!probe(name, answer, codeset) || codeset != wanted) {
     return false;
   }

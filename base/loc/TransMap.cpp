@@ -49,6 +49,7 @@ void TransMap::update(const std::vector<std::string>& locales) {
   for (const std::string& locale : locales_) {
     if (const auto* table = Localize::instance().table(locale)) {
       for (const auto& [key, text] : *table) {
+        // Not over what is there: the locales come best first.
         translations_.try_emplace(key, text);
       }
     }

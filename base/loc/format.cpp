@@ -124,6 +124,7 @@ std::string filled(const char* text, std::initializer_list<FormatArg> args) {
       output += *rendered;
       cursor = behind;
     } else {
+      // The cursor stays behind the percent sign: what follows shows as it stands.
       output += "%%";
       bad = true;
     }

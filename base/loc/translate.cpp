@@ -32,6 +32,8 @@ void reportMissing(const char* what, const char* key, const char* file, int line
 }
 
 const char* pluralForm(const std::string& locale, std::int64_t count) {
+  // As grammar has it: French and the Portuguese of Brazil keep the singular below 2, and four languages have no
+  // plural.
   const std::string language = localeLanguage(locale);
   bool sing = count == 1;
   if (language == "fr" || locale == "pt" || locale == "pt_BR") {

@@ -32,6 +32,7 @@ AppLoop::~AppLoop() {
 }
 
 int AppLoop::run() {
+  // What is logged from here on finds its destinations, or none.
   plat::logStart();
   PLAT_REQUIRE(!isRunning);
   struct Running {

@@ -15,6 +15,7 @@ int AppLoopImpl::run() {
 void AppLoopImpl::quit() {
   stop = true;
   if (fdManager != nullptr) {
+    // The turn under way may be followed by a wait without end, in which nobody would look at `stop`.
     fdManager->wake();
   }
 }

@@ -28,6 +28,8 @@ void BorrowingFileStream::writeBytes(const void* data, int length) {
     FileFdOutStream::writeBytes(data, length);
     return;
   }
+  // What is pending in the base's buffer stands behind the blocks borrowed so far; another block can only come behind
+  // that once all of it is in the file.
   if (nPending() > 0 || blockCount_ == static_cast<int>(blocks_.size()) || failure_ != 0) {
     flush();
   }

@@ -35,6 +35,7 @@ FileFdOutStream::~FileFdOutStream() {
 void FileFdOutStream::writeBytes(const void* data, int length) {
   const auto* from = static_cast<const std::uint8_t*>(data);
   if (length >= bufferSize() && !traced()) {
+    // What would leave a page of the file half written stays behind in the buffer, for the next block to complete.
     const int direct = length - (nPending() + length) % PageSize;
     writePendingAnd(from, direct);
     from += direct;

@@ -31,6 +31,10 @@
 #include "base/plat/log/LogSrc.h"
 #include "base/rdr/FdInStreamOwn.h"
 
+// A launch in order: the words and descriptors are made ready, the signals held back, the child is made and becomes its
+// program (launchChild.cpp); then the launcher reads the pipe for errors, which exec closes. All that needs memory
+// comes ahead of the fork: in the child nothing may be allocated.
+
 namespace os {
 
 namespace {
@@ -56,6 +60,7 @@ struct PidCleanup : plat::NonCopyable {
 class SignalBlock : plat::NonCopyable {
 public:
   explicit SignalBlock(SignalHandler::BlockRecord& blockRecord) : record(blockRecord) {
+    // This one first: the mask that it saves is the one that launcher and child go back to.
     SignalHandler::instance().blockSignals(record);
     sigset_t all;
     sigfillset(&all);
@@ -84,6 +89,7 @@ public:
   }
   ~ChildEvent() override {
     if (listening) {
+      // The mask first: a signal that was held back finds the handler still there, and so comes to the loop.
       ::sigprocmask(SIG_SETMASK, &previous, nullptr);
       SignalHandler::instance().setHandler(SIGCHLD, this, false);
     }
@@ -158,6 +164,7 @@ void awaitExec(rdr::InStream& in) {
       return;
     }
   } catch (const plat::Exception& e) {
+    // A report that cannot be read says nothing against the start.
     log.error("%s", plat::ExceptionText(e).get());
     return;
   }
@@ -185,6 +192,7 @@ LaunchProcess::~LaunchProcess() {
 bool LaunchProcess::start() {
   PLAT_REQUIRE(!used);
   resolveProgram();
+  // Not over a program that is not there, so that the launch may be tried again with another.
   used = true;
   addPrivilegeWords();
   if (log.enabled(plat::LogDebug)) {
@@ -270,10 +278,13 @@ bool LaunchProcess::forkChild() {
     return false;
   }
   closeRedirects();
+  // Or the pipe would never end: the launcher's own writing end would keep it waiting for a report after a start that
+  // has succeeded.
   errorsOut.reset();
   try {
     awaitExec(in);
   } catch (const plat::SystemException&) {
+    // The child is about to end, or has; it is waited for here, since nobody else knows of it any more.
     const PidCleanup cleanup(std::exchange(pid, -1), name);
     throw;
   }
@@ -300,6 +311,7 @@ void LaunchProcess::setRedirect(int childFd, int fd) {
   if (isNew) {
     return;
   }
+  // redirectDup2() gives several numbers one descriptor, which is closed with the last of them.
   const int former = std::exchange(entry->second, fd);
   if (std::ranges::none_of(childDup, [former](const auto& other) { return other.second == former; })) {
     ::close(former);

@@ -53,6 +53,8 @@ std::unique_ptr<io::Io> LaunchedProcessPipe::connect(char**& argv, int minExtraA
   if (minExtraArgs > 0 && countArgs(argv) < minExtraArgs) {
     throw plat::Exception(LOC_TR("plat_this_program_not_directly"));
   }
+  // A descriptor can only have come from the launcher. A path may by now be somebody else's, which is what the proof is
+  // for.
   const int fd = parseFd(pipeName.get());
   return fd >= 0 ? adoptFd(fd, InBufSize) : connectToPath();
 }
@@ -88,6 +90,7 @@ void LaunchedProcessPipe::parseHash(const char* hex) {
 
 void LaunchedProcessPipe::redirectStderr() const {
   UniqueFd fd(plat::fileOpenFd(logPath, O_WRONLY | O_CREAT | O_APPEND, 0666));
+  // Standard error was closed, so that its number was the first one free.
   if (fd.get() == STDERR_FILENO) {
     setInheritableOrThrow(fd.release(), true, false);
   } else if (::dup2(fd.get(), STDERR_FILENO) < 0) {
@@ -121,7 +124,9 @@ void LaunchedProcessPipe::checkHash(io::Io& io) const {
   std::uint8_t expected[SecretSize];
   const std::uint8_t* const secret = io.in()->readOrCopy(scratch, SecretSize);
   crypto::digest(crypto::DigestType::Sha256, secret, SecretSize, expected, sizeof expected);
+  // The channel begins behind the secret; nothing that it rewinds may lead back into it.
   io.in()->checkpoint();
+  // The time that this takes tells nothing: the digest stands on the command line for everybody to see.
   if (hash.size() != SecretSize || std::memcmp(hash.data(), expected, sizeof expected) != 0) {
     throw plat::Exception("Bad hash");
   }

@@ -40,6 +40,7 @@ void ProcessMonitor::signalled(int) {
 }
 
 bool ProcessMonitor::timerFired(plat::Timer&) {
+  // Ahead of the check, from which the owner may destroy this object.
   timer.start(RecheckMs);
   check();
   return false;
@@ -57,8 +58,10 @@ void ProcessMonitor::check() {
     if (reaped == Reaped::Running) {
       return;
     }
+    // Kept over what stop() does.
     const int error = errno;
     pid = -1;
+    // Watching ends ahead of the call, which may destroy this object.
     Callback* const owner = callback;
     stop();
     if (reaped == Reaped::Failed) {

@@ -8,6 +8,9 @@
 #include "base/plat/assert.h"
 #include "base/rdr/InStream.h"
 
+// A signal's way: lowLevelHandler() runs in signal context and writes its number into the kicker's pipe; a turn of the
+// loop reads that (fdKicked) and calls the callbacks, which may then do anything.
+
 namespace os {
 
 namespace {
@@ -55,6 +58,7 @@ void SignalHandler::setHandler(int sig, Callback* callback, bool enable) {
   if (enable) {
     PLAT_REQUIRE(!disabled);
     if (!kicker) {
+      // Ahead of the system's handler: a signal that comes at once must find the pipe.
       kicker = std::make_unique<io::FdKicker>(static_cast<io::FdKickerCallback*>(this));
       signalKicker = kicker.get();
     }
@@ -63,6 +67,7 @@ void SignalHandler::setHandler(int sig, Callback* callback, bool enable) {
     return;
   }
   std::erase(handlers, entry);
+  // Out of the round under way as well: who takes a callback out mostly goes on to destroy it.
   std::erase(dispatching, entry);
   if (std::ranges::none_of(handlers, [sig](const Entry& other) { return other.sig == sig; })) {
     setAction(sig, SIG_DFL);
@@ -97,6 +102,7 @@ void SignalHandler::resetSignals(const BlockRecord& record) const noexcept {
 void SignalHandler::fdKicked(io::FdKicker&, rdr::InStream& in) {
   for (;;) {
     const int sig = in.readU8();
+    // Ahead of the callbacks: what leaves one of them must not have the same signal told again.
     in.checkpoint();
     dispatching = handlers;
     while (!dispatching.empty()) {
@@ -110,6 +116,7 @@ void SignalHandler::fdKicked(io::FdKicker&, rdr::InStream& in) {
 }
 
 void SignalHandler::lowLevelHandler(int sig) {
+  // The code that was interrupted may just be about to look at it.
   const int savedErrno = errno;
   if (io::FdKicker* const target = signalKicker) {
     target->kick(static_cast<std::uint8_t>(sig));

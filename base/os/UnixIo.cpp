@@ -28,6 +28,7 @@ sockaddr_un unixAddress(const char* path) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   const std::size_t length = std::strlen(path);
+  // With the terminator it has to fit: a path that is cut would lead to another socket.
   if (length >= sizeof address.sun_path) {
     throw plat::SystemException("UnixIo", ENAMETOOLONG);
   }
@@ -139,6 +140,7 @@ plat::String UnixIo::peerEndpoint() {
 bool UnixIo::canConnect(const char* path, bool datagram) {
   const sockaddr_un address = unixAddress(path);
   const UniqueFd fd = openUnixSocket(datagram);
+  // A listener whose queue is full would have this wait, when that alone is the answer.
   if (!datagram) {
     setBlocking(fd.get(), false);
   }

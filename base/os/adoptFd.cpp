@@ -30,6 +30,7 @@ int addressFamily(int fd) noexcept {
 }  // namespace
 
 std::unique_ptr<io::Io> adoptFd(int fd, int inBufSize) {
+  // First, as it also tells of a number that is not open, before anything takes it for its own.
   setInheritableOrThrow(fd, false, false);
   switch (isStreamSocket(fd) ? addressFamily(fd) : AF_UNSPEC) {
     case AF_INET:

@@ -36,6 +36,7 @@ void awaitChildBetween(pid_t child) {
 /// The end of the child in between, once it has forked or failed to.
 [[noreturn, gnu::no_sanitize_address]] void endChildBetween(pid_t grandchild, int errorFd) noexcept {
   if (grandchild >= 0) {
+    // Not exit(3): its handlers and the buffers of stdio are those of the process that this one is a copy of.
     ::_exit(0);
   }
   if (errorFd >= 0) {

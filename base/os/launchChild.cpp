@@ -12,6 +12,10 @@
 #include "base/os/startError.h"
 #include "base/os/unix/closeFrom.h"
 
+// The order in which a child becomes a program: handlers are taken away while signals are still held back, then signals
+// are let in; numbers that nobody needs are closed, sources are moved out of the way of targets and then copied to
+// them; the rest above goes last, when nothing is copied any more.
+
 namespace os {
 
 namespace {
@@ -20,6 +24,7 @@ namespace {
 void resetAllHandlers() noexcept {
   for (int sig = 1; sig < NSIG; ++sig) {
     struct sigaction action = {};
+    // What is ignored stays so, as exec has it: a launcher may count on that, as for SIGHUP.
     if (::sigaction(sig, nullptr, &action) == 0 && action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN) {
       struct sigaction defaultAction = {};
       defaultAction.sa_handler = SIG_DFL;
@@ -46,6 +51,7 @@ bool duplicate(int from, int to) noexcept {
 // Unchecked by the address sanitizer: exec never gives the marks on this frame back, which the launcher shares.
 [[gnu::no_sanitize_address]] void LaunchChild::becomeProgram() noexcept {
   resetAllHandlers();
+  // SIGPIPE ignored and a lowered limit would be handed on by exec, to a program that never asked for either.
   socketRestoreForExec(true);
   restoreSignals();
   closeUnwanted(false);
@@ -91,6 +97,7 @@ void LaunchChild::closeUnwanted(bool sources) const noexcept {
 void LaunchChild::redirectAll() noexcept {
   moveOutOfTheWay();
   for (const Redirect& redirect : redirects) {
+    // A copy onto itself would change nothing, least of all the mark by which exec closes the number.
     if (redirect.moved != redirect.target) {
       if (!duplicate(redirect.moved, redirect.target)) {
         fail("dup2");
@@ -136,6 +143,7 @@ int LaunchChild::moveUp(int fd, int& above) const noexcept {
   while (isOpen(above)) {
     ++above;
   }
+  // Close-on-exec, as the pipe for errors has to be: that exec closes it tells the launcher of a start that succeeded.
   if (!dup2CloseOnExecNoThrow(fd, above)) {
     fail("dup2");
   }

@@ -38,6 +38,7 @@ plat::String searchInPath(const char* name) {
     if (*element == '~') {
       throw plat::Exception("PATH contains invalid '~' character");
     }
+    // An empty element, by custom the working folder, leads to "/" here.
     plat::String candidate = plat::fileJoin(element, name);
     switch (look(candidate.get())) {
       case Found::Nothing:

@@ -45,14 +45,19 @@ void setuidHelperCheck(char** argv) {
   if (argv[2] == nullptr || argv[3] == nullptr) {
     throw plat::Exception("setuidhelper: missing argument");
   }
+  // What may fail with an exception comes first. From the SELinux context on a failure ends the process: nobody may run
+  // on with half of root's rights.
   const Account account = findAccount(parseUid(argv[2]));
   setEnvironmentOf(account);
   if (::chdir("/") != 0) {
     throw plat::SystemException("chdir(/)", errno);
   }
+  // Both this and the audit login take root's rights, which changeUser() gives away.
   setSelinuxContext(account.name.get());
   setAuditLogin(account.uid);
   changeUser(account);
+  // With the user's own rights, which may be more or less than root's: a home can lie on a file system that root may
+  // not enter.
   if (::chdir(account.home.get()) != 0) {
     // Not every account has a home. Being in "/" already, the program still runs in no folder of its launcher.
   }

@@ -77,6 +77,7 @@ void DString::reserve(int n) noexcept {
 
 DString& DString::append(const char* text, int length) noexcept {
   if (text != nullptr) {
+    // Making room may move the buffer, and with it the text that is to be appended.
     const String copy = owns(text) ? String(text) : String();
     const char* const source = copy.isNull() ? text : copy.get();
     const std::size_t oldLength = this->length();

@@ -26,6 +26,7 @@ void* allocBufferOrDie(std::size_t size) noexcept {
   if (size < PageSize) {
     return allocOrDie(size);
   }
+  // The function demands a size that is a multiple of the alignment.
   void* const result = std::aligned_alloc(PageSize, (size + PageSize - 1) / PageSize * PageSize);
   if (result == nullptr) {
     die();

@@ -37,6 +37,7 @@ void assertFailed(const AssertionFail& failure) noexcept {
   if (failing.test_and_set()) {
     std::abort();
   }
+  // On stderr first, which needs nothing of the rest: the log may be what has failed.
   std::fprintf(stderr, "%s\n", failure.message);
   std::fflush(stderr);
   try {

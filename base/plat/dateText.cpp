@@ -10,6 +10,9 @@
 #include "base/plat/Exception.h"
 #include "base/plat/assert.h"
 
+// Calculates with days from 1601-01-01, where a cycle of 400 years and the ticks both begin. Of the system's calendar
+// only the local zone is used.
+
 namespace plat {
 
 namespace {
@@ -82,6 +85,7 @@ bool readChar(const char*& at, char expected) noexcept {
 
 // The digits behind the point, in ticks; at least one digit.
 bool readFraction(const char*& at, FileTime& ticks) noexcept {
+  // From the eighth digit on it is 0, and digits below a tick count for nothing.
   FileTime unit = TicksPerSecond / 10;
   const char* const begin = at;
   for (; *at >= '0' && *at <= '9'; ++at, unit /= 10) {
@@ -167,6 +171,7 @@ std::tm utcBreakdown(FileTime time) noexcept {
 }
 
 std::tm localBreakdown(FileTime time) {
+  // localtime_r(3), unlike localtime(3), need not look at the zone by itself.
   [[maybe_unused]] static const bool zoneRead = (::tzset(), true);
   std::int64_t seconds = 0;
   std::int64_t microseconds = 0;

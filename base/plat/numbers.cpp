@@ -12,6 +12,7 @@ namespace plat {
 
 namespace {
 
+// A value out of range shows in errno alone, which therefore has to be 0 before; callers are to notice nothing of that.
 class ErrnoKeeper {
 public:
   ErrnoKeeper() noexcept : saved_(errno) { errno = 0; }

@@ -8,6 +8,8 @@
 
 #include "base/plat/Exception.h"
 
+// For what makes new texts see utf8Text.cpp.
+
 namespace plat {
 
 namespace {
@@ -20,6 +22,7 @@ bool isContinuation(unsigned char byte) noexcept {
 
 /// Value and length tell whether the character is allowed; the bytes have been found to fit together.
 bool isAllowed(unsigned codePoint, int length) noexcept {
+  // A longer form than needed is refused: no character has a second spelling, which a check for the first would miss.
   constexpr unsigned lowestOfLength[] = {0, 0, 0x80, 0x800, 0x10000};
   return codePoint >= lowestOfLength[length] && codePoint <= 0x10FFFF &&
          !(codePoint >= 0xD800 && codePoint <= 0xDFFF) && !(codePoint >= 0xFDD0 && codePoint <= 0xFDEF) &&

@@ -77,6 +77,7 @@ String utf8Repair(const char* text, const char* end, int maxChars) noexcept {
     return {text, static_cast<std::size_t>(end - text)};
   }
   static constexpr char replacement[] = "\xEF\xBF\xBD";
+  // Each byte may become the three of U+FFFD.
   Output out(static_cast<std::size_t>(end - text) * 3);
   for (int count = 0; text < end && (maxChars < 0 || count < maxChars); ++count) {
     const char* const character = text;

@@ -10,6 +10,7 @@ BlockLender::BlockLender(BufferedInStream* stream) : stream_(stream) {
 
 BlockLender::~BlockLender() {
   if (stream_) {
+    // The stream first: it must not ask a lender that is going.
     stream_->setObserver(nullptr);
   }
   bufferChanges();
@@ -26,6 +27,7 @@ void BlockLender::remove(const Borrower& borrower) noexcept {
 void BlockLender::bufferChanges() noexcept {
   while (!borrowers_.empty()) {
     Borrower* const borrower = borrowers_.back();
+    // Off the list ahead of the call, from which the borrower may be destroyed, or borrow anew.
     borrowers_.pop_back();
     borrower->giveBack();
   }

@@ -69,6 +69,7 @@ void BufferedInStream::compact() noexcept {
   if (observer) {
     observer->bufferChanges();
   }
+  // From the checkpoint and not from `ptr` on: whatever has been read since may have to be read again.
   std::memmove(start.get(), checkpointPtr, static_cast<std::size_t>(end - checkpointPtr));
   ptr -= distance;
   end -= distance;

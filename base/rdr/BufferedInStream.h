@@ -11,6 +11,8 @@ namespace rdr {
 /// Purpose:   a derived class supplies readBlock() and nothing else. The buffer keeps what lies behind the checkpoint;
 ///            each refill first moves that to its front, unless an observer points into it, and then asks for all the
 ///            free room, one system call a time.
+/// Road:      InStream::check() calls overrun(), for the link mostly out of FramedInStream, for a file out of
+///            fops::FileSender; that calls readBlock() of FdInStream or FileInStream.
 /// Ownership: owns the buffer.
 /// Limit:     a message of which more than the buffer is read without a checkpoint cannot be parsed: plat::Exception
 ///            "InStream overrun: buffer size exceeded".

@@ -14,6 +14,11 @@
 #include "base/plat/hex.h"
 #include "base/rdr/exceptions.h"
 
+// Three places in the buffer, each never ahead of the next: `start`, `sentUpTo`, `ptr`. What lies between the last two
+// is pending. `sentUpTo` moves where the transport takes something, `ptr` where a writer or the frame above has
+// finished something; only overrun() and tryFlush(), which are a writer's own calls, may move the bytes or begin at the
+// front again.
+
 namespace rdr {
 
 namespace {
@@ -90,6 +95,7 @@ bool BufferedOutStream::writeAll(bool needWrite) {
 /// The pages that a long listing has filled stay addressable and cost nothing until they are written to again.
 void BufferedOutStream::releaseSentMemory() noexcept {
   const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  // Whole pages inside of what was sent. The last page stays: a frame that is under construction may begin in it.
   const auto first = (reinterpret_cast<std::uintptr_t>(start.get()) + pageSize - 1) / pageSize * pageSize;
   const auto last = reinterpret_cast<std::uintptr_t>(sentUpTo) / pageSize * pageSize;
   // A failure leaves the pages where they are, which does no harm.
@@ -100,6 +106,8 @@ bool BufferedOutStream::tryFlush(bool needWrite) {
   if (!writeAll(needWrite)) {
     return false;
   }
+  // Begins at the front again while nothing is pending; else the buffer would be used up to its end, and grow, without
+  // need.
   resetBuffer();
   return true;
 }
@@ -155,7 +163,9 @@ int BufferedOutStream::overrun(int itemSize, int nItems) {
   if (itemSize > maxBufSize) {
     throw plat::Exception("BufferedOutStream overrun: buffer size exceeded");
   }
+  // Ahead of any growing: for a transport that keeps up the buffer stays as it is.
   tryFlush(false);
+  // At the ceiling there is nothing left but to wait, which takes a byte or raises: the loop ends.
   while (itemSize > bufSize - nPending()) {
     if (bufSize < maxBufSize) {
       grow();
@@ -176,6 +186,7 @@ int BufferedOutStream::overrun(int itemSize, int nItems) {
 
 void BufferedOutStream::grow() noexcept {
   const int pending = nPending();
+  // In 64 bits: twice a buffer of 1 GiB is beyond an int.
   const int newSize = static_cast<int>(std::min(std::int64_t{bufSize} * 2, std::int64_t{maxBufSize}));
   MallocBytes larger = mallocBytes(static_cast<std::size_t>(newSize));
   std::memcpy(larger.get(), sentUpTo, static_cast<std::size_t>(pending));

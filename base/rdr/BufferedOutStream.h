@@ -10,6 +10,8 @@ namespace rdr {
 /// Purpose:   a derived class supplies writeFromBuffer() and nothing else. When the window is full the stream first
 ///            sends what the transport takes without waiting, then doubles the buffer up to its ceiling, and only at
 ///            the ceiling waits. So writers hardly ever wait: a slow peer costs memory before it costs time.
+/// Road:      FramedOutStream calls overrun() and flush(), io::FdIo writeAll() when there is room again; all of them
+///            end in writeFromBuffer(), for the link that of FdOutStream.
 /// Ownership: owns the buffer. It never shrinks, but once all of a large one has been sent, the memory behind it goes
 ///            back to the system. The destructor sends nothing; a derived class that owes its transport the pending
 ///            bytes sends them in its own.

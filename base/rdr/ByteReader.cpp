@@ -37,6 +37,7 @@ std::pair<std::int32_t, const std::uint8_t*> ByteReader::read(bool throwIfBlock)
       const std::uint8_t* where = buf != nullptr ? buf : in->getPtr();
       return {0, where != nullptr ? where : &nothing};  // null would say "not yet"
     }
+    // One byte is asked for, not the length, which may be more than the window can ever hold: what is there is taken.
     if (in->nUnread() == 0 && !in->check(throwIfBlock, 1)) {
       return {0, nullptr};
     }
@@ -104,12 +105,15 @@ plat::String ByteReader::readStringResumable(ByteReader& reader, InStream& in, s
     auto* const buffer = static_cast<std::uint8_t*>(plat::allocOrDie(std::size_t{length} + 1));
     buffer[length] = 0;
     reader.init(&in, length, buffer, true);
+    // init() takes a buffer that it is given for the caller's. This one goes with the reader, should the rest never
+    // come.
     reader.ownsBuf = true;
   }
   if (reader.read(throwIfBlock).second == nullptr) {
     return {};
   }
   plat::String text = plat::String::adopt(reinterpret_cast<char*>(std::exchange(reader.buf, nullptr)));
+  // The parser may yet block behind the text; it must not come back for the bytes, which have been given away.
   in.checkpoint();
   reader.reset();
   return plat::isValidUtf8(text.get()) ? std::move(text) : plat::utf8Repair(text.get());

@@ -30,6 +30,7 @@ int FdInStream::readBlock(std::uint8_t* dest, int len) {
   if (timedOut_) {
     throw plat::TimedOut();
   }
+  // Reads first and waits afterwards: mostly the bytes are there, and this is the only call.
   while (true) {
     const ssize_t got = read(fd_, dest, static_cast<std::size_t>(len));
     if (got > 0) {

@@ -8,6 +8,7 @@ namespace rdr {
 ///
 /// Purpose:   non-blocking under the event loop; otherwise waits, up to a limit if one is set. Waiting works on a
 ///            descriptor that is itself non-blocking; on another one read(2) waits, and no limit applies.
+/// Road:      BufferedInStream asks readBlock() for bytes when its window is used up; that calls read(2).
 /// Ownership: closes the descriptor only if told to own it.
 /// Failure:   EndOfStream "End of IO stream" when the peer has closed, plat::TimedOut "Timed out",
 ///            plat::SystemException "read".

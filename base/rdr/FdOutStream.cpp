@@ -21,6 +21,7 @@ FdOutStream::Callback::~Callback() = default;
 FdOutStream::FdOutStream(int descriptor, int ceiling) : BufferedLazyOutStream(-1, ceiling), fd_(descriptor) {}
 
 FdOutStream::~FdOutStream() {
+  // The connection that listens destroys this stream at its own end, and must not be called any more.
   callback = nullptr;
   try {
     tryFlush(false);
@@ -70,6 +71,7 @@ int FdOutStream::writeFromBuffer(const std::uint8_t* data, int len, bool needWri
 
 void FdOutStream::waitUntilWritable() {
   if (!waitForFd(fd_, timeout(), false, true)) {
+    // A write that waits takes a byte or raises; nobody may ask for one with failures switched off.
     PLAT_REQUIRE(doesThrowErrors());
     throw plat::TimedOut();
   }

@@ -8,6 +8,7 @@ namespace rdr {
 ///
 /// Purpose:   waiting at first, with a time-out; lazy under the event loop, where the connection that owns the stream
 ///            learns of every write through Callback and sends the rest when there is room.
+/// Road:      BufferedOutStream calls writeFromBuffer(), which calls write(2) and then io::FdIo::writeResult().
 /// Ownership: closes the descriptor only if told to own it. The destructor sends what is taken without waiting.
 /// Failure:   plat::TimedOut "Timed out"; plat::SystemException "write", unless errors are switched off: then they are
 ///            logged at debug level and look like a full descriptor.

@@ -10,6 +10,8 @@ namespace rdr {
 /// Reads a file through a stdio stream, 16800 bytes at a time.
 ///
 /// Not rewindable: the buffer is used again at every refill.
+/// Road:      fops::FileSender refills it by check(); BufferedInStream then calls readBlock(), which calls
+///            plat::fileReadBytes().
 /// Ownership: as told to attach(); a file that was opened here is owned. A file held before is closed by the next.
 /// Failure:   EndOfStream "End of file"; plat::StdlibException "reading from file failed".
 class FileInStream final : public BufferedInStream {

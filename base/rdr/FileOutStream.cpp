@@ -29,6 +29,7 @@ FileOutStream::~FileOutStream() {
 
 void FileOutStream::open(const char* path, int flags) {
   if (file.get() != nullptr) {
+    // What is pending belongs to the file before.
     flush();
   }
   file.open(path, plat::FilePtr::Write, flags);

@@ -3,6 +3,11 @@
 #include "base/rdr/OutStream.h"
 #include "base/rdr/exceptions.h"
 
+// Two positions are kept: `ptr` here, and that of the stream below, which stays where this one last synced. sync()
+// takes it along, updateWindow() takes back what has become of the window; a step below stands between the two. A block
+// below has taken the stream below back to its checkpoint, while the fields here still tell of what has been read
+// since. Only rewind() brings both together again: InStream::check() calls it for overrun(), atEnd() for itself.
+
 namespace rdr {
 
 FramedInStream::FramedInStream(InStream* below) noexcept : underlying_(below) {}
@@ -71,6 +76,7 @@ std::uint32_t FramedInStream::checkpoint() noexcept {
     sync();
     underlying_->checkpoint();
   } catch (const plat::AssertionFail& failure) {
+    // The stream below has been moved by somebody else; from here on every byte would be taken for another.
     plat::assertFailed(failure);
   }
   checkpointOffset = offset();
@@ -138,6 +144,7 @@ bool FramedInStream::startMsg(bool wait) {
   try {
     readHeader(frameSize, lastFrame, true);
   } catch (const BlockException&) {
+    // Half a header has come. The stream below is back at its checkpoint, from where it will be read as a whole.
     if (wait) {
       throw;
     }

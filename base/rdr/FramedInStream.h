@@ -10,6 +10,8 @@ class OutStream;
 ///
 /// Purpose:   its window is a view of the window of the stream below, cut at the end of the frame. Nothing is copied.
 ///            A read past the end of the message raises EndOfMsg.
+/// Road:      io::MsgIpc enters and leaves messages and gives this stream to the reader of each; it reads from the
+///            link's FdInStream.
 /// Ownership: observes the stream below, which nobody else may read from while in a message.
 /// Lifecycle: startMsg() to endMsg(), again and again. checkpoint() and rewind() act only in a message. They act on the
 ///            stream below too, so all bytes behind the checkpoint, headers included, stay in its buffer, and a rewind

@@ -4,6 +4,9 @@
 
 #include "base/rdr/exceptions.h"
 
+// The stream below learns of a frame only when that is closed. Until then its getPtr() is where the gap for the header
+// begins, and everything behind it is free room to it: a send by the event loop in between never takes half a frame.
+
 namespace rdr {
 
 FramedOutStream::FramedOutStream(OutStream* below, int maxPayload, int headerSize)
@@ -93,9 +96,11 @@ void FramedOutStream::endFrame(bool last) {
   }
   inFrame = false;
   const int frameLen = static_cast<int>(ptr - underlying->getPtr()) - hdrSize;
+  // Nothing is left behind by it: the next frame begins at the same gap.
   if (frameLen == 0 && !last) {
     return;
   }
+  // The header is written like any other value, through this stream, and lands in the gap.
   std::uint8_t* const frameEnd = ptr;
   ptr = underlying->getPtr();
   if (room() < hdrSize) {

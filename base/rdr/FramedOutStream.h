@@ -9,6 +9,8 @@ namespace rdr {
 /// Purpose:   between startMsg() and endMsg() it is an ordinary stream. It divides the message into frames, each with
 ///            a small header, built in place in the buffer of the stream below: the window starts behind a gap that
 ///            the header is put into when the frame closes. Nothing is copied.
+/// Road:      io::MsgIpc begins messages and ends them, their writers write; a full window and endMsg() go on to
+///            overrun() and flush() of the stream below, the link's FdOutStream.
 /// Ownership: observes the stream below, which nobody else may write to while a message is open.
 /// Lifecycle: a message left open is left open, also by the destructor. A write outside of a message raises
 ///            FrameException "FramedOutStream::endFrame: not in frame".

@@ -6,6 +6,8 @@
 #include "base/plat/Exception.h"
 #include "base/rdr/exceptions.h"
 
+// For texts see InStreamText.cpp.
+
 namespace rdr {
 
 InStream::~InStream() = default;
@@ -39,6 +41,7 @@ bool InStream::atEnd() {
 
 bool InStream::check(bool throwIfBlock, int itemSize) {
   if (!rewindable_) {
+    // Nobody comes back, so that whatever has been read may make room.
     checkpoint();
   }
   bool available = false;
@@ -49,6 +52,7 @@ bool InStream::check(bool throwIfBlock, int itemSize) {
   }
   if (available) {
     if (ptr == end) {
+      // The bytes since the checkpoint fill the whole buffer: waiting for more would never end.
       throw plat::Exception("InStream overrun: buffer size exceeded");
     }
     return true;
@@ -93,6 +97,8 @@ const std::uint8_t* InStream::getItemsOrCopy(void* buf, int itemSize, int* nItem
 
 const std::uint8_t* InStream::readOrCopy(void* scratch, int n) {
   if (nUnread() < n) {
+    // Asked for as a whole first, by which a buffer mostly gives them in place; what remains to be copied is what lies
+    // across the end of a frame, or is larger than the buffer.
     check(true, n);
   }
   if (nUnread() >= n) {

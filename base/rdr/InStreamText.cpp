@@ -111,6 +111,7 @@ plat::String InStream::readShortString(bool fixUtf8) {
 
 plat::String InStream::readString(std::uint32_t maxLength, bool fixUtf8) {
   const std::uint32_t len = readU32();
+  // Ahead of the allocation: the length is the sender's word.
   if (len > maxLength) {
     throw StringTooLongException();
   }
@@ -121,6 +122,7 @@ bool InStream::readLine(plat::DString& dest, std::uint32_t maxLength, bool* sawN
   if (sawNul != nullptr) {
     *sawNul = false;
   }
+  // A limit in any case: a stream without line feeds must not fill the memory.
   LineBuffer line(dest, std::min(maxLength == 0 ? defaultMaxLine : maxLength, maxTextLength - 1));
   try {
     while (!line.tooLong()) {

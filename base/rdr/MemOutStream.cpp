@@ -48,6 +48,7 @@ int MemOutStream::overrun(int itemSize, int nItems) {
   if (used + itemSize > limit) {
     throw OutStreamFull();
   }
+  // Twice the capacity at least, so that many small writes do not copy the contents each time.
   const std::int64_t wanted = used + std::int64_t{itemSize} * nItems;
   const std::int64_t newCapacity = std::max(wanted, std::int64_t{capacity} * 2);
   reallocate(static_cast<int>(std::min(newCapacity, limit)));

@@ -9,6 +9,8 @@ namespace rdr {
 ///
 /// Purpose:   a state parses one piece of input. It answers true to go on, with the state it has set(), and false if it
 ///            is to be called again when more data has come; a BlockException out of it means the same.
+/// Road:      twice on the way of a request: io::MsgIpc finds a message's reader with one, fops::FopsProto its handler
+///            with another.
 /// Ownership: a member of `Owner`, on whose thread it runs. A null state stands for none.
 template <class Owner>
 class StateMachine {

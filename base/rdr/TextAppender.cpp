@@ -78,6 +78,7 @@ void TextAppender::appendFormat(const char* format, ...) {
 int TextAppender::tryFormat(int size, const char* format, std::va_list args) {
   ensureRoom(size + 1);
   const auto room = out->getEnd() - out->getPtr();
+  // One print uses a list of arguments up.
   std::va_list copy;
   va_copy(copy, args);
   const int printed =

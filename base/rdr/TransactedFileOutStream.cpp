@@ -19,6 +19,7 @@ TransactedFileOutStream::TransactedFileOutStream(const char* path, int flags)
     tempPath = nullptr;
     return;
   }
+  // Ahead of the first byte: what nobody else may read in the target shall be hidden in the temporary file as well.
   copyPermissions((flags & plat::FilePtr::Private) != 0);
   attach(tempFile.get(), false);
 }
@@ -52,6 +53,7 @@ void TransactedFileOutStream::commit() {
   if (tempFile.get() == nullptr) {
     return;
   }
+  // A file system may tell of a full disk as late as at closing. The target is given up only behind that.
   tempFile.flushFile();
   tempFile.close();
   plat::fileRename(tempPath.get(), finalPath.get());

@@ -44,6 +44,7 @@ bool waitForFd(int fd, int timeoutMs, bool forRead, bool forWrite) {
     if (error != EINTR) {
       throw plat::SystemException("select", error);
     }
+    // A signal must not begin the wait anew: a process that gets them often would never time out.
     if (timeoutMs > 0) {
       timeoutMs = std::min(plat::msUntil(deadline, plat::getMonoTime()), timeoutMs);
     }

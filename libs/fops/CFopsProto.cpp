@@ -20,6 +20,7 @@ constexpr std::uint32_t MaxReplyText = 3 * (FopsProto::MaxPathLength + 1 + MaxEn
 
 }  // namespace
 
+// Without "ServerInit", which alone may come ahead of a session, and without the data messages, which both ends share.
 const CFopsProto::Reply CFopsProto::replies[] = {
     {"GetRootResult", &CFopsProto::handleGetRootResult},
     {"DirScanResult", &CFopsProto::handleDirScanResult},
@@ -87,6 +88,7 @@ plat::String CFopsProto::readVersion3Text() {
 bool CFopsProto::handleChunk() {
   if (chunkReader.len() == 0) {
     const std::int32_t length = readChunkHeader();
+    // Length 0 goes this way as well: there is nothing to gather, and the reader of chunks takes 0 for idle.
     if (length == 0 || client().takesPieces(chunkId, static_cast<std::uint64_t>(chunkOffset), length)) {
       chunkLeft = length;
       return setHandler(&CFopsProto::handleChunkPieces);
@@ -131,6 +133,7 @@ bool CFopsProto::handleServerInit() {
   if (init.version < MinVersion || init.version > offeredVersion) {
     throw plat::ProtocolError(plat::Formatted, "Invalid fops server version: %d", init.version);
   }
+  // Ahead of the call, from which the first requests are sent, in the form of this version.
   FopsProto::version = init.version;
   client().serverInit(init);
   return setState(nullptr);
@@ -145,6 +148,8 @@ bool CFopsProto::handleGetRootResult() {
 
 bool CFopsProto::handleDirScanResult() {
   readDirEntries(list, *in, listCursor);
+  // A state of its own: were the status read here, a block in it would lead back into the list, which is complete and
+  // would be begun anew from the middle of the message.
   return setHandler(&CFopsProto::handleDirScanStatus);
 }
 
@@ -159,6 +164,7 @@ bool CFopsProto::handleDirScanStatus() {
 
 bool CFopsProto::handleReqEntriesResult() {
   readDirEntries(list, *in, listCursor);
+  // Apart for the same reason as that of a listing.
   return setHandler(&CFopsProto::handleReqEntriesStatus);
 }
 

@@ -49,6 +49,7 @@ std::uint16_t unixMode(const DirEntry& entry) noexcept {
       return static_cast<std::uint16_t>(value[0] << 8 | value[1]);
     }
   }
+  // The entry of a system that knows no such modes.
   const unsigned readable = entry.flags & Directory ? 0555 : 0444;
   const unsigned writable = entry.flags & ReadOnly ? 0 : 0200;
   return static_cast<std::uint16_t>(readable | writable);

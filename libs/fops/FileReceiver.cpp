@@ -12,6 +12,9 @@
 #include "libs/fops/FileWriter.h"
 #include "libs/fops/TransferObserver.h"
 
+// A call to the peer may come back in here before it returns, and add or remove files; the list then moves. Behind such
+// a call nothing is used that points into the list: ids are copied first, and the file is looked up again.
+
 namespace fops {
 
 namespace {
@@ -45,12 +48,14 @@ bool FileReceiver::remove(TransferId id) {
 }
 
 void FileReceiver::done(TransferId id, int status, const plat::Exception& error) {
+  // Gone before the observer hears of it, which may begin the next transfer from there, even under the same id.
   if (remove(id) && observer_) {
     observer_->transferDone(id, status, error);
   }
 }
 
 void FileReceiver::add(TransferId id, std::unique_ptr<FileWriter> writer) {
+  // As the peer says it, and without harm: it is compared and never allocated.
   const auto size = static_cast<std::uint64_t>(writer->entry().size);
   vlog.info("New id=%s %s %lld bytes", TransferIdText(id).get(), writer->displayPath(), static_cast<long long>(size));
   const auto i = find(id);
@@ -121,9 +126,12 @@ bool FileReceiver::accepts(TransferId id, std::uint64_t chunkPosition, std::int3
 void FileReceiver::takeChunk(ReceiveFile& file, std::uint64_t chunkPosition, std::int32_t length,
                              const std::uint8_t* data) {
   const TransferId id = file.id;
+  // In order and within the announced size: nobody can make a file larger than it was said to be, or leave a hole in
+  // it.
   if (!fits(file, chunkPosition, length)) {
     throw plat::ProtocolError("Fops write bad position/size");
   }
+  // Ahead of any further request: when the disk is full, no more comes than what is under way.
   file.writer->getOutStream().writeBytes(data, length);
   const std::uint64_t position = file.position += static_cast<std::uint64_t>(length);
   const bool ended = position == file.size;

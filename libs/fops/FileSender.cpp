@@ -11,6 +11,9 @@
 #include "libs/fops/DataReceiver.h"
 #include "libs/fops/TransferObserver.h"
 
+// A call to the peer may come back in here before it returns, and add or remove files; the list then moves. Behind such
+// a call nothing is used that points into the list: the file is looked up again by its id.
+
 namespace fops {
 
 namespace {
@@ -92,17 +95,20 @@ void FileSender::send(std::size_t index, std::uint64_t request) {
     vlog.verbose("DataReq id=%s %lld (%lld%%)", TransferIdText(id).get(), static_cast<long long>(request),
                  static_cast<long long>(file->size ? request * 100 / file->size : 0));
   }
+  // Credit only grows. A request that grants nothing, or more than there is, comes from a peer that has lost count.
   if (file->position >= request || request > file->size) {
     throw plat::ProtocolError("Fops request bad position");
   }
   for (; file && file->position < request; file = findAgain(index, id)) {
     rdr::InStream& stream = *file->stream;
     if (stream.nUnread() == 0) {
+      // A file that has become shorter ends here, with EndOfStream, and the peer gets a cancel in place of the bytes.
       stream.check(true);
     }
     const std::uint8_t* data = stream.getPtr();
     const std::uint64_t length =
         std::min({static_cast<std::uint64_t>(stream.nUnread()), request - file->position, MaxChunk});
+    // Consumed ahead of the call as well: from within it the stream may be read on, or be gone.
     stream.setPtr(data + length);
     // Counted before the call, so that a receiver that asks for more from inside it gets what follows.
     const std::uint64_t position = file->position;

@@ -21,6 +21,8 @@ class TransferObserver;
 /// The sending end of file transfers: reads open files forward and passes their bytes on, as far as the receiving end
 /// has asked for them. Knows single files only.
 ///
+/// Road:      FopsProto calls dataReq() for the peer; it reads the file by rdr::FileInStream and gives each chunk to
+///            FopsProto::dataChunk().
 /// Ownership: a member of LocalFileServer (or of a client); owns the streams, observes the peer and the observer, which
 ///            must outlive it.
 /// Thread:    the loop's, which it blocks while it reads.

@@ -8,6 +8,10 @@
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"
 
+// Each handler reads all of its payload before it acts. Where bytes are missing the read leaves with BlockException,
+// and the handler runs again from the checkpoint: whatever it had done before would be done twice. Chunk data alone is
+// kept across blocks, by chunkReader.
+
 namespace fops {
 
 namespace {
@@ -22,6 +26,7 @@ FopsProto::FopsProto(Writer& messageWriter, Callback& owner) : writer(&messageWr
 FopsProto::~FopsProto() = default;
 
 bool FopsProto::runStates(rdr::StateMachine<FopsProto>& machine, StateFn first, rdr::InStream& input) {
+  // Set each time: the states find the message here, and it need not be the stream of the last call.
   in = &input;
   if (!machine.get()) {
     machine.set(first);
@@ -179,6 +184,7 @@ std::int32_t FopsProto::readChunkHeader() {
   chunkId = readId();
   chunkOffset = static_cast<std::int64_t>(in->readU64());
   const auto length = static_cast<std::int32_t>(in->readU32());
+  // Ahead of the buffer that a chunk may be gathered in: a length that the peer made up must not become an allocation.
   if (length < 0 || length >= maxChunkSize.getValueInt()) {
     throw plat::ProtocolError("Fops chunk too large");
   }
@@ -204,6 +210,7 @@ bool FopsProto::gatherChunk() {
   try {
     callback->getDataReceiver().dataChunk(chunkId, static_cast<std::uint64_t>(chunkOffset), length, data);
   } catch (...) {
+    // Here too: the buffer of a chunk may be as large as a chunk is allowed to be.
     finishChunk();
     throw;
   }

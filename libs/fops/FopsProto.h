@@ -30,6 +30,8 @@ namespace fops {
 /// local FileSender the remote receiver; each DataSender or DataReceiver operation writes one message. Which messages
 /// there are besides, and when a session exists, is up to SFopsProto (the server's end) and CFopsProto (the client's).
 ///
+/// Road:      SFopsProto::run() has the states run here; data messages go on to FileSender and FileReceiver, whose own
+///            calls come back as messages and go to the Writer.
 /// Ownership: the base of an object that belongs to the session; the writer and the callback, which it observes, must
 ///            outlive it.
 /// Thread:    the loop's thread only. No operation waits for the peer.

@@ -28,6 +28,7 @@ OsAttr::OsAttr(OsAttr&& other) noexcept
       valueLength_(std::exchange(other.valueLength_, 0)),
       large_(std::move(other.large_)) {
   std::memcpy(small_, other.small_, sizeof small_);
+  // So that the name of what was moved from reads as empty, which its length says it is.
   other.small_[0] = 0;
 }
 

@@ -38,6 +38,8 @@ const char* nameOrNull(const DirEntry& entry) {
 
 }  // namespace
 
+// Without "ClientInit", which alone may come when there is no session, and without the data messages, which both ends
+// share.
 const SFopsProto::Request SFopsProto::requests[] = {
     {"ClientClose", &SFopsProto::handleClientClose},
     {"GetRoot", &SFopsProto::handleGetRoot},
@@ -57,6 +59,7 @@ SFopsProto::SFopsProto(Writer& messageWriter, Callback& fileServer) : FopsProto(
 SFopsProto::~SFopsProto() = default;
 
 SFopsProto::Callback& SFopsProto::server() {
+  // The base knows it by its own interface; what the constructor was given is this one.
   return static_cast<Callback&>(*callback);
 }
 
@@ -120,10 +123,14 @@ bool SFopsProto::handleClientInit() {
   if (clientVersion < MinVersion) {
     throw plat::ProtocolError(plat::Formatted, "Invalid fops client version: %d", clientVersion);
   }
+  // A newer client is answered with the highest version known here, and may take it or leave.
   version = std::min(clientVersion, MaxVersion);
   log.info("Session started, fops version %d client version %d", version, clientVersion);
+  // The launcher hears of the session ahead of the peer's first reply.
   server().sessionChanged(true);
   try {
+    // A home folder that cannot be told leaves this message half written. The session stands all the same, but its
+    // output is off from there on (see FopsProto::startMsg).
     writeServerInit();
   } catch (const plat::Exception& e) {
     log.debug("Write error: %s", plat::ExceptionText(e).get());
@@ -145,6 +152,7 @@ void SFopsProto::writeServerInit() {
 bool SFopsProto::handleClientClose() {
   log.info("File transfer session has ended");
   server().sessionChanged(false);
+  // Transfers are left as they are, but a message for one that comes without a new session ends the link.
   version = 0;
   return setState(nullptr);
 }
@@ -207,6 +215,8 @@ bool SFopsProto::handleRenameFileOrFolder() {
 bool SFopsProto::handleUploadFile() {
   const TransferId id = readId();
   DirEntry file;
+  // Not within the refusal below: a name inside an entry that no path could hold ends the link, where a bad destination
+  // is refused in the reply.
   readDirEntry(file, *in, false);
   if (version == 3) {
     readPath();  // of no use to anybody
@@ -271,6 +281,7 @@ bool SFopsProto::handleReqEntries() {
 
 void SFopsProto::uploadFolderResult(TransferId id, const char* path, const char* clientData, const DirEntry& folder,
                                     const plat::Exception& error) {
+  // The texts of the line take memory, and are not made for one that is suppressed.
   if (log.enabled(plat::LogDebug)) {
     log.debug("Upload dir result id=%s %s: %s", TransferIdText(id).get(), path, StatusText(error).get());
   }

@@ -13,6 +13,8 @@ struct DirEntry;
 /// The server's end of the session protocol: reads requests, checks the paths in them and calls the file service; turns
 /// the service's results into replies. It owns no file logic.
 ///
+/// Road:      SFopsMgrViaIpc calls run() with each message; requests go to LocalFileServer and LocalDirActions, which
+///            call the result operations here before they return.
 /// Ownership: a member of LocalFileServer, which implements the callback; observes that and the writer.
 /// Thread:    the loop's thread only.
 /// Lifecycle: no session at first. "ClientInit" starts one and renegotiates a running one, "ClientClose" ends it.

@@ -97,6 +97,7 @@ void readDirEntry(DirEntry& entry, rdr::InStream& in, bool allowEmptyName) {
   for (int left = in.readU8(); left > 0; --left) {
     readOsAttr(entry.osAttrs, in);
   }
+  // Checked last, when the whole record has been read: what is behind it in the stream is in its place either way.
   if (allowEmptyName && entry.name.empty()) {
     entry.name = nullptr;
   } else {
@@ -111,9 +112,11 @@ void readDirEntries(std::vector<DirEntry>& list, rdr::InStream& in, std::int32_t
     PLAT_REQUIRE_AS(count >= 0 && count < maxDirEntries, "count >= 0 && count < maxDirEntries", RecordSource, __LINE__);
     in.checkpoint();
     list.clear();
+    // Made at once by the peer's word, which is why the count has a bound; the entries then come in their own time.
     list.resize(static_cast<std::size_t>(count));
     cursor = 0;
   }
+  // Each is read aside: a record that is cut off by a block leaves nothing half read in the list.
   DirEntry scratch;
   while (static_cast<std::size_t>(cursor) < list.size()) {
     readDirEntry(scratch, in, false);

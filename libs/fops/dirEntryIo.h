@@ -15,6 +15,8 @@ struct DirEntry;
 // The wire form of an entry, all integers big-endian: name (u32 length, bytes), size, createTime, accessTime,
 // modifyTime (64 bits each), flags (u32), attribute count (u8), and for each attribute name (u8 length, bytes) and
 // value (u16 length, bytes). A list is a u32 count and the entries.
+// Road: SFopsProto writes lists and entries into its replies with these, and reads the entries of uploads; CFopsProto
+// does the reverse.
 
 /// Longest name that readDirEntry takes, in bytes.
 inline constexpr std::uint32_t MaxEntryNameLength = 1024;

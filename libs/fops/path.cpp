@@ -15,6 +15,7 @@ void checkName(const char* name, bool refuseBackslash) {
   if (!plat::isValidUtf8(name)) {
     throw BadPath("Invalid path: bad UTF-8");
   }
+  // Not for what was cut at its slashes, but for names that come by themselves: of entries, and of new folders.
   if (std::strchr(name, '/')) {
     throw BadPath("Invalid path: element contains /");
   }
@@ -49,6 +50,7 @@ void checkPathElement(const char* element, unsigned flags) {
 
 void checkPath(const char* path) {
   checkRelative(path);
+  // A copy, since the elements are cut in place.
   plat::String scratch(path);
   for (char* cursor = scratch.data(); cursor;) {
     checkPathElement(plat::strToken(cursor, '/', false), 0);

@@ -5,6 +5,8 @@
 
 // Client paths: relative, separated by "/", UTF-8, no leading slash; the empty path is the top of the exported tree.
 // The checks here are the whole defence of that tree and purely lexical: links are never looked at.
+// Road: SFopsProto calls the checks with what it has read, ahead of LocalDirActions and LocalFileServer, which rely on
+// them.
 
 namespace fops {
 

@@ -27,6 +27,7 @@ bool openConfigFile(rdr::FileInStream& in, const char* path) {
   try {
     in.open(path);
   } catch (const plat::SystemException& failure) {
+    // A setting that nobody ever made is no failure; one that is there and cannot be read must not pass for it.
     if (failure.err != ENOENT && failure.err != ENOTDIR) {
       throw;
     }

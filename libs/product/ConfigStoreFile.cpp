@@ -107,6 +107,7 @@ void ConfigStoreFile::load(int priority, plat::Configuration* configuration) {
 
 void ConfigStoreFile::save(plat::Configuration* configuration, const plat::Configuration& baseline) {
   plat::Configuration& source = orGlobal(configuration);
+  // What the file holds and this program does not know stays in it.
   plat::ParameterMap values = readUpToDate(userFile_.get(), source);
   bool any = false;
   for (plat::Configuration::Iterator parameters(source, true); const auto* parameter = parameters.next();) {

@@ -33,6 +33,7 @@ plat::String makeVersionLine() {
   plat::DString line;
   line.appendFormat("%s %s %s (%s)", os::AppInfo::getDisplayName().get(), productInfo().productVersion.get(), Processor,
                     __DATE__);
+  // The compiler's date has a blank in place of the first digit of a day below 10.
   line.replaceAll("  ", " ");
   return line.takeString();
 }

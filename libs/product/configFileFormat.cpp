@@ -40,6 +40,7 @@ char* decodeEscape(char escaped, char* out) noexcept {
 
 /// Trims and decodes a line in place.
 void decodeLine(char* line) noexcept {
+  // In place: what an escape stands for is never longer than the escape.
   const char* in = line + std::strspn(line, Whitespace);
   char* out = line;
   char* end = line;  // behind the last character that trimming leaves

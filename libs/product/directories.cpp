@@ -22,6 +22,7 @@ plat::String profileDirectory(const char* variable, const plat::String& user, co
   if (!name || !*name) {
     return fallback;
   }
+  // A name with a slash would lead out of the folder of profiles.
   return plat::String::format("%s/profiles/%s", user.get(), plat::fileSanitiseName(name, '-').get());
 }
 

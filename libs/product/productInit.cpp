@@ -60,13 +60,17 @@ void setLocaleDirs() {
 void productInit(const char* argv0, const char* appName, const char* displayKey, const char* defaultLog,
                  bool enableFileLog, bool loadConfig) {
   setAppInfo(argv0, appName, displayKey);
+  // Without folders yet, so that the system's locale is in force, and `Locale` is listened to, before anything can
+  // fail.
   loc::Localize::instance().setSearchDirs({});
   const String programPath = findProgramPath();
   if (!appName) {
     os::AppInfo::setApp(fileBaseName(programPath.get(), ".exe").get());
   }
+  // Ahead of all that is worked out from HOME.
   fixHome();
   qzutil::setDirectories(os::AppInfo::app(), fileDirName(programPath.get()).get());
+  // For texts with a "$" in settings, such as that of LogDir, and for programs that are launched from here.
   setenv("KEL_PROFILE_DIR", qzutil::directories().profile.get(), 1);
   qzutil::createUserDirectories();
   setLocaleDirs();
@@ -77,6 +81,7 @@ void productInit(const char* argv0, const char* appName, const char* displayKey,
   if (loadConfig) {
     qzutil::ConfigStoreFile().loadAll(true, nullptr);
   }
+  // Behind the configuration, which may say where the file lies.
   if (enableFileLog) {
     LogDestFileMgr::instance().setEnabled(true);
   }

@@ -75,6 +75,7 @@ void setDisplayKey(const char* key) {
 
 void setDisplayName(const char* name) {
   names().displayName = name;
+  // A key would go before the name.
   names().displayKey = nullptr;
 }
 

@@ -42,6 +42,7 @@ int growSocketBuffer(int fd, int size, int option, const char* label) {
     if (errno != ENOBUFS && errno != ENOMEM) {
       throw plat::SystemExceptionFmt("setsockopt(%s)", errno, label);
     }
+    // The system may have less to spare than what was asked for, but mostly more than there is now.
     size = size / 5 * 4;
     if (size <= present) {
       return present;
@@ -66,6 +67,7 @@ void applyDscp(int fd) {
   if (dscpValue <= 0) {
     return;
   }
+  // By the family: each has an option of its own for the class, and other sockets have none.
   sockaddr_storage address = {};
   socklen_t length = sizeof address;
   if (::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {

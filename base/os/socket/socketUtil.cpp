@@ -33,6 +33,7 @@ bool fileLimitRead = false;
 std::atomic<bool> haveCloexecFlags = true;
 std::atomic<bool> haveDupCloexec = true;
 
+// A peer that has gone is an error of the write that finds it so, not the end of the process.
 void ignoreSigPipe() noexcept {
   struct sigaction action = {};
   if (::sigaction(SIGPIPE, nullptr, &action) == 0 && (action.sa_flags & SA_SIGINFO) == 0 &&
@@ -48,6 +49,7 @@ void limitDescriptors() {
   }
   fileLimitRead = true;
   if (savedFileLimit.rlim_cur > FD_SETSIZE) {
+    // The soft limit alone: what is taken off the hard one could not be given back to a program that is executed later.
     const rlimit lower = {FD_SETSIZE, savedFileLimit.rlim_max};
     if (::setrlimit(RLIMIT_NOFILE, &lower) != 0) {
       socketLog.error("%s", plat::SystemException("setrlimit(RLIMIT_NOFILE)", errno).message);
@@ -274,6 +276,8 @@ int connectNew(const sockaddr* addr, socklen_t addrLength, int type, bool blocki
 int acceptSocket(int listenFd) {
   int fd;
   while ((fd = acceptOnce(listenFd)) < 0) {
+    // A connection may be gone by the time that it is taken, and EPERM is a packet filter's refusal: the socket that
+    // listens is sound.
     switch (errno) {
       case EINTR:
         continue;

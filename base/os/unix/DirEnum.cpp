@@ -23,6 +23,7 @@ bool isDotOrDotDot(const char* name) noexcept {
 DirEnum::DirEnum(const char* path, bool followLink) {
   const std::size_t dirLen = path != nullptr ? std::strlen(path) : 0;
   PLAT_REQUIRE_AS(dirLen > 0, "dirLen > 0", "base/os/unix/DirEnum", __LINE__);
+  // So that no element makes it grow.
   buffer.reserve(dirLen + 1 + NAME_MAX);
   buffer.assign(path, dirLen);
   if (buffer.back() != '/') {
@@ -43,6 +44,7 @@ DirEnum::~DirEnum() {
 
 const char* DirEnum::next() {
   do {
+    // The end and a failure are the same null from readdir(3); errno alone tells them apart.
     errno = 0;
     entry = ::readdir(dir);
   } while (entry != nullptr && isDotOrDotDot(entry->d_name));

@@ -12,6 +12,8 @@ namespace os {
 /// Lists one folder, an element at a time, in the order of the file system and without "." and "..". Not a walk: it
 /// does not look into what it finds (see treeWalk.h).
 ///
+/// Road:      fops::scanDir() steps through a folder with it, and walkTree() through each folder of a tree; it calls
+///            open(2) and readdir(3).
 /// Ownership: a local of whoever lists; holds one descriptor until it is destroyed.
 /// Thread:    any one.
 class DirEnum : plat::NonCopyable {

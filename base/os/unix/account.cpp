@@ -27,6 +27,7 @@ Account findAccount(uid_t uid) {
   std::vector<char> buffer(FirstBuffer);
   int err = 0;
   while ((err = ::getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found)) != 0) {
+    // Nothing tells beforehand how long an entry is.
     if (err == ERANGE && buffer.size() < LargestBuffer) {
       buffer.resize(buffer.size() * 2);
     } else if (err != EINTR) {

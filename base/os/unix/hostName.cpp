@@ -7,6 +7,7 @@
 namespace os {
 
 plat::String hostNameShort() {
+  // The last byte is never given away: a name that is too long comes without a terminator.
   char name[257] = {};
   if (::gethostname(name, sizeof name - 1) != 0) {
     return "";

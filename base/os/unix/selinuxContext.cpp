@@ -88,6 +88,7 @@ plat::String findContext(const Selinux& selinux, const char* user) {
   char* seUserText = nullptr;
   char* levelText = nullptr;
   const int result = selinux.getseuserbyname(user, &seUserText, &levelText);
+  // Both come from malloc and belong to the caller.
   const plat::String seUser = plat::String::adopt(seUserText);
   const plat::String levelOfAccount = plat::String::adopt(levelText);
   if (result != 0 || seUser.isNull()) {

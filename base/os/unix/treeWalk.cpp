@@ -30,6 +30,7 @@ void guarded(std::exception_ptr& failure, Step step) {
   }
 }
 
+// The folder is closed again before anything in it is entered, so one descriptor is enough for any depth.
 Level readFolder(const std::string& path, TreeVisitor& visitor, bool followLink) {
   Level level{path.size(), {}, nullptr};
   visitor.enterFolder(path.c_str());

@@ -60,6 +60,7 @@ ConfigParameter::ConfigParameter(const ConfigParameter& other, Configuration& ta
 }
 
 ConfigParameter::~ConfigParameter() {
+  // Null if that went first.
   if (configuration_ != nullptr) {
     configuration_->remove(*this);
   }
@@ -129,6 +130,7 @@ void ConfigParameter::assignFrom(const ConfigParameter& other) {
   if (this == &other) {
     return;
   }
+  // By their texts, since `other` may be of another type.
   const std::map<int, String> theirs = other.getAllValues();
   for (const auto& [priority, value] : getAllValues()) {
     if (theirs.count(priority) == 0) {

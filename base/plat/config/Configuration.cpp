@@ -14,6 +14,10 @@
 #include "base/plat/config/StringParameter.h"
 #include "base/plat/log/LogSrc.h"
 
+// The registry itself. Its further operations lie where they need more: comparing and copying in configCompare.cpp,
+// stored names in configRename.cpp, and above the texts, in base/plat/usage, command lines (configArgs.cpp) and help
+// (configHelp.cpp).
+
 namespace plat {
 
 namespace {
@@ -69,6 +73,7 @@ ConfigParameter* Configuration::Iterator::next() {
 }
 
 Configuration& Configuration::global() {
+  // Made at the first use, since static parameters of any file register here before main.
   static NeverDestroyed<Configuration> configuration("Global", "plat_configuration_global_params");
   return *configuration;
 }
@@ -81,6 +86,7 @@ Configuration::Configuration(const Configuration& other)
 }
 
 Configuration::~Configuration() {
+  // What belongs to somebody else lives on, registered nowhere.
   deleteOwned();
   for (ConfigParameter* parameter = params_; parameter != nullptr; parameter = parameter->next_) {
     parameter->configuration_ = nullptr;
@@ -88,6 +94,7 @@ Configuration::~Configuration() {
 }
 
 void Configuration::add(ConfigParameter& parameter) noexcept {
+  // At the front: of two with one name the later one is found.
   parameter.next_ = params_;
   params_ = &parameter;
 }
@@ -174,6 +181,8 @@ bool Configuration::setAlias(ParameterAlias& alias, const char* name, const char
   }
   bool any = false;
   for (const auto& [target, targetValue] : targets) {
+    // Every target, also behind one that took its value. By set(), so that an alias may lead to another; one that led
+    // to itself would never end.
     any = set(target.c_str(), targetValue.get(), priority) || any;
   }
   return any;
@@ -192,6 +201,7 @@ ConfigParameter& Configuration::own(std::unique_ptr<ConfigParameter> parameter) 
 }
 
 void Configuration::deleteOwned() {
+  // One by one, for a vector that is cleared does not say in which order.
   for (auto& parameter : owned_) {
     parameter.reset();
   }

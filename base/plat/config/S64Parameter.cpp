@@ -43,6 +43,7 @@ String normalised(const char* text) {
   if (!tryHexToBuf(text, bytes) || bytes.size() != 8) {
     return nullptr;
   }
+  // As the bytes lie in memory: the form in which older stores hold it.
   std::memcpy(&value, bytes.data(), sizeof value);
   return storedForm(value);
 }

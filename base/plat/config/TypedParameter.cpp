@@ -24,6 +24,7 @@ bool TypedParameter<T>::setValue(T value, int priority) {
     return false;
   }
   const auto found = values_.find(priority);
+  // Neither a log line nor a callback for what changes nothing.
   if (found != values_.end() && found->second == value) {
     return true;
   }
@@ -82,6 +83,7 @@ std::map<int, String> TypedParameter<T>::getAllValues() const {
   return texts;
 }
 
+// All the types that there are, so that the definitions can stay in this file.
 template class TypedParameter<bool>;
 template class TypedParameter<int>;
 template class TypedParameter<String>;

@@ -72,6 +72,7 @@ void FilePtr::open(const char* path, int mode, int flags) {
 }
 
 void FilePtr::attach(std::FILE* file, bool own) {
+  // The new one stands before the old one is closed, whatever comes of that.
   std::FILE* old = std::exchange(file_, file);
   const bool ownedOld = std::exchange(own_, own);
   if (old != nullptr && ownedOld && std::fclose(old) != 0) {

@@ -114,6 +114,7 @@ int fileOpenFdNoThrow(const char* path, int flags, mode_t permission) noexcept {
 }
 
 std::FILE* fileOpenStream(const char* path, int flags, const char* mode, mode_t permission) noexcept {
+  // It closes without touching errno, which then tells what fdopen(3) has to say.
   os::UniqueFd fd(fileOpenFdNoThrow(path, flags, permission));
   std::FILE* const stream = fd ? ::fdopen(fd.get(), mode) : nullptr;
   if (stream != nullptr) {
@@ -183,6 +184,7 @@ bool fileSeekNoThrow(std::FILE* stream, std::int64_t offset, int origin) noexcep
 bool fileLock(std::FILE* stream, bool wait) {
   struct flock lock = wholeFile(F_WRLCK);
   while (::fcntl(::fileno(stream), wait ? F_SETLKW : F_SETLK, &lock) != 0) {
+    // POSIX leaves it to the system which of the two says that another process has the lock.
     if (errno == EAGAIN || errno == EACCES) {
       return false;
     }

@@ -32,6 +32,7 @@ std::string readTarget(const char* reported, const char* link) {
   if (length < 0) {
     failRealPath(reported, errno);
   }
+  // readlink(2) cuts off without a word: a buffer that is full may hold half a target.
   if (static_cast<std::size_t>(length) >= sizeof target) {
     failRealPath(reported, EIO);
   }
@@ -53,6 +54,7 @@ bool followFirstLink(const char* reported, std::string& path) {
       failRealPath(reported, errno);
     }
     if (S_ISLNK(info.st_mode)) {
+      // The caller goes over the result from its front again, since the target may lead through links as well.
       const std::string target = readTarget(reported, prefix.c_str());
       path = (target.starts_with('/') ? target : path.substr(0, begin) + target) + "/" + path.substr(end);
       return true;

@@ -46,6 +46,7 @@ std::string normalise(std::string_view path) {
     if (element != ".." || staysParent) {
       appendElement(out, element);
     } else {
+      // At the top of an absolute path there is nothing to take off: "/.." is "/".
       const std::size_t slash = out.rfind('/');
       out.resize(slash == std::string::npos ? 0 : slash == 0 && absolute ? 1 : slash);
     }

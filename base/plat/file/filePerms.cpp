@@ -93,6 +93,7 @@ void filePermsCheck(const char* path, const std::set<uid_t>& trustedOwners) {
   if (::stat(path, &target) != 0) {
     throw SystemExceptionFmt("stat(%s)", errno, path);
   }
+  // A link counts by its own owner too, who decides where it leads.
   struct stat self;
   if (::lstat(path, &self) != 0) {
     throw SystemExceptionFmt("lstat(%s)", errno, path);
@@ -105,6 +106,7 @@ void filePermsCheck(const char* path, const std::set<uid_t>& trustedOwners) {
 
 void filePathPermsCheck(const char* path, const std::set<uid_t>& trustedOwners) {
   PLAT_ASSERT_AS(path != nullptr && path[0] == '/', "path[0] == '/'", "base/plat/file", __LINE__);
+  // From the top: whoever may write to a folder can put another one in the place of all that lies below it.
   filePermsCheck("/", trustedOwners);
   const std::string full(path);
   for (std::size_t slash = full.find('/', 1); slash != std::string::npos; slash = full.find('/', slash + 1)) {

@@ -30,6 +30,7 @@ MkDirOutcome tryMkDir(const char* path, bool isPrivate, bool fixExisting) {
   if (::mkdir(path, isPrivate ? 0700 : 0777) == 0) {
     return MkDirOutcome::Created;
   }
+  // What mkdir(2) says does not tell: EEXIST may mean a file as well.
   const int error = errno;
   if (fileIsDir(path)) {
     if (isPrivate && fixExisting) {
@@ -48,6 +49,7 @@ public:
     unsigned char type = at.entryType();
     if (type == DT_UNKNOWN) {
       struct stat info;
+      // Not stat(2): a link to a folder is to be removed, not entered.
       if (::lstat(at.path(), &info) != 0) {
         return false;
       }
@@ -105,6 +107,7 @@ bool mkDirs(const char* path, bool isPrivate, bool fixExisting) {
 }
 
 bool mkDirMatchParent(const char* path, bool isPrivate) {
+  // Private at first: its permissions widen only when it has its owner.
   if (!mkDir(path, true, false)) {
     return false;
   }
@@ -146,6 +149,7 @@ String fileMakeUnique(const char* dir, const char* name, const char* open, const
   candidate += '/';
   candidate += base;
   const std::size_t length = candidate.size();
+  // In 64 bits, for a limit of INT_MAX is allowed.
   for (std::int64_t n = 0; n <= limit; ++n) {
     if (n > 0) {
       candidate.resize(length);

@@ -6,6 +6,10 @@
 #include "base/plat/log/LogSrc.h"
 #include "base/rdr/InStream.h"
 
+// A line's way: log() queues it under the lock, on whatever thread, and kicks once; on the loop's thread kicked() has
+// flush() take the whole queue and send it. So the channel is touched by one thread alone, and never from within a log
+// call.
+
 namespace plat {
 
 namespace {
@@ -37,6 +41,7 @@ void LogDestIpc::setIpc(io::MsgIpc* ipc) {
   levelKnown_ = false;
   kicked_ = false;
   if (ipc) {
+    // By this message the parent says how much it wants; nothing is sent before.
     ipc->setReader(SetLogLevel, this);
   }
   kicker_ = ipc ? std::make_unique<Kicker>(*this) : nullptr;
@@ -85,6 +90,7 @@ void LogDestIpc::flush() {
     prefix = prefix_;
     maxLevel = maxLevel_;
   }
+  // Without the lock, for writing may log in its turn, and other threads are not to wait for the channel.
   for (const StoredMessage& message : taken) {
     if (message.level <= maxLevel) {
       send(*target, message, prefix);

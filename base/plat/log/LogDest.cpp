@@ -25,6 +25,7 @@ LogDest::~LogDest() {
       break;
     }
   }
+  // Or sources would go on calling it.
   LogSrc::forget(*this);
 }
 

@@ -25,6 +25,7 @@ void LogDestMem::log(int level, const char* source, const char* text) {
   if (replaying_ || stored_.size() > MaxStored) {
     return;
   }
+  // One more than fits, to say that there were more.
   if (stored_.size() == MaxStored) {
     stored_.push_back({0, OwnSource, "Too many messages, discarding further ones"});
     return;
@@ -34,6 +35,7 @@ void LogDestMem::log(int level, const char* source, const char* text) {
 
 void LogDestMem::replay(LogDest& dest, int level) {
   const Lock lock(mutex_);
+  // The lock is held throughout; a destination that logs meanwhile comes back on the same thread and finds the flag.
   struct Replaying {
     bool& flag;
     explicit Replaying(bool& f) : flag(f) { flag = true; }

@@ -14,6 +14,9 @@
 #include "base/plat/log/LogDestMem.h"
 #include "base/plat/utf8.h"
 
+// A line's way: the level test, inlined where the compiler can; formatting (logFormatted, logV); escaping (write); then
+// each destination with a route that admits it (deliver) or, if none takes it, LogDestMem.
+
 namespace plat {
 
 struct LogRoutes {
@@ -126,6 +129,7 @@ void LogSrc::forget(LogDest& dest) noexcept {
     routes.levels.erase(&dest);
   }
   for (LogSrc* source = first(); source != nullptr; source = source->next()) {
+    // The others have nothing to lose; one that was never routed keeps the level at which everything passes.
     if (source->routes_ != nullptr) {
       source->updateLevel();
     }
@@ -178,6 +182,7 @@ void LogSrc::log(int level, const char* fmt, ...) {
 __attribute__((no_sanitize("vptr"))) void LogSrc::write(int level, const char* text) {
   PLAT_REQUIRE_AS(constructed_, "constructed", "base/plat/LogSrc", __LINE__);
   const bool routed = routes_ != nullptr && !routes_->levels.empty();
+  // Nobody will come for the line any more; until logStart() somebody may.
   if (!routed && logStarted()) {
     return;
   }

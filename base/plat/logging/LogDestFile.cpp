@@ -22,6 +22,10 @@
 #include "base/plat/logging/logParameters.h"
 #include "base/plat/strings.h"
 
+// A file's life: setPath() names it, the first line has it opened (logFile.cpp rotates what lies there), closeIfFull()
+// ends it for good. One that cannot be opened is replaced by the default one, and each line tries again while there is
+// none.
+
 namespace plat {
 
 namespace {
@@ -118,6 +122,7 @@ void LogDestFile::reopenIfReplaced() {
 
 void LogDestFile::log(int level, const char* source, const char* text) {
   const Lock lock(mutex_);
+  // Opened with the first line, so that a program with nothing to say leaves no file behind.
   if (full_ || !(file_.isOpen() || ensureOpen())) {
     return;
   }
@@ -148,11 +153,13 @@ void LogDestFile::writeLine(int level, const char* source, const char* text) {
   if (colour_) {
     std::fprintf(stream, "\033[%sm", "0");
   }
+  // Each line by itself: the last ones before a crash are those that are wanted.
   std::fflush(stream);
 }
 
 void LogDestFile::closeIfFull() {
   struct stat info;
+  // Asked of the system, not counted: descriptor 2 may lead to the same file, and what arrives by it counts too.
   if (maxFileSize_ > 0 && fstat(fileno(file_.get()), &info) == 0 && info.st_size >= maxFileSize_) {
     full_ = true;
     closeFile();
@@ -163,6 +170,7 @@ void LogDestFile::closeFile() noexcept {
   try {
     file_.close();
   } catch (const Exception& e) {
+    // Not logged: this is the log.
     std::fprintf(stderr, "Error closing log file: %s\n", ExceptionText(e).get());
   }
 }
@@ -185,6 +193,7 @@ void LogDestFile::openPath(const char* path) {
   openLogFile(file_, path);
   headerWritten_ = false;
   if (redirectStderr) {
+    // What libraries and the system print has no other way into the log.
     dup2(fileno(file_.get()), STDERR_FILENO);
   }
 }

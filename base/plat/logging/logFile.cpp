@@ -31,6 +31,7 @@ FileTime purgeLimit() {
 /// @return false if something could not be looked at or removed.
 bool purge(const char* dir, const char* baseName) {
   const FileTime limit = purgeLimit();
+  // With the dot: the log itself is not one of those to be purged.
   const String prefix = String::format("%s.", baseName);
   try {
     os::DirEnum entries(dir);

@@ -115,6 +115,7 @@ void logInit(const char* defaultLog, const char* defaultDir, const char* default
   logDirParameter().setParam(defaultDir, PriorityDefault);
   const String ownFile = String::format("%s.log", os::AppInfo::app(true));
   logFileParameter().setParam(defaultFile ? defaultFile : ownFile.get(), PriorityDefault);
+  // Both destinations ahead of the setting that names them.
   stderrDest();
   LogDestFileMgr::instance();
   if (enableFile) {
@@ -127,6 +128,7 @@ void logStart() {
   if (!LogSrc::startAll()) {
     return;
   }
+  // Silently: logApply() has told of mistakes when it applied the setting.
   replayStored(readSetting(false));
   LogDestMem::instance().discard(INT_MAX);
 }

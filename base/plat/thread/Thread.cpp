@@ -86,6 +86,7 @@ Thread* Thread::join() {
     toJoin = id_;
   }
   logEvent("join");
+  // Without the lock, which the thread itself needs to come to its end.
   if (toJoin != 0) {
     pthread_join(toJoin, nullptr);
   }
@@ -140,6 +141,7 @@ void Thread::body() noexcept {
   if (!detached) {
     return;
   }
+  // Kept for the log line, should the destructor fail.
   const String name = name_;
   const pthread_t self = pthread_self();
   pthread_detach(self);

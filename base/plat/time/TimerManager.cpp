@@ -6,6 +6,10 @@
 #include "base/plat/log/LogSrc.h"
 #include "base/plat/time/Timer.h"
 
+// A running timer is in one of two places: in the list by expiry or, while processTimers() is at work, in `due`. Either
+// way its `manager` is set; fire() clears that ahead of the callback, by which a timer that is started there is told
+// from one that is not.
+
 namespace plat {
 
 namespace {
@@ -53,6 +57,7 @@ int TimerManager::processTimers() {
   if (ms > 0) {
     return ms;
   }
+  // All of them first: a timer that is started at 0 ms each time that it fires must not keep this call going for ever.
   takeDue(now);
   try {
     while (!due.empty()) {
@@ -86,6 +91,7 @@ void TimerManager::start(Timer& timer, int ms) {
 
 void TimerManager::stop(Timer& timer) {
   const bool wasFirst = first == &timer;
+  // Neither holds for a timer that is being fired: that one is in `due` alone.
   if (wasFirst || timer.prev != nullptr) {
     unlink(timer);
   } else {
@@ -114,6 +120,7 @@ FileTime TimerManager::checkTime(bool* restarted) {
 }
 
 void TimerManager::restartAll(FileTime now) {
+  // How much of each interval has passed is not known by the new clock; each timer begins with the whole of it.
   Timer* timer = first;
   first = last = nullptr;
   while (timer != nullptr) {

@@ -48,6 +48,8 @@ bool Configuration::parseArg(char**& cursor) {
   if (arg == nullptr) {
     return false;
   }
+  // In this order a switch never takes the next argument for its value: without one it is turned on. The other types
+  // refuse to be set without, and only then is the next argument looked at.
   if (setFromArg(arg, PriorityPreference)) {
     cursor += 1;
     return true;

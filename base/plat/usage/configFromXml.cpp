@@ -178,6 +178,7 @@ void configFromXml(Configuration& configuration, const char* text, const ConfigX
     }
     ConfigParameter& parameter = configuration.own(makeParameter(head, configuration, element));
     parameter.addTags(element.attribute("flags"));
+    // What it observes so far lives in the tree, which goes at the end.
     parameter.ownStrings();
     setValues(parameter, element);
   }

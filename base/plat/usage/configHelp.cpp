@@ -47,6 +47,7 @@ String describe(const ConfigParameter& parameter, bool showDefaults, int width, 
   const int indent = nameWidth + 5;
   const String head = String::format("  %-*s - %s", nameWidth, parameter.name(), parameter.getDescription());
   DString line(wrapWords(head.get(), width, indent).get());
+  // A value that may be a secret is shown nowhere.
   if (dynamic_cast<const BinaryParameter*>(&parameter) != nullptr) {
     return line.takeString();
   }

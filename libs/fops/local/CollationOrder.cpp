@@ -85,11 +85,13 @@ int CollationOrder::compareTexts(std::string_view a, Key& aKey, std::string_view
   if (aKey.head != bKey.head) {
     return aKey.head < bKey.head ? -1 : 1;
   }
+  // Only now: making a key lengthens the text that holds all of them, and may move it.
   const std::string_view keys = keys_;
   const int order = keys.substr(aKey.place, aKey.length).compare(keys.substr(bKey.place, bKey.length));
   if (order != 0 || byteOrder_ || a == b) {
     return order;
   }
+  // Copies, since strcoll(3) wants texts that are terminated where these end.
   return collate(std::string(a).c_str(), std::string(b).c_str());
 }
 

@@ -66,6 +66,7 @@ EntrySorter::EntrySorter() {
 }
 
 void EntrySorter::sort(std::vector<DirEntry>& list) const {
+  // Indices are sorted and the entries moved once, at the end: an entry is many times as large.
   Indices order;
   Indices files;
   for (std::uint32_t i = 0; i < list.size(); ++i) {

@@ -13,6 +13,8 @@ struct DirEntry;
 /// comparison first needs them. The sort stays in bounds although naturalCompare is no strict weak order, loses no
 /// entry, and keeps equal names in their order.
 ///
+/// Road:      LocalDirActions::dirScan() gives it what scanDir() found; it goes by ByteOrderKeys or CollationOrder and
+///            mergeSort().
 /// Lifecycle: a local of whoever sorts, inside the loc::LocaleSetter whose order it is to take.
 class EntrySorter final {
 public:

@@ -61,10 +61,12 @@ void LocalDirActions::dirScan(const char* path, bool includeDirs, bool includeFi
     }
   }
   if (sort_ && list.size() > 1) {
+    // It puts this thread's C library into the locale of the process, by which strcoll then compares.
     const loc::LocaleSetter defaultLocale;
     EntrySorter().sort(list);
   }
   callback_.dirScanResult(list, error);
+  // Here and not at the end of the scope, since it also gives the memory back to the system.
   releaseList(list);
 }
 
@@ -75,6 +77,8 @@ void LocalDirActions::createFolder(const char* dir, const char* name) {
     const plat::String unique = plat::fileFreeName(root_.toLocalPath(dir).get(), name);
     vlog.info("Create new dir %s", unique.get());
     plat::mkDirs(unique.get(), true, false);
+    // Where the root ends in a slash the path has two in a row behind it, and this raises: the folder has been made,
+    // and the reply tells a failure.
     clientPath = root_.toClientPath(unique.get(), true);
   } catch (const plat::Exception& e) {
     vlog.info("Failed to create new dir %s: %s", clientPath.orEmpty(), plat::ExceptionText(e).get());

@@ -11,6 +11,8 @@ class LocalFsRoot;
 /// The operations on the exported tree, over the local file system. Each works inline and calls back once before it
 /// returns; there is no state between calls.
 ///
+/// Road:      SFopsProto calls it with checked client paths; it calls scanDir() and the file functions of base/plat
+///            with local ones, and SFopsProto with the result.
 /// Ownership: a member of LocalFileServer; observes the callback and the root, which must outlive it.
 /// Thread: the loop's, which a deep delete or a large listing holds up.
 class LocalDirActions final : public DirActions, private plat::NonCopyable {

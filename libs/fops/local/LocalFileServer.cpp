@@ -20,6 +20,9 @@
 #include "libs/fops/unix/metadata.h"
 #include "libs/fops/unix/treeSize.h"
 
+// Each operation keeps what can fail in one block and replies behind it in either case, so that a request gets one
+// answer. That to the upload of a file is its receiver's first "DataReq", or a cancel.
+
 namespace fops {
 
 namespace {
@@ -46,6 +49,7 @@ void LocalFileServer::uploadFile(TransferId id, const DirEntry& entry, const cha
   } catch (const plat::Exception& error) {
     vlog.info("Upload file failed id=%s %s: %s", TransferIdText(id).get(), destination,
               plat::ExceptionText(error).get());
+    // The receiver need not know the id: what failed may have been the making of the file.
     receiver_.cancel(id, false, error);
   }
 }
@@ -57,6 +61,7 @@ void LocalFileServer::uploadFolder(TransferId id, const DirEntry& entry, const c
   try {
     const plat::String unique = plat::fileFreeName(root_.toLocalPath(destination).get(), entry.name.get());
     plat::mkDirs(unique.get(), isPrivateMode(entry), false);
+    // The name as it was really made: the peer sends the folder's contents to this path.
     clientPath = root_.toClientPath(unique.get(), true);
   } catch (const plat::Exception& e) {
     vlog.info("Upload dir failed id=%s %s: %s", TransferIdText(id).get(), clientPath.orEmpty(),
@@ -71,6 +76,7 @@ void LocalFileServer::downloadFile(TransferId id, const char* path, const char* 
   plat::Exception error;
   try {
     const plat::String local = root_.toLocalPath(path);
+    // Ahead of opening, since it refuses special files: to open a pipe that nobody writes to would stop the loop.
     file = getDirEntry(local.get(), nullptr);
     if ((file.flags & Directory) != 0) {
       throw plat::Exception("Path is a directory");

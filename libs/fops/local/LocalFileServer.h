@@ -17,6 +17,8 @@ namespace fops {
 /// Keeps no table of its own: transfers live in the sender and the receiver, and the peer walks folders step by step. A
 /// request's failure is part of its reply and never ends the session.
 ///
+/// Road:      SFopsProto calls it with requests that move files and asks it for the sender, the receiver and the
+///            directory actions; results go back to SFopsProto.
 /// Ownership: a member of the bridge to the channel; observes the callback and the writer, which must outlive it.
 /// Thread:    the loop's; every operation runs inline.
 /// Lifecycle: destruction closes downloads, removes the temporary files of uploads, and sends nothing.

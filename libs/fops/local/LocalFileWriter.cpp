@@ -36,6 +36,8 @@ LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir,
 }
 
 void LocalFileWriter::openTemp(const char* name, os::OpenArgs openArgs, rdr::BlockLender* lender) {
+  // Between the choice of a free name and the opening another process may have taken it; then the next free one is
+  // tried.
   openArgs.flags |= O_EXCL;
   for (int left = ExclusiveTries;; --left) {
     if (left == 0) {
@@ -72,6 +74,8 @@ rdr::OutStream& LocalFileWriter::getOutStream() {
 }
 
 void LocalFileWriter::finish() {
+  // By itself, since the destructor of the stream swallows what goes wrong: a full disk must be heard of before the
+  // rename.
   out_->flush();
   out_.reset();
   // Only now: the name may have been taken since the upload began.

@@ -52,6 +52,7 @@ bool LocalFsRoot::isInside(const char* local) const {
   if (!fopsCaseSensitive.getValue()) {
     toUpper(folded);
   }
+  // With the slash at its end, so that "/srv/database" does not pass for a part of "/srv/data".
   return folded.view().starts_with(rootDirMatch_.view());
 }
 

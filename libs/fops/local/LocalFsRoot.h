@@ -11,6 +11,8 @@ namespace fops {
 /// The top of the exported tree, and the two conversions between client paths (relative to it) and local paths
 /// (absolute). Comparison is by text; links are never resolved, and nothing here touches the disk.
 ///
+/// Road:      LocalDirActions and LocalFileServer turn each checked path of a request into a local one here, ahead of
+///            any call to the disk.
 /// Ownership: a member of LocalFileServer, built from the value that FopsDir has then. Immutable, so that a change of
 ///            FopsDir does not move a live session.
 class LocalFsRoot final {

@@ -23,6 +23,7 @@ SFopsMgrViaIpc::SFopsMgrViaIpc(io::MsgIpc& ipc) : registration(*this, ipc), serv
 SFopsMgrViaIpc::~SFopsMgrViaIpc() = default;
 
 bool SFopsMgrViaIpc::readMsg(const char*, rdr::InStream& in, io::MsgIpc&) {
+  // False has the channel call again when more has come; the session knows then which message it is in.
   return server.proto().run(in);
 }
 

@@ -10,6 +10,8 @@ namespace fops {
 /// Joins the file service to the message channel: owns the service, gives it each channel message named "fops", carries
 /// its own messages as bodies of such messages, and reports the session's start and end as "fopsNotification".
 ///
+/// Road:      io::MsgIpc calls readMsg() with a body, which goes to SFopsProto::run(); what the session writes goes to
+///            MsgIpc::writeMsg() and endMsg().
 /// Ownership: a member of the application object, built once the channel has its connection; observes the channel.
 /// Thread:    the loop's thread, inside the channel's read events and the service's own.
 /// Lifecycle: registered on the channel for as long as it lives. If the channel goes first, nothing may be written any

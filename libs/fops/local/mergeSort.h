@@ -21,6 +21,7 @@ void mergeSort(std::vector<Item>& items, Compare&& compare) {
       std::size_t left = low;
       std::size_t right = middle;
       std::size_t out = low;
+      // Two runs that are in order already are taken over as they stand, at the cost of one comparison.
       if (right < high && compare(items[middle - 1], items[middle]) > 0) {
         while (left < middle && right < high) {
           other[out++] = compare(items[left], items[right]) <= 0 ? items[left++] : items[right++];

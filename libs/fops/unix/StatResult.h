@@ -9,6 +9,8 @@ class DirEnum;
 namespace fops {
 
 /// What one `stat` said of a path, links followed, to be looked at more than once. A value.
+/// Road: fops::scanDir() makes one for each element that os::DirEnum gives it, getDirEntry() for a path; calls stat(2)
+/// or fstatat(2).
 struct StatResult {
   explicit StatResult(const char* path) noexcept;
 

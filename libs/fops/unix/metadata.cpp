@@ -46,6 +46,7 @@ void fillEntry(DirEntry& entry, const char* path, const StatResult& found) {
   if (S_ISDIR(st.st_mode)) {
     entry.flags |= Directory;
   }
+  // By the path: the name may be another, as that of the top of the tree is for display.
   if (std::strrchr(path, '/')[1] == '.') {
     entry.flags |= Hidden;
   }
@@ -53,6 +54,7 @@ void fillEntry(DirEntry& entry, const char* path, const StatResult& found) {
     entry.flags |= ReadOnly;
   }
   entry.size = st.st_size;
+  // stat(2) knows no time of creation; that of the last change of the file's status stands in for it.
   entry.createTime = plat::fileTimeFromUnix(st.st_ctime);
   entry.accessTime = plat::fileTimeFromUnix(st.st_atime);
   entry.modifyTime = plat::fileTimeFromUnix(st.st_mtime);
@@ -85,6 +87,7 @@ std::vector<DirEntry> scanDir(const char* local, bool includeDirs, bool includeF
   while (const char* name = elements.next()) {
     // One stat serves for the kind of the element and for its entry.
     const StatResult found(elements);
+    // What stat(2) could not look at counts as a file, and so is told to the log below where files are wanted.
     if (!(found.isDir() ? includeDirs : includeFiles)) {
       continue;
     }

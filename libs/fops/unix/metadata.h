@@ -8,6 +8,8 @@
 // What the disk says about files and directories. Links are followed throughout. All of it blocks while it runs; it
 // holds no state and belongs on the loop's thread. Failures that a listing passes over are logged at debug on
 // "getDirEntry".
+// Road: LocalDirActions and LocalFileServer call these with local paths; they call os::DirEnum and, by StatResult,
+// stat(2).
 
 namespace fops {
 
