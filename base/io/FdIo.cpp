@@ -83,29 +83,29 @@ rdr::FdOutStream& FdIo::fdOut() const noexcept {
 }
 
 void FdIo::setHandler(IoHandler* newHandler, bool wantRead) {
-  if (newHandler == nullptr && handler == nullptr) {
+  if (newHandler == nullptr && handler_ == nullptr) {
     return;
   }
-  if (fdMgr == nullptr) {
-    fdMgr = FdManager::current();
-    PLAT_REQUIRE(fdMgr);
+  if (fdMgr_ == nullptr) {
+    fdMgr_ = FdManager::current();
+    PLAT_REQUIRE_AS(fdMgr_, "fdMgr", __FILE__, __LINE__);
   }
-  handler = newHandler;
-  fdMgr->setRegistered(*this, newHandler != nullptr);
-  if (state != State::ShuttingDown) {
+  handler_ = newHandler;
+  fdMgr_->setRegistered(*this, newHandler != nullptr);
+  if (state_ != State::ShuttingDown) {
     updateInterest(newHandler != nullptr && wantRead, newHandler != nullptr && connecting);
   }
   if (newHandler == nullptr) {
-    flushTimer.stop();
-    fdMgr = nullptr;
+    flushTimer_.stop();
+    fdMgr_ = nullptr;
   } else {
     if (wantRead && (in_->nUnread() > 0 || fdIn().timedOut())) {
-      fdMgr->setPendingRead(*this);  // select does not report what has left the descriptor
+      fdMgr_->setPendingRead(*this);  // select does not report what has left the descriptor
     }
     if (!connecting) {
-      fdMgr->setPendingWrite(*this);
+      fdMgr_->setPendingWrite(*this);
     }
-    fdMgr->wake();
+    fdMgr_->wake();
   }
   // Last: leaving lazy mode writes, and what is reported of that to writeResult() must find no manager on which to
   // start timers for a connection that nobody handles.
@@ -113,11 +113,11 @@ void FdIo::setHandler(IoHandler* newHandler, bool wantRead) {
 }
 
 void FdIo::updateInterest(bool read, bool write) {
-  if (read != readInterest || write != writeInterest) {
-    readInterest = read;
-    writeInterest = write;
-    if (fdMgr != nullptr) {
-      fdMgr->setInterest(*this, read, write);
+  if (read != readInterest_ || write != writeInterest_) {
+    readInterest_ = read;
+    writeInterest_ = write;
+    if (fdMgr_ != nullptr) {
+      fdMgr_->setInterest(*this, read, write);
     }
   }
 }
@@ -135,29 +135,29 @@ void FdIo::setStreamModes(bool lazy) {
 void FdIo::shutdown(bool flush, bool tellHandler) {
   log.debug("shutdown %p (fd=%d), flush %s (tellHandler %s)", static_cast<void*>(this), fd_, boolText(flush),
             boolText(tellHandler));
-  if (fdMgr == nullptr) {
+  if (fdMgr_ == nullptr) {
     PLAT_REQUIRE(!tellHandler);
     log.debug("immediate shutdown %p (fd=%d)", static_cast<void*>(this), fd_);
     delete this;
     return;
   }
-  state = State::ShuttingDown;
+  state_ = State::ShuttingDown;
   updateInterest(false, false);
   if (!tellHandler) {
-    handler = nullptr;
+    handler_ = nullptr;
   }
   // Never at once: the handler that calls may itself have been called out of this connection, whose streams are in use
   // by every frame in between.
   if (flush) {
-    fdMgr->setPendingWrite(*this);
+    fdMgr_->setPendingWrite(*this);
   } else {
-    shutdownTimer.start(0);
+    shutdownTimer_.start(0);
   }
 }
 
 void FdIo::markReadable() {
-  if (fdMgr != nullptr && state != State::ShuttingDown) {
-    fdMgr->setPendingRead(*this);
+  if (fdMgr_ != nullptr && state_ != State::ShuttingDown) {
+    fdMgr_->setPendingRead(*this);
   }
 }
 
@@ -204,8 +204,8 @@ void FdIo::setSocketError(int error) {
 // The handler may have destroyed this object when it returns; it must not have when it throws.
 void FdIo::readable() {
   try {
-    PLAT_REQUIRE(handler);
-    handler->ioReadable(*this);
+    PLAT_REQUIRE_AS(handler_, "handler", __FILE__, __LINE__);
+    handler_->ioReadable(*this);
   } catch (const rdr::BlockException&) {
     // called again when more has come
   } catch (const plat::Exception& e) {
@@ -218,8 +218,8 @@ void FdIo::writable() {
   try {
     connecting = false;
     // One-shot: taken up again only if a write blocks.
-    if (writeInterest) {
-      updateInterest(readInterest, false);
+    if (writeInterest_) {
+      updateInterest(readInterest_, false);
     }
     if (out_->nPending() != 0) {
       // Not flush(): that would begin the buffer anew, and a frame may be under construction behind what is pending.
@@ -236,30 +236,30 @@ void FdIo::writable() {
 
 // Everything has left the buffer.
 void FdIo::drained() {
-  switch (state) {
+  switch (state_) {
     case State::ShuttingDown:
-      shutdownTimer.start(0);
+      shutdownTimer_.start(0);
       break;
     case State::Closing:
       out_->closeWrite();
-      fdMgr->clearPendingWrite(*this);
+      fdMgr_->clearPendingWrite(*this);
       break;
     case State::Normal:
-      PLAT_REQUIRE(handler);
-      handler->ioWritable(*this);
+      PLAT_REQUIRE_AS(handler_, "handler", __FILE__, __LINE__);
+      handler_->ioWritable(*this);
       break;
   }
 }
 
 void FdIo::writeResult(rdr::FdOutStream*, bool blocked) {
   if (blocked) {
-    updateInterest(readInterest, true);
-    if (fdMgr != nullptr) {
-      flushTimer.start(lazyFlushTimeoutMs());
+    updateInterest(readInterest_, true);
+    if (fdMgr_ != nullptr) {
+      flushTimer_.start(lazyFlushTimeoutMs());
     }
-  } else if (fdMgr != nullptr) {
-    flushTimer.stop();
-    fdMgr->setPendingWrite(*this);
+  } else if (fdMgr_ != nullptr) {
+    flushTimer_.stop();
+    fdMgr_->setPendingWrite(*this);
   }
 }
 
@@ -268,13 +268,13 @@ void FdIo::writeClosed(rdr::FdOutStream*) {
 }
 
 void FdIo::closeAfterDrain() {
-  if (state == State::Normal) {
-    state = State::Closing;
+  if (state_ == State::Normal) {
+    state_ = State::Closing;
   }
 }
 
 bool FdIo::timerFired(plat::Timer& timer) {
-  if (&timer == &flushTimer) {
+  if (&timer == &flushTimer_) {
     flushTimedOut();
   } else {
     completeShutdown();
@@ -286,14 +286,14 @@ bool FdIo::timerFired(plat::Timer& timer) {
 void FdIo::flushTimedOut() {
   log.debug("flush timer");
   // In a shutdown too: one that tells nobody, and whose flush stalls, ends in this failure.
-  PLAT_REQUIRE(handler);
-  if (state == State::ShuttingDown) {
-    shutdownTimer.start(0);
+  PLAT_REQUIRE_AS(handler_, "handler", __FILE__, __LINE__);
+  if (state_ == State::ShuttingDown) {
+    shutdownTimer_.start(0);
     return;
   }
   fdIn().setTimedOut();
-  if (readInterest) {
-    fdMgr->setPendingRead(*this);
+  if (readInterest_) {
+    fdMgr_->setPendingRead(*this);
   }
 }
 
@@ -301,20 +301,20 @@ void FdIo::flushTimedOut() {
 void FdIo::completeShutdown() {
   log.debug("shutdown complete %p (fd=%d)", static_cast<void*>(this), fd_);
   tellClosed();
-  if (fdMgr != nullptr) {
-    fdMgr->setRegistered(*this, false);
+  if (fdMgr_ != nullptr) {
+    fdMgr_->setRegistered(*this, false);
   }
-  handler = nullptr;
+  handler_ = nullptr;
   delete this;
 }
 
 // What the handler makes of the news must not keep the connection from being deleted.
 void FdIo::tellClosed() {
-  if (handler == nullptr) {
+  if (handler_ == nullptr) {
     return;
   }
   try {
-    handler->ioClosed(*this);
+    handler_->ioClosed(*this);
   } catch (const plat::Exception& e) {
     log.info("Shutdown error: %s", e.message);
   }
@@ -322,16 +322,16 @@ void FdIo::tellClosed() {
 
 // DESTROYS ITSELF if it was shutting down.
 void FdIo::managerGone() {
-  if (state == State::ShuttingDown) {
+  if (state_ == State::ShuttingDown) {
     tellClosed();
     log.debug("shutdown completed by FdManager dtor %p (fd=%d)", static_cast<void*>(this), fd_);
-    handler = nullptr;
+    handler_ = nullptr;
     delete this;
     return;
   }
-  fdMgr = nullptr;
-  handler = nullptr;
-  readInterest = writeInterest = false;  // the next manager has been told nothing
+  fdMgr_ = nullptr;
+  handler_ = nullptr;
+  readInterest_ = writeInterest_ = false;  // the next manager has been told nothing
 }
 
 }  // namespace io

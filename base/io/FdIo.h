@@ -86,14 +86,14 @@ private:
   rdr::FdInStream& fdIn() const noexcept;
   rdr::FdOutStream& fdOut() const noexcept;
 
-  FdManager* fdMgr = nullptr;
+  FdManager* fdMgr_ = nullptr;
   int socketError_ = 0;  // 0 until known
-  IoHandler* handler = nullptr;
-  plat::Timer flushTimer{this};
-  plat::Timer shutdownTimer{this};
-  bool readInterest = false;  // what the manager has been told
-  bool writeInterest = false;
-  State state = State::Normal;
+  IoHandler* handler_ = nullptr;
+  plat::Timer flushTimer_{this};
+  plat::Timer shutdownTimer_{this};
+  bool readInterest_ = false;  // what the manager has been told
+  bool writeInterest_ = false;
+  State state_ = State::Normal;
 };
 
 }  // namespace io

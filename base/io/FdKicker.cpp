@@ -14,7 +14,7 @@
 
 namespace io {
 
-FdKicker::FdKicker(FdKickerCallback* kicked) : callback(kicked) {
+FdKicker::FdKicker(FdKickerCallback* kicked) : callback_(kicked) {
   int fds[2];
   os::pipeCloseOnExec(fds);
   // The base owns this end from here on and closes it should the rest fail; the other end has no owner yet.
@@ -23,53 +23,53 @@ FdKicker::FdKicker(FdKickerCallback* kicked) : callback(kicked) {
   os::setBlocking(fd_, false);
   // The writing end too: kick() is called from signal handlers and under the locks of the log, where nothing may wait.
   os::setBlocking(writeEnd.get(), false);
-  in = std::make_unique<rdr::FdInStream>(fd_);
-  in->setNonBlocking(true);
-  fdMgr = FdManager::current();
-  PLAT_REQUIRE(fdMgr);
-  fdMgr->setRegistered(*this, true);
-  fdMgr->setInterest(*this, true, false);
-  writeFd = writeEnd.release();
+  in_ = std::make_unique<rdr::FdInStream>(fd_);
+  in_->setNonBlocking(true);
+  fdMgr_ = FdManager::current();
+  PLAT_REQUIRE_AS(fdMgr_, "fdMgr", __FILE__, __LINE__);
+  fdMgr_->setRegistered(*this, true);
+  fdMgr_->setInterest(*this, true, false);
+  writeFd_ = writeEnd.release();
 }
 
 FdKicker::~FdKicker() {
-  if (fdMgr != nullptr) {
-    fdMgr->setInterest(*this, false, false);
-    fdMgr->setRegistered(*this, false);
+  if (fdMgr_ != nullptr) {
+    fdMgr_->setInterest(*this, false, false);
+    fdMgr_->setRegistered(*this, false);
   }
-  if (writeFd >= 0 && ownWriteFd) {
-    ::close(writeFd);
+  if (writeFd_ >= 0 && ownWriteFd_) {
+    ::close(writeFd_);
   }
 }
 
 void FdKicker::kick(std::uint8_t byte) noexcept {
   // Nothing can be done about a failure, and a full pipe wakes the loop anyway.
-  [[maybe_unused]] const ssize_t written = ::write(writeFd, &byte, 1);
+  [[maybe_unused]] const ssize_t written = ::write(writeFd_, &byte, 1);
 }
 
 bool FdKicker::hasData() {
-  return in->nUnread() > 0 || in->check(false, 1);
+  return in_->nUnread() > 0 || in_->check(false, 1);
 }
 
 void FdKicker::drain() {
-  while (in->check(false, 1)) {
-    in->skip(std::min(in->nUnread(), 4096));
-    in->checkpoint();
+  while (in_->check(false, 1)) {
+    in_->skip(std::min(in_->nUnread(), 4096));
+    in_->checkpoint();
   }
 }
 
 void FdKicker::readable() {
   try {
-    callback->fdKicked(*this, *in);
+    callback_->fdKicked(*this, *in_);
   } catch (const rdr::BlockException&) {
     // all bytes have been read
   }
   // For a callback that takes no checkpoint of its own: what it has read must not come again with the next kick.
-  in->checkpoint();
+  in_->checkpoint();
 }
 
 void FdKicker::managerGone() {
-  fdMgr = nullptr;
+  fdMgr_ = nullptr;
 }
 
 }  // namespace io

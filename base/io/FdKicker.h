@@ -38,11 +38,11 @@ private:
   void readable() override;
   void managerGone() override;
 
-  FdKickerCallback* callback;
-  FdManager* fdMgr = nullptr;
-  int writeFd = -1;
-  bool ownWriteFd = true;
-  std::unique_ptr<rdr::FdInStream> in;
+  FdKickerCallback* callback_;
+  FdManager* fdMgr_ = nullptr;
+  int writeFd_ = -1;
+  bool ownWriteFd_ = true;
+  std::unique_ptr<rdr::FdInStream> in_;
 };
 
 }  // namespace io

@@ -15,7 +15,7 @@ constinit thread_local FdManager* thrInst = nullptr;
 
 }  // namespace
 
-FdManager::FdManager() : previous(thrInst) {
+FdManager::FdManager() : previous_(thrInst) {
   thrInst = this;
 }
 
@@ -24,11 +24,11 @@ FdManager::~FdManager() {
     // One by one: a connection that is shutting down deletes itself in this call.
     handlers.takeLast().managerGone();
   }
-  thrInst = previous;
+  thrInst = previous_;
 }
 
 bool FdManager::timerFired(plat::Timer&) {
-  wakeAsked = false;
+  wakeAsked_ = false;
   return false;
 }
 
@@ -81,15 +81,15 @@ void FdManager::clearPendingWrite(FdHandler& handler) noexcept {
 
 // Started afresh: a wake timer that is due in the turn under way would fire too early to end the next wait.
 void FdManager::wake() {
-  wakeAsked = true;
-  wakeTimer.start(0);
+  wakeAsked_ = true;
+  wakeTimer_.start(0);
 }
 
 // What waits for a descriptor knows nothing of these lists; a timer that is due is what keeps it from sleeping on them.
 void FdManager::wakeForPending() {
   // Once is enough, and this runs after every write.
-  if (!wakeTimer.running()) {
-    wakeTimer.start(0);
+  if (!wakeTimer_.running()) {
+    wakeTimer_.start(0);
   }
 }
 
@@ -107,8 +107,8 @@ void FdManager::dispatch() {
   dispatchList(pendingRead, activeRead, &FdHandler::readable);
   dispatchList(pendingWrite, activeWrite, &FdHandler::writable);
   // What was marked for a later kind of this very turn has had its call: no need to come round for it again.
-  if (!wakeAsked && pendingExcept.empty() && pendingRead.empty() && pendingWrite.empty()) {
-    wakeTimer.stop();
+  if (!wakeAsked_ && pendingExcept.empty() && pendingRead.empty() && pendingWrite.empty()) {
+    wakeTimer_.stop();
   }
 }
 
@@ -123,22 +123,22 @@ void FdManager::dispatchList(HandlerList& pending, HandlerList& active, void (Fd
 }
 
 void FdManager::HandlerList::insert(FdHandler& handler) {
-  const auto place = std::lower_bound(items.begin(), items.end(), &handler, std::less<const FdHandler*>());
-  if (place == items.end() || *place != &handler) {
-    items.insert(place, &handler);
+  const auto place = std::lower_bound(items_.begin(), items_.end(), &handler, std::less<const FdHandler*>());
+  if (place == items_.end() || *place != &handler) {
+    items_.insert(place, &handler);
   }
 }
 
 void FdManager::HandlerList::remove(const FdHandler& handler) noexcept {
-  const auto place = std::lower_bound(items.begin(), items.end(), &handler, std::less<const FdHandler*>());
-  if (place != items.end() && *place == &handler) {
-    items.erase(place);
+  const auto place = std::lower_bound(items_.begin(), items_.end(), &handler, std::less<const FdHandler*>());
+  if (place != items_.end() && *place == &handler) {
+    items_.erase(place);
   }
 }
 
 FdHandler& FdManager::HandlerList::takeLast() noexcept {
-  FdHandler& handler = *items.back();
-  items.pop_back();
+  FdHandler& handler = *items_.back();
+  items_.pop_back();
   return handler;
 }
 

@@ -66,14 +66,14 @@ protected:
     void remove(const FdHandler& handler) noexcept;
     /// The handler at the highest address, out of the list, which must not be empty.
     FdHandler& takeLast() noexcept;
-    bool empty() const noexcept { return items.empty(); }
-    void clear() noexcept { items.clear(); }
-    void swap(HandlerList& other) noexcept { items.swap(other.items); }
-    auto begin() const noexcept { return items.begin(); }
-    auto end() const noexcept { return items.end(); }
+    bool empty() const noexcept { return items_.empty(); }
+    void clear() noexcept { items_.clear(); }
+    void swap(HandlerList& other) noexcept { items_.swap(other.items_); }
+    auto begin() const noexcept { return items_.begin(); }
+    auto end() const noexcept { return items_.end(); }
 
   private:
-    std::vector<FdHandler*> items;
+    std::vector<FdHandler*> items_;
   };
 
   /// Runs the due timers and then every pending handler, as a turn's second half.
@@ -88,9 +88,9 @@ private:
   void wakeForPending();
   void dispatchList(HandlerList& pending, HandlerList& active, void (FdHandler::*call)());
 
-  plat::Timer wakeTimer{this};
-  bool wakeAsked = false;  // not just for the pending lists
-  FdManager* previous;
+  plat::Timer wakeTimer_{this};
+  bool wakeAsked_ = false;  // not just for the pending lists
+  FdManager* previous_;
 };
 
 }  // namespace io

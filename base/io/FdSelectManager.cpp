@@ -24,21 +24,21 @@ struct FdSelectManager::ReadySets {
 
 void FdSelectManager::setFdInterest(FdHandler& handler, bool read, bool write) {
   if (read) {
-    readSet.insert(handler);
+    readSet_.insert(handler);
   } else {
-    readSet.remove(handler);
+    readSet_.remove(handler);
   }
   if (write) {
-    writeSet.insert(handler);
+    writeSet_.insert(handler);
   } else {
-    writeSet.remove(handler);
+    writeSet_.remove(handler);
   }
 }
 
 void FdSelectManager::handlerRemoved(FdHandler& handler) {
-  readSet.remove(handler);
-  writeSet.remove(handler);
-  exceptSet.remove(handler);
+  readSet_.remove(handler);
+  writeSet_.remove(handler);
+  exceptSet_.remove(handler);
 }
 
 bool FdSelectManager::processEvents(int timeoutMs) {
@@ -66,9 +66,9 @@ int FdSelectManager::waitForEvents(ReadySets& ready, int limitMs) {
     }
   };
   // Filled afresh each time: select(2) answers in the very sets that it was asked with.
-  fill(readSet, ready.read);
-  fill(writeSet, ready.write);
-  fill(exceptSet, ready.except);
+  fill(readSet_, ready.read);
+  fill(writeSet_, ready.write);
+  fill(exceptSet_, ready.except);
   timeval timeout = {};
   if (limitMs >= 0) {
     timeout = plat::selectLimit(limitMs);

@@ -30,8 +30,8 @@ private:
   int waitForEvents(ReadySets& ready, int limitMs);
   void collectReady(const ReadySets& ready);
 
-  HandlerList readSet, writeSet;
-  HandlerList exceptSet;  // nobody asks for exceptional events
+  HandlerList readSet_, writeSet_;
+  HandlerList exceptSet_;  // nobody asks for exceptional events
 };
 
 }  // namespace io

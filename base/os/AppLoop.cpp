@@ -18,35 +18,35 @@ constinit AppLoop* AppLoop::inst = nullptr;
 
 AppLoop::Impl::~Impl() = default;
 
-AppLoop::AppLoop(std::unique_ptr<Impl> givenImpl) : impl(std::move(givenImpl)) {
+AppLoop::AppLoop(std::unique_ptr<Impl> givenImpl) : impl_(std::move(givenImpl)) {
   PLAT_REQUIRE(!inst);
-  if (!impl) {
-    impl = std::make_unique<AppLoopImpl>(&AppLoopImpl::processManager());
+  if (!impl_) {
+    impl_ = std::make_unique<AppLoopImpl>(&AppLoopImpl::processManager());
   }
   inst = this;
 }
 
 AppLoop::~AppLoop() {
-  impl.reset();
+  impl_.reset();
   inst = nullptr;
 }
 
 int AppLoop::run() {
   // What is logged from here on finds its destinations, or none.
   plat::logStart();
-  PLAT_REQUIRE(!isRunning);
+  PLAT_REQUIRE_AS(!isRunning_, "!isRunning", __FILE__, __LINE__);
   struct Running {
     explicit Running(bool& running) : flag(running) { flag = true; }
     ~Running() { flag = false; }
     bool& flag;
-  } const running(isRunning);
-  return impl->run();
+  } const running(isRunning_);
+  return impl_->run();
 }
 
 void AppLoop::quit(int exitValue) {
-  PLAT_REQUIRE(inst && inst->isRunning);
+  PLAT_REQUIRE_AS(inst && inst->isRunning_, "inst && inst->isRunning", __FILE__, __LINE__);
   storedExitValue = exitValue;
-  inst->impl->quit();
+  inst->impl_->quit();
 }
 
 int AppLoop::exitValue() noexcept {

@@ -42,8 +42,8 @@ public:
 private:
   static AppLoop* inst;
 
-  std::unique_ptr<Impl> impl;
-  bool isRunning = false;
+  std::unique_ptr<Impl> impl_;
+  bool isRunning_ = false;
 };
 
 }  // namespace os

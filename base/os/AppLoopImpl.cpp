@@ -5,18 +5,18 @@
 namespace os {
 
 int AppLoopImpl::run() {
-  stop = false;
-  while (!stop) {
-    fdManager->processEvents(-1);
+  stop_ = false;
+  while (!stop_) {
+    fdManager_->processEvents(-1);
   }
   return AppLoop::exitValue();
 }
 
 void AppLoopImpl::quit() {
-  stop = true;
-  if (fdManager != nullptr) {
-    // The turn under way may be followed by a wait without end, in which nobody would look at `stop`.
-    fdManager->wake();
+  stop_ = true;
+  if (fdManager_ != nullptr) {
+    // The turn under way may be followed by a wait without end, in which nobody would look at `stop_`.
+    fdManager_->wake();
   }
 }
 

@@ -13,7 +13,7 @@ namespace os {
 class AppLoopImpl final : public AppLoop::Impl {
 public:
   /// @param manager must not be null if run() is to be called.
-  explicit AppLoopImpl(io::FdSelectManager* manager) noexcept : fdManager(manager) {}
+  explicit AppLoopImpl(io::FdSelectManager* manager) noexcept : fdManager_(manager) {}
 
   /// @throws what a turn of the manager lets out
   int run() override;
@@ -23,8 +23,8 @@ public:
   static io::FdSelectManager& processManager();
 
 private:
-  io::FdSelectManager* fdManager;
-  bool stop = false;
+  io::FdSelectManager* fdManager_;
+  bool stop_ = false;
 };
 
 }  // namespace os

@@ -15,10 +15,10 @@ namespace {
 constexpr int PageSize = 4096;  // any page of the system's is a multiple; a file's pages are then touched once each
 }
 
-FileFdOutStream::FileFdOutStream(int descriptor, bool own) : fd_(descriptor), ownFd(own) {}
+FileFdOutStream::FileFdOutStream(int descriptor, bool own) : fd_(descriptor), ownFd_(own) {}
 
 FileFdOutStream::FileFdOutStream(const char* path, OpenArgs openArgs)
-    : fd_(plat::fileOpenFd(path, openArgs.flags, openArgs.permission)), ownFd(true) {}
+    : fd_(plat::fileOpenFd(path, openArgs.flags, openArgs.permission)), ownFd_(true) {}
 
 FileFdOutStream::~FileFdOutStream() {
   try {
@@ -26,7 +26,7 @@ FileFdOutStream::~FileFdOutStream() {
   } catch (const plat::Exception&) {
     // Who needs to know has called flush().
   }
-  if (ownFd && fd_ >= 0) {
+  if (ownFd_ && fd_ >= 0) {
     close(fd_);
   }
 }

@@ -28,7 +28,7 @@ protected:
 
 private:
   int fd_;
-  bool ownFd;
+  bool ownFd_;
 };
 
 }  // namespace os

@@ -59,45 +59,45 @@ struct PidCleanup : plat::NonCopyable {
 /// Keeps signals out while the child is made: one that arrived in it before its handlers are gone would run them there.
 class SignalBlock : plat::NonCopyable {
 public:
-  explicit SignalBlock(SignalHandler::BlockRecord& blockRecord) : record(blockRecord) {
+  explicit SignalBlock(SignalHandler::BlockRecord& blockRecord) : record_(blockRecord) {
     // This one first: the mask that it saves is the one that launcher and child go back to.
-    SignalHandler::instance().blockSignals(record);
+    SignalHandler::instance().blockSignals(record_);
     sigset_t all;
     sigfillset(&all);
     ::sigprocmask(SIG_BLOCK, &all, nullptr);
   }
-  ~SignalBlock() { SignalHandler::instance().unblockSignals(record); }
+  ~SignalBlock() { SignalHandler::instance().unblockSignals(record_); }
 
 private:
-  SignalHandler::BlockRecord& record;
+  SignalHandler::BlockRecord& record_;
 };
 
 /// A sleep that the end of a child cuts short, if there is an event loop that listens to signals. The signal is held
 /// back but during the sleep, so none is missed between looking and sleeping; the loop is told of it as always.
 class ChildEvent final : private SignalHandler::Callback, plat::NonCopyable {
 public:
-  ChildEvent() : listening(io::FdManager::current() != nullptr && SignalHandler::instance().inUse()) {
-    if (listening) {
+  ChildEvent() : listening_(io::FdManager::current() != nullptr && SignalHandler::instance().inUse()) {
+    if (listening_) {
       sigset_t chld;
       sigemptyset(&chld);
       sigaddset(&chld, SIGCHLD);
-      ::sigprocmask(SIG_BLOCK, &chld, &previous);
-      asleep = previous;
-      sigdelset(&asleep, SIGCHLD);
+      ::sigprocmask(SIG_BLOCK, &chld, &previous_);
+      asleep_ = previous_;
+      sigdelset(&asleep_, SIGCHLD);
       SignalHandler::instance().setHandler(SIGCHLD, this, true);
     }
   }
   ~ChildEvent() override {
-    if (listening) {
+    if (listening_) {
       // The mask first: a signal that was held back finds the handler still there, and so comes to the loop.
-      ::sigprocmask(SIG_SETMASK, &previous, nullptr);
+      ::sigprocmask(SIG_SETMASK, &previous_, nullptr);
       SignalHandler::instance().setHandler(SIGCHLD, this, false);
     }
   }
   void wait(int ms) const {
-    if (listening) {
+    if (listening_) {
       const timespec limit = {ms / 1000, (ms % 1000) * 1'000'000L};
-      ::ppoll(nullptr, 0, &limit, &asleep);
+      ::ppoll(nullptr, 0, &limit, &asleep_);
     } else {
       plat::sleepMs(ms);
     }
@@ -106,9 +106,9 @@ public:
 private:
   void signalled(int) override {}
 
-  const bool listening;
-  sigset_t previous = {};
-  sigset_t asleep = {};
+  const bool listening_;
+  sigset_t previous_ = {};
+  sigset_t asleep_ = {};
 };
 
 /// The words of execve(2), made while memory may still be asked for.

@@ -55,7 +55,7 @@ std::unique_ptr<io::Io> LaunchedProcessPipe::connect(char**& argv, int minExtraA
   }
   // A descriptor can only have come from the launcher. A path may by now be somebody else's, which is what the proof is
   // for.
-  const int fd = parseFd(pipeName.get());
+  const int fd = parseFd(pipeName_.get());
   return fd >= 0 ? adoptFd(fd, InBufSize) : connectToPath();
 }
 
@@ -63,7 +63,7 @@ void LaunchedProcessPipe::parseArgs(char**& argv) {
   for (;; ++argv) {
     const char* const arg = *argv;
     if (arg && std::strcmp(arg, "-lppDebug") == 0) {
-      logPath = debugLogPath;
+      logPath_ = debugLogPath_;
     } else if (arg && std::strcmp(arg, "-hash") == 0) {
       parseHash(argv[1]);
       ++argv;
@@ -74,7 +74,7 @@ void LaunchedProcessPipe::parseArgs(char**& argv) {
     } else if (!arg || *arg == '-') {
       throw plat::Exception(plat::Formatted, "Bad command-line: got %s instead of pipe name", arg ? arg : "<null>");
     } else {
-      pipeName = arg;
+      pipeName_ = arg;
       ++argv;
       return;
     }
@@ -83,13 +83,13 @@ void LaunchedProcessPipe::parseArgs(char**& argv) {
 
 void LaunchedProcessPipe::parseHash(const char* hex) {
   // An empty digest is refused too: it must not pass for an option that was not given.
-  if (!hex || !plat::tryHexToBuf(hex, hash) || hash.empty()) {
+  if (!hex || !plat::tryHexToBuf(hex, hash_) || hash_.empty()) {
     throw plat::Exception("-hash argument bad or missing");
   }
 }
 
 void LaunchedProcessPipe::redirectStderr() const {
-  UniqueFd fd(plat::fileOpenFd(logPath, O_WRONLY | O_CREAT | O_APPEND, 0666));
+  UniqueFd fd(plat::fileOpenFd(logPath_, O_WRONLY | O_CREAT | O_APPEND, 0666));
   // Standard error was closed, so that its number was the first one free.
   if (fd.get() == STDERR_FILENO) {
     setInheritableOrThrow(fd.release(), true, false);
@@ -103,8 +103,8 @@ std::unique_ptr<io::Io> LaunchedProcessPipe::connectToPath() const {
   std::unique_ptr<io::Io> io;
   try {
     const plat::String now = plat::formatDate("%Y-%m-%d %H:%M:%SZ", plat::utcBreakdown(plat::getTime()));
-    std::fprintf(stderr, "%s: connecting to '%s'\n", now.orEmpty(), pipeName.orEmpty());
-    io = std::make_unique<UnixIo>(pipeName.get(), -1, false, InBufSize);
+    std::fprintf(stderr, "%s: connecting to '%s'\n", now.orEmpty(), pipeName_.orEmpty());
+    io = std::make_unique<UnixIo>(pipeName_.get(), -1, false, InBufSize);
     checkHash(*io);
   } catch (const plat::Exception& e) {
     std::fprintf(stderr, "%s\n", e.message);
@@ -117,7 +117,7 @@ std::unique_ptr<io::Io> LaunchedProcessPipe::connectToPath() const {
 }
 
 void LaunchedProcessPipe::checkHash(io::Io& io) const {
-  if (hash.empty()) {
+  if (hash_.empty()) {
     return;
   }
   std::uint8_t scratch[SecretSize];
@@ -127,7 +127,7 @@ void LaunchedProcessPipe::checkHash(io::Io& io) const {
   // The channel begins behind the secret; nothing that it rewinds may lead back into it.
   io.in()->checkpoint();
   // The time that this takes tells nothing: the digest stands on the command line for everybody to see.
-  if (hash.size() != SecretSize || std::memcmp(hash.data(), expected, sizeof expected) != 0) {
+  if (hash_.size() != SecretSize || std::memcmp(hash_.data(), expected, sizeof expected) != 0) {
     throw plat::Exception("Bad hash");
   }
 }

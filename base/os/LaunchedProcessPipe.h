@@ -24,7 +24,7 @@ public:
   static constexpr int InBufSize = 65536;
 
   /// @param debugPath where standard error goes with "-lppDebug"; not copied.
-  explicit LaunchedProcessPipe(const char* debugPath = "/tmp/lppDebug.log") noexcept : debugLogPath(debugPath) {}
+  explicit LaunchedProcessPipe(const char* debugPath = "/tmp/lppDebug.log") noexcept : debugLogPath_(debugPath) {}
 
   /// Takes the launcher's arguments off `argv`, which ends in a null, and connects.
   ///
@@ -46,10 +46,10 @@ private:
   std::unique_ptr<io::Io> connectToPath() const;
   void checkHash(io::Io& io) const;
 
-  plat::String pipeName;
-  const char* logPath = "/dev/null";  // where standard error goes
-  plat::MBuf<unsigned char> hash;     // empty: no proof is asked for
-  const char* debugLogPath;
+  plat::String pipeName_;
+  const char* logPath_ = "/dev/null";  // where standard error goes
+  plat::MBuf<unsigned char> hash_;     // empty: no proof is asked for
+  const char* debugLogPath_;
 };
 
 }  // namespace os

@@ -18,8 +18,8 @@ constexpr int RecheckMs = 1000;  // for a signal that the full pipe of the signa
 }  // namespace
 
 ProcessMonitor::ProcessMonitor(pid_t& childPid, const char* childName, Callback* owner)
-    : pid(childPid), name(childName), callback(owner) {
-  timer.start(0);  // the child may have ended before anybody listened
+    : pid_(childPid), name_(childName), callback_(owner) {
+  timer_.start(0);  // the child may have ended before anybody listened
   SignalHandler::instance().setHandler(SIGCHLD, this, true);
 }
 
@@ -28,9 +28,9 @@ ProcessMonitor::~ProcessMonitor() {
 }
 
 void ProcessMonitor::stop() {
-  if (callback != nullptr) {
-    callback = nullptr;
-    timer.stop();
+  if (callback_ != nullptr) {
+    callback_ = nullptr;
+    timer_.stop();
     SignalHandler::instance().setHandler(SIGCHLD, this, false);
   }
 }
@@ -41,28 +41,28 @@ void ProcessMonitor::signalled(int) {
 
 bool ProcessMonitor::timerFired(plat::Timer&) {
   // Ahead of the check, from which the owner may destroy this object.
-  timer.start(RecheckMs);
+  timer_.start(RecheckMs);
   check();
   return false;
 }
 
 /// The last thing that a caller does: the owner may destroy this object from its callback.
 void ProcessMonitor::check() {
-  if (pid < 0) {
+  if (pid_ < 0) {
     stop();
     return;
   }
   try {
     int status = 0;
-    const Reaped reaped = reapChild(pid, name.get(), false, status, log);
+    const Reaped reaped = reapChild(pid_, name_.get(), false, status, log);
     if (reaped == Reaped::Running) {
       return;
     }
     // Kept over what stop() does.
     const int error = errno;
-    pid = -1;
+    pid_ = -1;
     // Watching ends ahead of the call, which may destroy this object.
-    Callback* const owner = callback;
+    Callback* const owner = callback_;
     stop();
     if (reaped == Reaped::Failed) {
       throw plat::SystemException("waitpid", error);

@@ -42,10 +42,10 @@ private:
   void check();
   void stop();
 
-  pid_t& pid;
-  plat::String name;
-  Callback* callback;
-  plat::Timer timer{this};
+  pid_t& pid_;
+  plat::String name_;
+  Callback* callback_;
+  plat::Timer timer_{this};
 };
 
 }  // namespace os

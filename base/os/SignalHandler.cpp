@@ -56,26 +56,26 @@ SignalHandler& SignalHandler::instance() {
 void SignalHandler::setHandler(int sig, Callback* callback, bool enable) {
   const Entry entry{sig, callback};
   if (enable) {
-    PLAT_REQUIRE(!disabled);
-    if (!kicker) {
+    PLAT_REQUIRE_AS(!disabled_, "!disabled", __FILE__, __LINE__);
+    if (!kicker_) {
       // Ahead of the system's handler: a signal that comes at once must find the pipe.
-      kicker = std::make_unique<io::FdKicker>(static_cast<io::FdKickerCallback*>(this));
-      signalKicker = kicker.get();
+      kicker_ = std::make_unique<io::FdKicker>(static_cast<io::FdKickerCallback*>(this));
+      signalKicker = kicker_.get();
     }
-    handlers.push_back(entry);
+    handlers_.push_back(entry);
     setAction(sig, lowLevelHandler);
     return;
   }
-  std::erase(handlers, entry);
+  std::erase(handlers_, entry);
   // Out of the round under way as well: who takes a callback out mostly goes on to destroy it.
-  std::erase(dispatching, entry);
-  if (std::ranges::none_of(handlers, [sig](const Entry& other) { return other.sig == sig; })) {
+  std::erase(dispatching_, entry);
+  if (std::ranges::none_of(handlers_, [sig](const Entry& other) { return other.sig == sig; })) {
     setAction(sig, SIG_DFL);
   }
 }
 
 void SignalHandler::blockSignals(BlockRecord& record) const noexcept {
-  for (const Entry& entry : handlers) {
+  for (const Entry& entry : handlers_) {
     sigaddset(&record.blocked, entry.sig);
     record.maxSig = std::max(record.maxSig, entry.sig);
   }
@@ -104,10 +104,10 @@ void SignalHandler::fdKicked(io::FdKicker&, rdr::InStream& in) {
     const int sig = in.readU8();
     // Ahead of the callbacks: what leaves one of them must not have the same signal told again.
     in.checkpoint();
-    dispatching = handlers;
-    while (!dispatching.empty()) {
-      const Entry entry = dispatching.back();
-      dispatching.pop_back();
+    dispatching_ = handlers_;
+    while (!dispatching_.empty()) {
+      const Entry entry = dispatching_.back();
+      dispatching_.pop_back();
       if (entry.sig == sig) {
         entry.callback->signalled(sig);
       }

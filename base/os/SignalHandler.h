@@ -53,7 +53,7 @@ public:
   void setHandler(int sig, Callback* callback, bool enable);
 
   /// Whether there has been a registration: handlers of this kind have a pipe to write to.
-  bool inUse() const noexcept { return kicker != nullptr; }
+  bool inUse() const noexcept { return kicker_ != nullptr; }
 
   /// Blocks every signal that has a callback.
   void blockSignals(BlockRecord& record) const noexcept;
@@ -73,10 +73,10 @@ private:
 
   static void lowLevelHandler(int sig);
 
-  std::vector<Entry> handlers;     // in order of registration
-  std::vector<Entry> dispatching;  // those still to be called for the present signal
-  std::unique_ptr<io::FdKicker> kicker;
-  bool disabled = false;  ///< nothing in this library sets it
+  std::vector<Entry> handlers_;     // in order of registration
+  std::vector<Entry> dispatching_;  // those still to be called for the present signal
+  std::unique_ptr<io::FdKicker> kicker_;
+  bool disabled_ = false;  ///< nothing in this library sets it
 };
 
 }  // namespace os

@@ -6,13 +6,13 @@
 
 namespace os {
 
-SignalHandlerApp::SignalHandlerApp(plat::LogSrc* log) noexcept : logSrc(log) {}
+SignalHandlerApp::SignalHandlerApp(plat::LogSrc* log) noexcept : logSrc_(log) {}
 
 SignalHandlerApp::~SignalHandlerApp() = default;
 
 void SignalHandlerApp::signalled(int sig) {
-  if (logSrc != nullptr) {
-    logSrc->info("Got signal %s", signalName(sig));
+  if (logSrc_ != nullptr) {
+    logSrc_->info("Got signal %s", signalName(sig));
   }
   AppLoop::quit(0);
 }

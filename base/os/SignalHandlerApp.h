@@ -19,7 +19,7 @@ public:
   void signalled(int sig) override;
 
 private:
-  plat::LogSrc* logSrc;
+  plat::LogSrc* logSrc_;
 };
 
 }  // namespace os

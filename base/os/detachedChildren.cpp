@@ -31,33 +31,33 @@ bool stillRuns(pid_t pid, plat::LogSrc& log) {
 /// Lifecycle: listens to SIGCHLD while it has children; those that outlive this process go on without it.
 class PidManager final : private SignalHandler::Callback, plat::NonCopyable {
 public:
-  explicit PidManager(plat::LogSrc& logSrc) : log(logSrc) {
+  explicit PidManager(plat::LogSrc& logSrc) : log_(logSrc) {
     SignalHandler::instance();  // which so goes after this one
   }
   ~PidManager() override { listen(false); }
 
   void add(pid_t pid) {
     listen(true);
-    pids.push_back(pid);
+    pids_.push_back(pid);
     signalled(SIGCHLD);  // it may have ended before anybody listened
   }
 
 private:
   void signalled(int) override {
-    std::erase_if(pids, [this](pid_t pid) { return !stillRuns(pid, log); });
-    listen(!pids.empty());
+    std::erase_if(pids_, [this](pid_t pid) { return !stillRuns(pid, log_); });
+    listen(!pids_.empty());
   }
 
   void listen(bool on) {
-    if (on != listening) {
+    if (on != listening_) {
       SignalHandler::instance().setHandler(SIGCHLD, this, on);
-      listening = on;
+      listening_ = on;
     }
   }
 
-  plat::LogSrc& log;
-  std::vector<pid_t> pids;
-  bool listening = false;
+  plat::LogSrc& log_;
+  std::vector<pid_t> pids_;
+  bool listening_ = false;
 };
 
 }  // namespace

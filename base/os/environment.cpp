@@ -28,15 +28,15 @@ void clearEnvironment() noexcept {
 }
 
 EnvironmentHider::EnvironmentHider(const char* variable) noexcept
-    : name(variable), value(std::getenv(variable)), firstChar(value != nullptr ? *value : '\0') {
-  if (value != nullptr) {
-    *value = '\0';
+    : name_(variable), value_(std::getenv(variable)), firstChar_(value_ != nullptr ? *value_ : '\0') {
+  if (value_ != nullptr) {
+    *value_ = '\0';
   }
 }
 
 EnvironmentHider::~EnvironmentHider() {
-  if (value != nullptr && std::getenv(name) == value) {
-    *value = firstChar;
+  if (value_ != nullptr && std::getenv(name_) == value_) {
+    *value_ = firstChar_;
   }
 }
 

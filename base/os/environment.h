@@ -22,9 +22,9 @@ public:
   ~EnvironmentHider();
 
 private:
-  const char* name;
-  char* value;  // inside the environment; null if the variable is unset
-  char firstChar;
+  const char* name_;
+  char* value_;  // inside the environment; null if the variable is unset
+  char firstChar_;
 };
 
 }  // namespace os

@@ -15,13 +15,13 @@ namespace plat {
 template <class T>
 class CircularVector : NonCopyable {
 public:
-  std::uint32_t size() const noexcept { return tail - head; }
-  bool empty() const noexcept { return tail == head; }
+  std::uint32_t size() const noexcept { return tail_ - head_; }
+  bool empty() const noexcept { return tail_ == head_; }
   std::uint32_t capacity() const noexcept { return capacity_; }
 
   /// `index` 0 is the front; must be below size().
-  T& operator[](std::uint32_t index) noexcept { return data[(head + index) & mask]; }
-  const T& operator[](std::uint32_t index) const noexcept { return data[(head + index) & mask]; }
+  T& operator[](std::uint32_t index) noexcept { return data_[(head_ + index) & mask_]; }
+  const T& operator[](std::uint32_t index) const noexcept { return data_[(head_ + index) & mask_]; }
   T& front() noexcept { return (*this)[0]; }
 
   /// @throws AssertionFail if the queue cannot grow any more.
@@ -29,18 +29,18 @@ public:
     if (size() == capacity_) {
       grow(size());
     }
-    data[tail++ & mask] = std::move(value);
+    data_[tail_++ & mask_] = std::move(value);
   }
 
   /// The queue must not be empty.
-  T popFront() noexcept { return std::move(data[head++ & mask]); }
+  T popFront() noexcept { return std::move(data_[head_++ & mask_]); }
 
   /// Takes out the element at `index`, below size(); those behind it move up by one.
   void erase(std::uint32_t index) noexcept {
     for (std::uint32_t i = index; i + 1 < size(); ++i) {
       (*this)[i] = std::move((*this)[i + 1]);
     }
-    --tail;
+    --tail_;
   }
 
   /// Makes room, so that `count` elements fit without growing again.
@@ -65,18 +65,18 @@ private:
     for (std::uint32_t i = 0; i < count; ++i) {
       newData[i] = std::move((*this)[i]);
     }
-    data = std::move(newData);
+    data_ = std::move(newData);
     capacity_ = newCapacity;
-    mask = newCapacity - 1;
-    head = 0;
-    tail = count;
+    mask_ = newCapacity - 1;
+    head_ = 0;
+    tail_ = count;
   }
 
   std::uint32_t capacity_ = 0;  // a power of two, at least 8; 0 before the first element
-  std::uint32_t mask = 0;       // capacity_ - 1
-  std::uint32_t head = 0;       // running counters, masked on access, so that their difference is the size
-  std::uint32_t tail = 0;
-  std::unique_ptr<T[]> data;
+  std::uint32_t mask_ = 0;      // capacity_ - 1
+  std::uint32_t head_ = 0;      // running counters, masked on access, so that their difference is the size
+  std::uint32_t tail_ = 0;
+  std::unique_ptr<T[]> data_;
 };
 
 }  // namespace plat

@@ -41,20 +41,20 @@ bool coarseClockWillDo() noexcept {
 
 class MonoClock {
 public:
-  MonoClock() : id(coarseClockWillDo() ? CLOCK_MONOTONIC_COARSE : CLOCK_MONOTONIC), start(read()) {}
+  MonoClock() : id_(coarseClockWillDo() ? CLOCK_MONOTONIC_COARSE : CLOCK_MONOTONIC), start_(read()) {}
 
-  FileTime sinceStart() const { return read() - start; }
+  FileTime sinceStart() const { return read() - start_; }
 
 private:
   FileTime read() const {
     timespec now{};
-    const bool gotMonoTime = ::clock_gettime(id, &now) == 0;
+    const bool gotMonoTime = ::clock_gettime(id_, &now) == 0;
     PLAT_ASSERT_AS(gotMonoTime, "gotMonoTime", "base/plat/time", __LINE__);
     return toTicks(now);
   }
 
-  clockid_t id;
-  FileTime start;
+  clockid_t id_;
+  FileTime start_;
 };
 
 std::atomic<MonoTimeHook> monoTimeHook{nullptr};

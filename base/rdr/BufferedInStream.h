@@ -45,12 +45,12 @@ public:
   [[nodiscard]] std::uint32_t offset() override;
 
   /// Overwrites the buffer with zeros before it is freed, for a stream that carries secrets.
-  void setSecure(bool on) noexcept { secure = on; }
+  void setSecure(bool on) noexcept { secure_ = on; }
   /// Dumps every block that is read to standard error, for debugging.
-  void setTrace(bool on) noexcept { trace = on; }
+  void setTrace(bool on) noexcept { trace_ = on; }
 
   /// At most one at a time; null for none. Not owned.
-  void setObserver(Observer* newObserver) noexcept { observer = newObserver; }
+  void setObserver(Observer* newObserver) noexcept { observer_ = newObserver; }
   /// Whether `where` points into the buffer.
   [[nodiscard]] bool holds(const void* where) const noexcept;
 
@@ -68,12 +68,12 @@ private:
   void compact() noexcept;
   bool mayStay(int itemSize) const noexcept;
 
-  std::uint32_t offsetBase = 0;  ///< stream offset of the byte at `start`
-  int bufSize;
-  MallocBytes start;
-  Observer* observer = nullptr;
-  bool secure = false;
-  bool trace = false;
+  std::uint32_t offsetBase_ = 0;  ///< stream offset of the byte at `start_`
+  int bufSize_;
+  MallocBytes start_;
+  Observer* observer_ = nullptr;
+  bool secure_ = false;
+  bool trace_ = false;
 };
 
 }  // namespace rdr

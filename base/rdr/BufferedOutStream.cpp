@@ -14,8 +14,8 @@
 #include "base/plat/hex.h"
 #include "base/rdr/exceptions.h"
 
-// Three places in the buffer, each never ahead of the next: `start`, `sentUpTo`, `ptr`. What lies between the last two
-// is pending. `sentUpTo` moves where the transport takes something, `ptr` where a writer or the frame above has
+// Three places in the buffer, each never ahead of the next: `start_`, `sentUpTo_`, `ptr`. What lies between the last
+// two is pending. `sentUpTo_` moves where the transport takes something, `ptr` where a writer or the frame above has
 // finished something; only overrun() and tryFlush(), which are a writer's own calls, may move the bytes or begin at the
 // front again.
 
@@ -38,18 +38,18 @@ plat::IntParameter maxOutBufferSize(
 }  // namespace
 
 BufferedOutStream::BufferedOutStream(int size, int ceiling)
-    : bufSize(size < 0 ? DefaultBufSize : size),
-      maxBufSize(std::max(bufSize, ceiling < 0 ? maxOutBufferSize.getValueInt() : ceiling)) {
-  if (bufSize > 0) {
-    start = mallocBytes(static_cast<std::size_t>(bufSize));
+    : bufSize_(size < 0 ? DefaultBufSize : size),
+      maxBufSize_(std::max(bufSize_, ceiling < 0 ? maxOutBufferSize.getValueInt() : ceiling)) {
+  if (bufSize_ > 0) {
+    start_ = mallocBytes(static_cast<std::size_t>(bufSize_));
   }
-  ptr = start.get();
-  sentUpTo = ptr;
-  end = ptr + std::min(bufSize, maxWindow);
+  ptr = start_.get();
+  sentUpTo_ = ptr;
+  end = ptr + std::min(bufSize_, maxWindow);
 }
 
 std::uint32_t BufferedOutStream::length() {
-  return static_cast<std::uint32_t>(ptr - start.get()) + offsetBase;
+  return static_cast<std::uint32_t>(ptr - start_.get()) + offsetBase_;
 }
 
 void BufferedOutStream::flush() {
@@ -57,36 +57,36 @@ void BufferedOutStream::flush() {
 }
 
 int BufferedOutStream::nPending() {
-  return static_cast<int>(ptr - sentUpTo);
+  return static_cast<int>(ptr - sentUpTo_);
 }
 
 int BufferedOutStream::spaceLeft() {
-  return maxBufSize - nPending();
+  return maxBufSize_ - nPending();
 }
 
 void BufferedOutStream::setThrowErrors(bool on) {
-  throwErrors = on;
+  throwErrors_ = on;
 }
 
 bool BufferedOutStream::writeOnce(bool needWrite) {
-  const int taken = writeFromBuffer(sentUpTo, nPending(), needWrite);
+  const int taken = writeFromBuffer(sentUpTo_, nPending(), needWrite);
   if (taken <= 0) {
     return false;
   }
-  if (trace) {
-    plat::hexDumpTo(stderr, sentUpTo, static_cast<std::size_t>(taken), " --> ", nullptr);
+  if (trace_) {
+    plat::hexDumpTo(stderr, sentUpTo_, static_cast<std::size_t>(taken), " --> ", nullptr);
   }
-  sentUpTo += taken;
+  sentUpTo_ += taken;
   return true;
 }
 
 bool BufferedOutStream::writeAll(bool needWrite) {
-  while (sentUpTo != ptr) {
+  while (sentUpTo_ != ptr) {
     if (!writeOnce(needWrite)) {
       return false;
     }
   }
-  if (sentUpTo - start.get() >= releaseSize) {
+  if (sentUpTo_ - start_.get() >= releaseSize) {
     releaseSentMemory();
   }
   return true;
@@ -96,8 +96,8 @@ bool BufferedOutStream::writeAll(bool needWrite) {
 void BufferedOutStream::releaseSentMemory() noexcept {
   const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
   // Whole pages inside of what was sent. The last page stays: a frame that is under construction may begin in it.
-  const auto first = (reinterpret_cast<std::uintptr_t>(start.get()) + pageSize - 1) / pageSize * pageSize;
-  const auto last = reinterpret_cast<std::uintptr_t>(sentUpTo) / pageSize * pageSize;
+  const auto first = (reinterpret_cast<std::uintptr_t>(start_.get()) + pageSize - 1) / pageSize * pageSize;
+  const auto last = reinterpret_cast<std::uintptr_t>(sentUpTo_) / pageSize * pageSize;
   // A failure leaves the pages where they are, which does no harm.
   madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED);
 }
@@ -113,14 +113,14 @@ bool BufferedOutStream::tryFlush(bool needWrite) {
 }
 
 void BufferedOutStream::resetBuffer() noexcept {
-  offsetBase += static_cast<std::uint32_t>(sentUpTo - start.get());
-  ptr = start.get();
-  sentUpTo = ptr;
-  end = ptr + std::min(bufSize, maxWindow);
+  offsetBase_ += static_cast<std::uint32_t>(sentUpTo_ - start_.get());
+  ptr = start_.get();
+  sentUpTo_ = ptr;
+  end = ptr + std::min(bufSize_, maxWindow);
 }
 
 void BufferedOutStream::discardPending() noexcept {
-  sentUpTo = ptr;
+  sentUpTo_ = ptr;
   resetBuffer();
 }
 
@@ -132,9 +132,9 @@ int BufferedOutStream::writeWithBlock(const std::uint8_t* pending, int pendingLe
 void BufferedOutStream::writePendingAnd(const std::uint8_t* block, int length) {
   while (length > 0) {
     const int pending = nPending();
-    const int taken = writeWithBlock(sentUpTo, pending, block, length);
+    const int taken = writeWithBlock(sentUpTo_, pending, block, length);
     const int ofPending = std::min(taken, pending);
-    sentUpTo += ofPending;
+    sentUpTo_ += ofPending;
     block += taken - ofPending;
     length -= taken - ofPending;
     countWritten(taken - ofPending);
@@ -144,30 +144,30 @@ void BufferedOutStream::writePendingAnd(const std::uint8_t* block, int length) {
 
 void BufferedOutStream::copyThroughBuffer(const std::uint8_t* data, int length) {
   while (length > 0) {
-    const auto piece = static_cast<int>(std::min<std::ptrdiff_t>(start.get() + bufSize - ptr, length));
+    const auto piece = static_cast<int>(std::min<std::ptrdiff_t>(start_.get() + bufSize_ - ptr, length));
     std::memcpy(ptr, data, static_cast<std::size_t>(piece));
     ptr += piece;
     end = std::max(end, ptr);
     data += piece;
     length -= piece;
-    if (ptr == start.get() + bufSize) {
+    if (ptr == start_.get() + bufSize_) {
       tryFlush(true);
     }
   }
 }
 
 int BufferedOutStream::overrun(int itemSize, int nItems) {
-  if (bufSize == 0) {
+  if (bufSize_ == 0) {
     throw OutStreamFull();
   }
-  if (itemSize > maxBufSize) {
+  if (itemSize > maxBufSize_) {
     throw plat::Exception("BufferedOutStream overrun: buffer size exceeded");
   }
   // Ahead of any growing: for a transport that keeps up the buffer stays as it is.
   tryFlush(false);
   // At the ceiling there is nothing left but to wait, which takes a byte or raises: the loop ends.
-  while (itemSize > bufSize - nPending()) {
-    if (bufSize < maxBufSize) {
+  while (itemSize > bufSize_ - nPending()) {
+    if (bufSize_ < maxBufSize_) {
       grow();
     } else if (!writeOnce(true)) {
       throw plat::Exception("BufferedOutStream overrun: unable to write");
@@ -176,10 +176,10 @@ int BufferedOutStream::overrun(int itemSize, int nItems) {
   // Moving is put off until the room behind the pending bytes no longer makes a full window: with a slow peer they may
   // be many megabytes, and this point is reached every 16 KiB.
   const int window = std::max(itemSize, maxWindow);
-  if (start.get() + bufSize - ptr < window) {
+  if (start_.get() + bufSize_ - ptr < window) {
     moveToFront();
   }
-  const int tail = static_cast<int>(start.get() + bufSize - ptr);
+  const int tail = static_cast<int>(start_.get() + bufSize_ - ptr);
   end = ptr + std::min(window, tail);
   return std::int64_t{itemSize} * nItems <= room() ? nItems : static_cast<int>(room() / itemSize);
 }
@@ -187,25 +187,25 @@ int BufferedOutStream::overrun(int itemSize, int nItems) {
 void BufferedOutStream::grow() noexcept {
   const int pending = nPending();
   // In 64 bits: twice a buffer of 1 GiB is beyond an int.
-  const int newSize = static_cast<int>(std::min(std::int64_t{bufSize} * 2, std::int64_t{maxBufSize}));
+  const int newSize = static_cast<int>(std::min(std::int64_t{bufSize_} * 2, std::int64_t{maxBufSize_}));
   MallocBytes larger = mallocBytes(static_cast<std::size_t>(newSize));
-  std::memcpy(larger.get(), sentUpTo, static_cast<std::size_t>(pending));
-  offsetBase += static_cast<std::uint32_t>(sentUpTo - start.get());
-  start = std::move(larger);
-  bufSize = newSize;
-  sentUpTo = start.get();
-  ptr = sentUpTo + pending;
+  std::memcpy(larger.get(), sentUpTo_, static_cast<std::size_t>(pending));
+  offsetBase_ += static_cast<std::uint32_t>(sentUpTo_ - start_.get());
+  start_ = std::move(larger);
+  bufSize_ = newSize;
+  sentUpTo_ = start_.get();
+  ptr = sentUpTo_ + pending;
   end = ptr;
 }
 
 void BufferedOutStream::moveToFront() noexcept {
-  const auto distance = sentUpTo - start.get();
+  const auto distance = sentUpTo_ - start_.get();
   if (distance == 0) {
     return;
   }
-  std::memmove(start.get(), sentUpTo, static_cast<std::size_t>(ptr - sentUpTo));
-  offsetBase += static_cast<std::uint32_t>(distance);
-  sentUpTo -= distance;
+  std::memmove(start_.get(), sentUpTo_, static_cast<std::size_t>(ptr - sentUpTo_));
+  offsetBase_ += static_cast<std::uint32_t>(distance);
+  sentUpTo_ -= distance;
   ptr -= distance;
   end = ptr;
 }

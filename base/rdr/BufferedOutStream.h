@@ -50,17 +50,17 @@ public:
   void discardPending() noexcept;
 
   /// How long a waiting write may take, in milliseconds; negative for no limit. 30000 at first.
-  void setTimeout(int ms) noexcept { timeoutMs = ms; }
+  void setTimeout(int ms) noexcept { timeoutMs_ = ms; }
   /// Whether flush() waits until all is sent.
   [[nodiscard]] bool waitOnWrite() const noexcept { return waitOnWrite_; }
   /// Whether failures of the transport are raised: always in a stream that waits, else as set by setThrowErrors().
-  [[nodiscard]] bool doesThrowErrors() const noexcept { return throwErrors || waitOnWrite_; }
+  [[nodiscard]] bool doesThrowErrors() const noexcept { return throwErrors_ || waitOnWrite_; }
   /// Dumps every block that is written to standard error, for debugging.
-  void setTrace(bool on) noexcept { trace = on; }
+  void setTrace(bool on) noexcept { trace_ = on; }
 
 protected:
   /// Hands at most `len` bytes, at least 1, to the transport. With `needWrite` false it must not wait; with true it may
-  /// wait up to `timeoutMs`, and takes at least one byte or raises. @return how many it took.
+  /// wait up to timeout(), and takes at least one byte or raises. @return how many it took.
   virtual int writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) = 0;
   /// Hands the pending bytes, of which there may be none, and a block behind them to the transport, in one call if it
   /// has such a one. Takes at least one byte or raises. @return how many it took of both. The base asks
@@ -74,12 +74,12 @@ protected:
   /// full. Not for a stream without a buffer.
   void copyThroughBuffer(const std::uint8_t* data, int length);
   /// Counts bytes that were written past the buffer, so that length() knows of them.
-  void countWritten(int length) noexcept { offsetBase += static_cast<std::uint32_t>(length); }
+  void countWritten(int length) noexcept { offsetBase_ += static_cast<std::uint32_t>(length); }
 
   void setWaitOnWrite(bool wait) noexcept { waitOnWrite_ = wait; }
-  [[nodiscard]] int timeout() const noexcept { return timeoutMs; }
-  [[nodiscard]] int bufferSize() const noexcept { return bufSize; }
-  [[nodiscard]] bool traced() const noexcept { return trace; }
+  [[nodiscard]] int timeout() const noexcept { return timeoutMs_; }
+  [[nodiscard]] int bufferSize() const noexcept { return bufSize_; }
+  [[nodiscard]] bool traced() const noexcept { return trace_; }
 
 private:
   void resetBuffer() noexcept;
@@ -87,15 +87,15 @@ private:
   void grow() noexcept;
   void moveToFront() noexcept;
 
-  int bufSize;                   ///< present size of the buffer
-  int maxBufSize;                ///< ceiling of bufSize
-  std::uint32_t offsetBase = 0;  ///< bytes that have left the buffer
-  int timeoutMs = 30000;
-  MallocBytes start;
-  std::uint8_t* sentUpTo;  ///< first byte not handed to the transport yet; what lies from here to `ptr` is pending
+  int bufSize_;                   ///< present size of the buffer
+  int maxBufSize_;                ///< ceiling of bufSize_
+  std::uint32_t offsetBase_ = 0;  ///< bytes that have left the buffer
+  int timeoutMs_ = 30000;
+  MallocBytes start_;
+  std::uint8_t* sentUpTo_;  ///< first byte not handed to the transport yet; what lies from here to `ptr` is pending
   bool waitOnWrite_ = true;
-  bool throwErrors = true;
-  bool trace = false;
+  bool throwErrors_ = true;
+  bool trace_ = false;
 };
 
 }  // namespace rdr

@@ -21,61 +21,61 @@ void ByteReader::init(InStream* stream, std::uint32_t length, std::uint8_t* buff
     return;
   }
   reset();
-  in = stream;
+  in_ = stream;
   len_ = length;
-  buf = buffer;
-  ownsBuf = buffer == nullptr;
-  forceCopy = copyAlways;
-  in->checkpoint();
+  buf_ = buffer;
+  ownsBuf_ = buffer == nullptr;
+  forceCopy_ = copyAlways;
+  in_->checkpoint();
 }
 
 std::pair<std::int32_t, const std::uint8_t*> ByteReader::read(bool throwIfBlock) {
   static constexpr std::uint8_t nothing = 0;
   const auto count = static_cast<std::int32_t>(len_);
-  if (nRead == 0) {
+  if (nRead_ == 0) {
     if (len_ == 0) {
-      const std::uint8_t* where = buf != nullptr ? buf : in->getPtr();
+      const std::uint8_t* where = buf_ != nullptr ? buf_ : in_->getPtr();
       return {0, where != nullptr ? where : &nothing};  // null would say "not yet"
     }
     // One byte is asked for, not the length, which may be more than the window can ever hold: what is there is taken.
-    if (in->nUnread() == 0 && !in->check(throwIfBlock, 1)) {
+    if (in_->nUnread() == 0 && !in_->check(throwIfBlock, 1)) {
       return {0, nullptr};
     }
-    if (!forceCopy && static_cast<std::uint32_t>(in->nUnread()) >= len_) {
-      return {count, in->readInPlace(count)};
+    if (!forceCopy_ && static_cast<std::uint32_t>(in_->nUnread()) >= len_) {
+      return {count, in_->readInPlace(count)};
     }
   }
-  if (buf == nullptr) {
-    buf = static_cast<std::uint8_t*>(plat::allocOrDie(len_));
+  if (buf_ == nullptr) {
+    buf_ = static_cast<std::uint8_t*>(plat::allocOrDie(len_));
   }
-  while (nRead < len_) {
-    if (in->nUnread() == 0 && !in->check(throwIfBlock, 1)) {
+  while (nRead_ < len_) {
+    if (in_->nUnread() == 0 && !in_->check(throwIfBlock, 1)) {
       return {0, nullptr};
     }
-    const std::uint32_t piece = std::min(len_ - nRead, static_cast<std::uint32_t>(in->nUnread()));
-    std::memcpy(buf + nRead, in->readInPlace(static_cast<int>(piece)), piece);
-    nRead += piece;
-    in->checkpoint();
+    const std::uint32_t piece = std::min(len_ - nRead_, static_cast<std::uint32_t>(in_->nUnread()));
+    std::memcpy(buf_ + nRead_, in_->readInPlace(static_cast<int>(piece)), piece);
+    nRead_ += piece;
+    in_->checkpoint();
   }
-  return {count, buf};
+  return {count, buf_};
 }
 
 bool ByteReader::skip(bool throwIfBlock) {
-  while (nRead < len_) {
-    if (in->nUnread() == 0 && !in->check(throwIfBlock, 1)) {
+  while (nRead_ < len_) {
+    if (in_->nUnread() == 0 && !in_->check(throwIfBlock, 1)) {
       return false;
     }
-    const std::uint32_t piece = std::min(len_ - nRead, static_cast<std::uint32_t>(in->nUnread()));
-    in->readInPlace(static_cast<int>(piece));
-    nRead += piece;
-    in->checkpoint();
+    const std::uint32_t piece = std::min(len_ - nRead_, static_cast<std::uint32_t>(in_->nUnread()));
+    in_->readInPlace(static_cast<int>(piece));
+    nRead_ += piece;
+    in_->checkpoint();
   }
   return true;
 }
 
 const std::uint8_t* ByteReader::readItems(bool throwIfBlock, int* nItems) {
-  if (!forceCopy && nRead == 0 && len_ != 0 && len_ <= INT_MAX) {
-    if (const std::uint8_t* items = in->getItems(static_cast<int>(len_), nItems, throwIfBlock)) {
+  if (!forceCopy_ && nRead_ == 0 && len_ != 0 && len_ <= INT_MAX) {
+    if (const std::uint8_t* items = in_->getItems(static_cast<int>(len_), nItems, throwIfBlock)) {
       return items;
     }
   }
@@ -84,15 +84,15 @@ const std::uint8_t* ByteReader::readItems(bool throwIfBlock, int* nItems) {
 }
 
 void ByteReader::reset() noexcept {
-  if (ownsBuf) {
-    std::free(buf);
+  if (ownsBuf_) {
+    std::free(buf_);
   }
-  in = nullptr;
-  buf = nullptr;
-  nRead = 0;
+  in_ = nullptr;
+  buf_ = nullptr;
+  nRead_ = 0;
   len_ = 0;
-  ownsBuf = false;
-  forceCopy = false;
+  ownsBuf_ = false;
+  forceCopy_ = false;
 }
 
 plat::String ByteReader::readStringResumable(ByteReader& reader, InStream& in, std::uint32_t maxLength,
@@ -107,12 +107,12 @@ plat::String ByteReader::readStringResumable(ByteReader& reader, InStream& in, s
     reader.init(&in, length, buffer, true);
     // init() takes a buffer that it is given for the caller's. This one goes with the reader, should the rest never
     // come.
-    reader.ownsBuf = true;
+    reader.ownsBuf_ = true;
   }
   if (reader.read(throwIfBlock).second == nullptr) {
     return {};
   }
-  plat::String text = plat::String::adopt(reinterpret_cast<char*>(std::exchange(reader.buf, nullptr)));
+  plat::String text = plat::String::adopt(reinterpret_cast<char*>(std::exchange(reader.buf_, nullptr)));
   // The parser may yet block behind the text; it must not come back for the bytes, which have been given away.
   in.checkpoint();
   reader.reset();

@@ -52,12 +52,12 @@ public:
   static plat::String readStringResumable(ByteReader& reader, InStream& in, std::uint32_t maxLength, bool throwIfBlock);
 
 private:
-  InStream* in = nullptr;
-  std::uint8_t* buf = nullptr;  ///< destination; from malloc if owned
-  std::uint32_t nRead = 0;      ///< bytes gathered
-  std::uint32_t len_ = 0;       ///< bytes wanted; 0 for not in progress
-  bool ownsBuf = false;
-  bool forceCopy = false;
+  InStream* in_ = nullptr;
+  std::uint8_t* buf_ = nullptr;  ///< destination; from malloc if owned
+  std::uint32_t nRead_ = 0;      ///< bytes gathered
+  std::uint32_t len_ = 0;        ///< bytes wanted; 0 for not in progress
+  bool ownsBuf_ = false;
+  bool forceCopy_ = false;
 };
 
 }  // namespace rdr

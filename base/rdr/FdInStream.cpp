@@ -15,13 +15,13 @@ FdInStream::FdInStream(int descriptor, int size) : BufferedNonBlockableInStream(
 
 FdInStream::FdInStream(FdInStream&& other) noexcept
     : BufferedNonBlockableInStream(std::move(other)),
-      timeoutMs(other.timeoutMs),
+      timeoutMs_(other.timeoutMs_),
       fd_(std::exchange(other.fd_, -1)),
-      ownFd(other.ownFd),
+      ownFd_(other.ownFd_),
       timedOut_(other.timedOut_) {}
 
 FdInStream::~FdInStream() {
-  if (ownFd && fd_ >= 0) {
+  if (ownFd_ && fd_ >= 0) {
     close(fd_);
   }
 }
@@ -49,7 +49,7 @@ int FdInStream::readBlock(std::uint8_t* dest, int len) {
     if (nonBlocking) {
       return 0;
     }
-    if (!waitForFd(fd_, timeoutMs, true, false)) {
+    if (!waitForFd(fd_, timeoutMs_, true, false)) {
       throw plat::TimedOut();
     }
   }

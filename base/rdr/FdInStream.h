@@ -21,21 +21,21 @@ public:
   ~FdInStream() override;
 
   /// How long a waiting read may take, in milliseconds; negative for no limit, as at first.
-  void setTimeout(int ms) noexcept { timeoutMs = ms; }
+  void setTimeout(int ms) noexcept { timeoutMs_ = ms; }
   /// From now on every read that needs the descriptor raises plat::TimedOut; what is buffered can still be read.
   void setTimedOut() noexcept { timedOut_ = true; }
   [[nodiscard]] bool timedOut() const noexcept { return timedOut_; }
   [[nodiscard]] int fd() const noexcept { return fd_; }
   /// Whether the destructor closes the descriptor.
-  void setOwnFd(bool own) noexcept { ownFd = own; }
+  void setOwnFd(bool own) noexcept { ownFd_ = own; }
 
 protected:
   int readBlock(std::uint8_t* dest, int len) override;
 
 private:
-  int timeoutMs = -1;
+  int timeoutMs_ = -1;
   int fd_;
-  bool ownFd = false;
+  bool ownFd_ = false;
   bool timedOut_ = false;
 };
 

@@ -22,13 +22,13 @@ FdOutStream::FdOutStream(int descriptor, int ceiling) : BufferedLazyOutStream(-1
 
 FdOutStream::~FdOutStream() {
   // The connection that listens destroys this stream at its own end, and must not be called any more.
-  callback = nullptr;
+  callback_ = nullptr;
   try {
     tryFlush(false);
   } catch (const plat::Exception&) {
     // The peer has gone; there is nobody left to tell.
   }
-  if (ownFd && fd_ >= 0) {
+  if (ownFd_ && fd_ >= 0) {
     close(fd_);
   }
 }
@@ -37,8 +37,8 @@ bool FdOutStream::closeWrite() {
   if (nPending() == 0 && shutdown(fd_, SHUT_WR) != 0) {
     throw plat::SystemException("shutdown(SHUT_WR)", errno);
   }
-  if (callback != nullptr) {
-    callback->writeClosed(this);
+  if (callback_ != nullptr) {
+    callback_->writeClosed(this);
   }
   return true;
 }
@@ -48,8 +48,8 @@ int FdOutStream::writeFromBuffer(const std::uint8_t* data, int len, bool needWri
     const ssize_t written = write(fd_, data, static_cast<std::size_t>(len));
     const int error = errno;
     if (written >= 0) {
-      if (callback != nullptr) {
-        callback->writeResult(this, written == 0);
+      if (callback_ != nullptr) {
+        callback_->writeResult(this, written == 0);
       }
       return static_cast<int>(written);
     }
@@ -60,8 +60,8 @@ int FdOutStream::writeFromBuffer(const std::uint8_t* data, int len, bool needWri
       return writeFailed(error, needWrite);
     }
     if (!needWrite) {
-      if (callback != nullptr) {
-        callback->writeResult(this, true);
+      if (callback_ != nullptr) {
+        callback_->writeResult(this, true);
       }
       return 0;
     }

@@ -34,10 +34,10 @@ public:
   bool closeWrite() override;
 
   /// @param observer may be null; not owned.
-  void setCallback(Callback* observer) noexcept { callback = observer; }
+  void setCallback(Callback* observer) noexcept { callback_ = observer; }
   [[nodiscard]] int fd() const noexcept { return fd_; }
   /// Whether the destructor closes the descriptor.
-  void setOwnFd(bool own) noexcept { ownFd = own; }
+  void setOwnFd(bool own) noexcept { ownFd_ = own; }
 
 protected:
   int writeFromBuffer(const std::uint8_t* data, int len, bool needWrite) override;
@@ -47,8 +47,8 @@ private:
   int writeFailed(int error, bool needWrite);
 
   int fd_;
-  bool ownFd = false;
-  Callback* callback = nullptr;
+  bool ownFd_ = false;
+  Callback* callback_ = nullptr;
 };
 
 }  // namespace rdr

@@ -19,21 +19,21 @@ FileInStream::FileInStream(std::FILE* stream, bool own) {
 
 void FileInStream::open(const char* path, int flags) {
   discard();
-  file.open(path, plat::FilePtr::Read, flags);
-  if (file.get() != nullptr && file.owned()) {
+  file_.open(path, plat::FilePtr::Read, flags);
+  if (file_.get() != nullptr && file_.owned()) {
     // This class has a buffer; without a second one below it, a refill is one read(2) and no copy.
-    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    std::setvbuf(file_.get(), nullptr, _IONBF, 0);
   }
 }
 
 void FileInStream::attach(std::FILE* stream, bool own) {
   discard();
-  file.attach(stream, own);
+  file_.attach(stream, own);
 }
 
 int FileInStream::readBlock(std::uint8_t* dest, int len) {
-  PLAT_REQUIRE(file.get() != nullptr);
-  return static_cast<int>(plat::fileReadBytes(file.get(), dest, static_cast<std::size_t>(len)));
+  PLAT_REQUIRE_AS(file_.get() != nullptr, "file.get() != nullptr", __FILE__, __LINE__);
+  return static_cast<int>(plat::fileReadBytes(file_.get(), dest, static_cast<std::size_t>(len)));
 }
 
 }  // namespace rdr

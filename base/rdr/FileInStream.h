@@ -30,7 +30,7 @@ protected:
   int readBlock(std::uint8_t* dest, int len) override;
 
 private:
-  plat::FilePtr file;
+  plat::FilePtr file_;
 };
 
 }  // namespace rdr

@@ -17,7 +17,7 @@ FileOutStream::FileOutStream(std::FILE* stream, bool own) {
 }
 
 FileOutStream::~FileOutStream() {
-  if (file.get() == nullptr) {
+  if (file_.get() == nullptr) {
     return;
   }
   try {
@@ -28,32 +28,32 @@ FileOutStream::~FileOutStream() {
 }
 
 void FileOutStream::open(const char* path, int flags) {
-  if (file.get() != nullptr) {
+  if (file_.get() != nullptr) {
     // What is pending belongs to the file before.
     flush();
   }
-  file.open(path, plat::FilePtr::Write, flags);
-  if (file.get() != nullptr && file.owned()) {
+  file_.open(path, plat::FilePtr::Write, flags);
+  if (file_.get() != nullptr && file_.owned()) {
     // This class has a buffer; without a second one below it, what flush() has written is in the file.
-    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    std::setvbuf(file_.get(), nullptr, _IONBF, 0);
   }
 }
 
 void FileOutStream::attach(std::FILE* stream, bool own) {
-  if (file.get() != nullptr) {
+  if (file_.get() != nullptr) {
     flush();
   }
-  file.attach(stream, own);
+  file_.attach(stream, own);
 }
 
 void FileOutStream::detach() {
   discardPending();
-  file.attach(nullptr, false);
+  file_.attach(nullptr, false);
 }
 
 int FileOutStream::writeFromBuffer(const std::uint8_t* data, int len, bool) {
-  PLAT_REQUIRE(file.get() != nullptr);
-  if (std::fwrite(data, static_cast<std::size_t>(len), 1, file.get()) != 1) {
+  PLAT_REQUIRE_AS(file_.get() != nullptr, "file.get() != nullptr", __FILE__, __LINE__);
+  if (std::fwrite(data, static_cast<std::size_t>(len), 1, file_.get()) != 1) {
     throw plat::StdlibException("writing to file failed");
   }
   return len;

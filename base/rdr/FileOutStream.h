@@ -32,7 +32,7 @@ protected:
   void detach();
 
 private:
-  plat::FilePtr file;
+  plat::FilePtr file_;
 };
 
 }  // namespace rdr

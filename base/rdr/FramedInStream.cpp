@@ -15,9 +15,9 @@ FramedInStream::FramedInStream(InStream* below) noexcept : underlying_(below) {}
 /// Brings the stream below up to where this one has read.
 void FramedInStream::sync() {
   const auto delta = ptr - underlying_->getPtr();
-  frameSize -= static_cast<int>(delta);
-  PLAT_REQUIRE(frameSize >= 0);
-  offsetBase += static_cast<std::uint32_t>(delta);
+  frameSize_ -= static_cast<int>(delta);
+  PLAT_REQUIRE_AS(frameSize_ >= 0, "frameSize >= 0", __FILE__, __LINE__);
+  offsetBase_ += static_cast<std::uint32_t>(delta);
   underlying_->setPtr(ptr);
 }
 
@@ -29,8 +29,8 @@ void FramedInStream::updateWindow() {
   }
   ptr = underlying_->getPtr();
   end = underlying_->getEnd();
-  if (end - ptr > frameSize) {
-    end = ptr + frameSize;
+  if (end - ptr > frameSize_) {
+    end = ptr + frameSize_;
   }
   PLAT_REQUIRE(end >= ptr);
 }
@@ -52,25 +52,25 @@ bool FramedInStream::thenUpdateWindow(Step step) {
 /// Goes on to the next frame that has payload, if this one is used up and not the last. Needs updateWindow() after it.
 bool FramedInStream::advanceFrames(bool throwIfBlock) {
   sync();
-  while (!lastFrame && frameSize == 0) {
+  while (!lastFrame_ && frameSize_ == 0) {
     if (underlying_->nUnread() == 0 && !underlying_->check(throwIfBlock, 1)) {
       return false;
     }
-    readHeader(frameSize, lastFrame, false);
+    readHeader(frameSize_, lastFrame_, false);
   }
   return true;
 }
 
 std::uint32_t FramedInStream::offset() {
   if (!inMsg_) {
-    return offsetBase;
+    return offsetBase_;
   }
-  return offsetBase + static_cast<std::uint32_t>(ptr - underlying_->getPtr());
+  return offsetBase_ + static_cast<std::uint32_t>(ptr - underlying_->getPtr());
 }
 
 std::uint32_t FramedInStream::checkpoint() noexcept {
   if (!inMsg_) {
-    return offsetBase;
+    return offsetBase_;
   }
   try {
     sync();
@@ -80,9 +80,9 @@ std::uint32_t FramedInStream::checkpoint() noexcept {
     plat::assertFailed(failure);
   }
   checkpointOffset = offset();
-  savedLastFrame = lastFrame;
-  savedFrameSize = frameSize;
-  savedOffsetBase = offsetBase;
+  savedLastFrame_ = lastFrame_;
+  savedFrameSize_ = frameSize_;
+  savedOffsetBase_ = offsetBase_;
   return checkpointOffset;
 }
 
@@ -92,9 +92,9 @@ void FramedInStream::rewind() {
   }
   thenUpdateWindow([this] {
     underlying_->rewind();
-    lastFrame = savedLastFrame;
-    frameSize = savedFrameSize;
-    offsetBase = savedOffsetBase;
+    lastFrame_ = savedLastFrame_;
+    frameSize_ = savedFrameSize_;
+    offsetBase_ = savedOffsetBase_;
     return true;
   });
 }
@@ -107,7 +107,7 @@ bool FramedInStream::atEnd() {
     rewind();
     throw;
   }
-  return frameSize == 0;
+  return frameSize_ == 0;
 }
 
 bool FramedInStream::overrun(int itemSize) {
@@ -117,7 +117,7 @@ bool FramedInStream::overrun(int itemSize) {
 }
 
 bool FramedInStream::overrunInMsg(int itemSize) {
-  if (frameSize >= itemSize) {
+  if (frameSize_ >= itemSize) {
     return underlying_->nUnread() >= itemSize || underlying_->check(false, itemSize);
   }
   // The item reaches past this frame. The reader takes what is left of it piecemeal and comes back.
@@ -127,7 +127,7 @@ bool FramedInStream::overrunInMsg(int itemSize) {
   if (!advanceFrames(false)) {
     return false;
   }
-  if (frameSize == 0) {
+  if (frameSize_ == 0) {
     throw EndOfMsg();
   }
   return underlying_->nUnread() > 0 || underlying_->check(false, 1);
@@ -142,7 +142,7 @@ bool FramedInStream::startMsg(bool wait) {
     return false;
   }
   try {
-    readHeader(frameSize, lastFrame, true);
+    readHeader(frameSize_, lastFrame_, true);
   } catch (const BlockException&) {
     // Half a header has come. The stream below is back at its checkpoint, from where it will be read as a whole.
     if (wait) {

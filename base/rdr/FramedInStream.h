@@ -59,12 +59,12 @@ private:
   void takeRestOfMsg(Take take);
 
   bool inMsg_ = false;
-  bool lastFrame = false;       ///< the current frame is the message's last
-  bool savedLastFrame = false;  ///< lastFrame at the checkpoint; so the other saved fields
-  int frameSize = 0;            ///< bytes of the current frame behind the stream below's position
-  int savedFrameSize = 0;
-  std::uint32_t offsetBase = 0;  ///< payload bytes before the stream below's position
-  std::uint32_t savedOffsetBase = 0;
+  bool lastFrame_ = false;       ///< the current frame is the message's last
+  bool savedLastFrame_ = false;  ///< lastFrame_ at the checkpoint; so the other saved fields
+  int frameSize_ = 0;            ///< bytes of the current frame behind the stream below's position
+  int savedFrameSize_ = 0;
+  std::uint32_t offsetBase_ = 0;  ///< payload bytes before the stream below's position
+  std::uint32_t savedOffsetBase_ = 0;
   InStream* underlying_;
 };
 

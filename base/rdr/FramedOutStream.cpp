@@ -10,43 +10,44 @@
 namespace rdr {
 
 FramedOutStream::FramedOutStream(OutStream* below, int maxPayload, int headerSize)
-    : maxFrameSize(maxPayload), hdrSize(headerSize), underlying(below) {
-  PLAT_REQUIRE(maxFrameSize >= 8);  // the widest typed value must fit in one frame
+    : maxFrameSize_(maxPayload), hdrSize_(headerSize), underlying_(below) {
+  PLAT_REQUIRE_AS(maxFrameSize_ >= 8, "maxFrameSize >= 8", __FILE__,
+                  __LINE__);  // the widest typed value must fit in one frame
 }
 
 std::uint32_t FramedOutStream::length() {
-  if (!inMsg_ || !inFrame) {
-    return total;
+  if (!inMsg_ || !inFrame_) {
+    return total_;
   }
-  return total + static_cast<std::uint32_t>(ptr - underlying->getPtr() - hdrSize);
+  return total_ + static_cast<std::uint32_t>(ptr - underlying_->getPtr() - hdrSize_);
 }
 
 void FramedOutStream::flush() {
   if (!inMsg_) {
-    if (underlying != nullptr) {
-      underlying->flush();
+    if (underlying_ != nullptr) {
+      underlying_->flush();
     }
     return;
   }
   endFrame(false);
   // Should the stream below fail, no window is left over from which a writer could go on unframed.
   ptr = end = nullptr;
-  if (underlying != nullptr) {
-    underlying->flush();
+  if (underlying_ != nullptr) {
+    underlying_->flush();
   }
   startFrame(1);
 }
 
 OutStream* FramedOutStream::bottom() {
-  return underlying != nullptr ? underlying->bottom() : this;
+  return underlying_ != nullptr ? underlying_->bottom() : this;
 }
 
 int FramedOutStream::spaceLeft() {
-  return underlying != nullptr ? std::max(underlying->spaceLeft() - hdrSize, 0) : 0;
+  return underlying_ != nullptr ? std::max(underlying_->spaceLeft() - hdrSize_, 0) : 0;
 }
 
 bool FramedOutStream::closeWrite() {
-  return underlying != nullptr && underlying->closeWrite();
+  return underlying_ != nullptr && underlying_->closeWrite();
 }
 
 int FramedOutStream::overrun(int itemSize, int nItems) {
@@ -59,66 +60,66 @@ void FramedOutStream::startMsg() {
   if (inMsg_) {
     throw FrameException("FramedOutStream::startMsg: already in msg");
   }
-  PLAT_REQUIRE(underlying);
+  PLAT_REQUIRE_AS(underlying_, "underlying", __FILE__, __LINE__);
   inMsg_ = true;
-  firstInMsg = true;
+  firstInMsg_ = true;
   startFrame(1);
 }
 
 void FramedOutStream::endMsg(bool doFlush) {
-  if (!inFrame) {
+  if (!inFrame_) {
     throw FrameException("FramedOutStream::endMsg: not in frame");
   }
   endFrame(true);
   inMsg_ = false;
   if (doFlush) {
-    underlying->flush();
+    underlying_->flush();
   }
-  ptr = end = underlying->getPtr();
+  ptr = end = underlying_->getPtr();
 }
 
 void FramedOutStream::startFrame(int minSize) {
-  PLAT_REQUIRE(!inFrame);
-  const std::int64_t needed = std::int64_t{hdrSize} + minSize;
-  if (underlying->getEnd() - underlying->getPtr() < needed) {
+  PLAT_REQUIRE_AS(!inFrame_, "!inFrame", __FILE__, __LINE__);
+  const std::int64_t needed = std::int64_t{hdrSize_} + minSize;
+  if (underlying_->getEnd() - underlying_->getPtr() < needed) {
     // The stream below may move its buffer and then fail: no pointer into the old one may stay behind.
     ptr = end = nullptr;
-    underlying->overrun(static_cast<int>(std::min<std::int64_t>(needed, INT32_MAX)), 1);
+    underlying_->overrun(static_cast<int>(std::min<std::int64_t>(needed, INT32_MAX)), 1);
   }
-  ptr = underlying->getPtr() + hdrSize;
-  end = std::min(underlying->getEnd(), ptr + maxFrameSize);
-  inFrame = true;
+  ptr = underlying_->getPtr() + hdrSize_;
+  end = std::min(underlying_->getEnd(), ptr + maxFrameSize_);
+  inFrame_ = true;
 }
 
 void FramedOutStream::endFrame(bool last) {
-  if (!inFrame) {
+  if (!inFrame_) {
     throw FrameException("FramedOutStream::endFrame: not in frame");
   }
-  inFrame = false;
-  const int frameLen = static_cast<int>(ptr - underlying->getPtr()) - hdrSize;
+  inFrame_ = false;
+  const int frameLen = static_cast<int>(ptr - underlying_->getPtr()) - hdrSize_;
   // Nothing is left behind by it: the next frame begins at the same gap.
   if (frameLen == 0 && !last) {
     return;
   }
   // The header is written like any other value, through this stream, and lands in the gap.
   std::uint8_t* const frameEnd = ptr;
-  ptr = underlying->getPtr();
-  if (room() < hdrSize) {
+  ptr = underlying_->getPtr();
+  if (room() < hdrSize_) {
     throw FrameException("FramedOutStream::endFrame: no space for header");
   }
-  writeHeader(frameLen, last, firstInMsg);
-  PLAT_REQUIRE(ptr == underlying->getPtr() + hdrSize);
-  total += static_cast<std::uint32_t>(frameLen);
-  underlying->setPtr(frameEnd);
-  firstInMsg = false;
-  ptr = end = underlying->getPtr();
+  writeHeader(frameLen, last, firstInMsg_);
+  PLAT_REQUIRE_AS(ptr == underlying_->getPtr() + hdrSize_, "ptr == underlying->getPtr() + hdrSize", __FILE__, __LINE__);
+  total_ += static_cast<std::uint32_t>(frameLen);
+  underlying_->setPtr(frameEnd);
+  firstInMsg_ = false;
+  ptr = end = underlying_->getPtr();
 }
 
 void FramedOutStream::setUnderlying(OutStream* below) noexcept {
   ptr = end = nullptr;
   inMsg_ = false;
-  inFrame = false;
-  underlying = below;
+  inFrame_ = false;
+  underlying_ = below;
 }
 
 }  // namespace rdr

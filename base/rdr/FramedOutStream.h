@@ -43,20 +43,20 @@ public:
   [[nodiscard]] bool inMsg() const noexcept { return inMsg_; }
 
 protected:
-  /// Writes a header of exactly `hdrSize` bytes through this stream, whose getPtr() is at the gap.
+  /// Writes a header of exactly `hdrSize_` bytes through this stream, whose getPtr() is at the gap.
   virtual void writeHeader(int frameLen, bool last, bool first) = 0;
 
 private:
   /// Opens a frame with room for at least `minSize` bytes.
   void startFrame(int minSize);
 
-  int maxFrameSize;
-  int hdrSize;
+  int maxFrameSize_;
+  int hdrSize_;
   bool inMsg_ = false;
-  bool inFrame = false;
-  bool firstInMsg = false;  ///< no frame of this message has been closed yet
-  std::uint32_t total = 0;  ///< payload bytes of all closed frames
-  OutStream* underlying;
+  bool inFrame_ = false;
+  bool firstInMsg_ = false;  ///< no frame of this message has been closed yet
+  std::uint32_t total_ = 0;  ///< payload bytes of all closed frames
+  OutStream* underlying_;
 };
 
 }  // namespace rdr

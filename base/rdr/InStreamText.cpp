@@ -33,26 +33,26 @@ bool repair(plat::DString& text) {
 /// Collects the characters of a line in a string's own buffer, which is a terminated text at any moment.
 class LineBuffer {
 public:
-  LineBuffer(plat::DString& dest, std::uint32_t maxLength) : text(dest), limit(maxLength) {
-    text.reserve(64);
-    text.clear();
+  LineBuffer(plat::DString& dest, std::uint32_t maxLength) : text_(dest), limit_(maxLength) {
+    text_.reserve(64);
+    text_.clear();
   }
 
-  [[nodiscard]] bool empty() const noexcept { return count == 0; }
-  [[nodiscard]] bool tooLong() const noexcept { return count > limit; }
+  [[nodiscard]] bool empty() const noexcept { return count_ == 0; }
+  [[nodiscard]] bool tooLong() const noexcept { return count_ > limit_; }
 
   void add(char c) {
-    if (count + 2 > static_cast<std::uint32_t>(text.capacity())) {
-      text.reserve(static_cast<int>(count) + 2);
+    if (count_ + 2 > static_cast<std::uint32_t>(text_.capacity())) {
+      text_.reserve(static_cast<int>(count_) + 2);
     }
-    text.data()[count] = c;
-    text.data()[++count] = '\0';
+    text_.data()[count_] = c;
+    text_.data()[++count_] = '\0';
   }
 
 private:
-  plat::DString& text;
-  const std::uint32_t limit;
-  std::uint32_t count = 0;
+  plat::DString& text_;
+  const std::uint32_t limit_;
+  std::uint32_t count_ = 0;
 };
 
 }  // namespace

@@ -4,14 +4,14 @@
 
 namespace rdr {
 
-MemInStream::MemInStream(const void* data, int length) noexcept : start(static_cast<const std::uint8_t*>(data)) {
-  ptr = start;
-  checkpointPtr = start;
-  end = start + length;
+MemInStream::MemInStream(const void* data, int length) noexcept : start_(static_cast<const std::uint8_t*>(data)) {
+  ptr = start_;
+  checkpointPtr = start_;
+  end = start_ + length;
 }
 
 std::uint32_t MemInStream::offset() {
-  return static_cast<std::uint32_t>(ptr - start);
+  return static_cast<std::uint32_t>(ptr - start_);
 }
 
 bool MemInStream::atEnd() {

@@ -19,7 +19,7 @@ protected:
   [[noreturn]] bool overrun(int itemSize) override;
 
 private:
-  const std::uint8_t* start;
+  const std::uint8_t* start_;
 };
 
 }  // namespace rdr

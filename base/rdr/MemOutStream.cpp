@@ -10,17 +10,17 @@
 
 namespace rdr {
 
-MemOutStream::MemOutStream(int initialCapacity, int limit) : maxSize(std::max(limit, 0)) {
-  capacity = initialCapacity < 0 ? 256 : initialCapacity;
-  if (capacity > 0) {
-    start = mallocBytes(static_cast<std::size_t>(capacity));
+MemOutStream::MemOutStream(int initialCapacity, int limit) : maxSize_(std::max(limit, 0)) {
+  capacity_ = initialCapacity < 0 ? 256 : initialCapacity;
+  if (capacity_ > 0) {
+    start_ = mallocBytes(static_cast<std::size_t>(capacity_));
   }
-  ptr = start.get();
+  ptr = start_.get();
   setEnd();
 }
 
 void MemOutStream::setEnd() noexcept {
-  end = start.get() + (maxSize > 0 ? std::min(maxSize, capacity) : capacity);
+  end = start_.get() + (maxSize_ > 0 ? std::min(maxSize_, capacity_) : capacity_);
 }
 
 void MemOutStream::writeBytes(const void* data, int length) {
@@ -35,56 +35,56 @@ void MemOutStream::writeBytes(const void* data, int length) {
 }
 
 std::uint32_t MemOutStream::length() {
-  return static_cast<std::uint32_t>(ptr - start.get());
+  return static_cast<std::uint32_t>(ptr - start_.get());
 }
 
 int MemOutStream::spaceLeft() {
-  return maxSize == 0 ? INT_MAX : maxSize - static_cast<int>(ptr - start.get());
+  return maxSize_ == 0 ? INT_MAX : maxSize_ - static_cast<int>(ptr - start_.get());
 }
 
 int MemOutStream::overrun(int itemSize, int nItems) {
-  const std::int64_t used = ptr - start.get();
-  const std::int64_t limit = maxSize > 0 ? maxSize : INT_MAX;
+  const std::int64_t used = ptr - start_.get();
+  const std::int64_t limit = maxSize_ > 0 ? maxSize_ : INT_MAX;
   if (used + itemSize > limit) {
     throw OutStreamFull();
   }
   // Twice the capacity at least, so that many small writes do not copy the contents each time.
   const std::int64_t wanted = used + std::int64_t{itemSize} * nItems;
-  const std::int64_t newCapacity = std::max(wanted, std::int64_t{capacity} * 2);
+  const std::int64_t newCapacity = std::max(wanted, std::int64_t{capacity_} * 2);
   reallocate(static_cast<int>(std::min(newCapacity, limit)));
   return nItems;
 }
 
 void MemOutStream::reallocate(int newCapacity) {
-  const auto used = static_cast<std::size_t>(ptr - start.get());
-  start.reset(static_cast<std::uint8_t*>(plat::reallocOrDie(start.release(), static_cast<std::size_t>(newCapacity))));
-  capacity = newCapacity;
-  ptr = start.get() + used;
+  const auto used = static_cast<std::size_t>(ptr - start_.get());
+  start_.reset(static_cast<std::uint8_t*>(plat::reallocOrDie(start_.release(), static_cast<std::size_t>(newCapacity))));
+  capacity_ = newCapacity;
+  ptr = start_.get() + used;
   setEnd();
 }
 
 void MemOutStream::setMaxSize(int limit) noexcept {
-  maxSize = std::max(limit, 0);
+  maxSize_ = std::max(limit, 0);
   setEnd();
 }
 
 MallocBytes MemOutStream::takeBuffer() noexcept {
-  capacity = 0;
+  capacity_ = 0;
   ptr = nullptr;
   end = nullptr;
-  return std::move(start);
+  return std::move(start_);
 }
 
 void MemOutStream::takeInto(plat::MBuf<unsigned char>& buffer) {
-  const int size = static_cast<int>(ptr - start.get());
+  const int size = static_cast<int>(ptr - start_.get());
   buffer.adopt(takeBuffer().release(), size);
 }
 
 void MemOutStream::ensureNul() {
-  if (ptr != start.get() && ptr[-1] == 0) {
+  if (ptr != start_.get() && ptr[-1] == 0) {
     return;
   }
-  const int limit = maxSize;
+  const int limit = maxSize_;
   if (limit > 0 && limit < INT_MAX) {
     setMaxSize(limit + 1);
   }
@@ -100,7 +100,7 @@ void MemOutStream::ensureNul() {
 void MemOutStream::takeInto(plat::DString& text) {
   ensureNul();
   // The terminator may lie one byte past the limit, and with that past the window.
-  const auto size = std::max(end, ptr) - start.get();
+  const auto size = std::max(end, ptr) - start_.get();
   text.adopt(reinterpret_cast<char*>(takeBuffer().release()), static_cast<int>(size));
 }
 

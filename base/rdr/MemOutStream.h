@@ -27,9 +27,9 @@ public:
   int overrun(int itemSize, int nItems) override;
 
   /// The contents, length() bytes; null before anything was allocated.
-  [[nodiscard]] const std::uint8_t* data() const noexcept { return start.get(); }
+  [[nodiscard]] const std::uint8_t* data() const noexcept { return start_.get(); }
   /// Bytes allocated.
-  [[nodiscard]] int allocated() const noexcept { return capacity; }
+  [[nodiscard]] int allocated() const noexcept { return capacity_; }
   /// Sets another limit. One below length() lets nothing more in and cuts nothing off.
   void setMaxSize(int limit) noexcept;
   /// Gives the buffer away. The stream is empty and without a buffer then; the limit stays.
@@ -45,9 +45,9 @@ private:
   void setEnd() noexcept;
   void reallocate(int newCapacity);
 
-  MallocBytes start;
-  int capacity = 0;
-  int maxSize = 0;  ///< 0 for none
+  MallocBytes start_;
+  int capacity_ = 0;
+  int maxSize_ = 0;  ///< 0 for none
 };
 
 }  // namespace rdr

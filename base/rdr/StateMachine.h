@@ -17,14 +17,14 @@ class StateMachine {
 public:
   using StateFn = bool (Owner::*)();
 
-  void set(StateFn state) noexcept { stateFn = state; }
-  [[nodiscard]] StateFn get() const noexcept { return stateFn; }
+  void set(StateFn state) noexcept { stateFn_ = state; }
+  [[nodiscard]] StateFn get() const noexcept { return stateFn_; }
 
   /// Calls the present state once and gives its answer.
   /// @throws plat::AssertionFail "stateFn" if there is none; whatever the state raises
   bool step(Owner& owner) {
-    PLAT_REQUIRE_AS(stateFn != nullptr, "stateFn", "base/rdr/StateMachine", 77);
-    return (owner.*stateFn)();
+    PLAT_REQUIRE_AS(stateFn_ != nullptr, "stateFn", "base/rdr/StateMachine", 77);
+    return (owner.*stateFn_)();
   }
 
   /// Steps until a state answers false or blocks, or `goOn()` answers false. That one is called after each state that
@@ -40,7 +40,7 @@ public:
   }
 
 private:
-  StateFn stateFn = nullptr;
+  StateFn stateFn_ = nullptr;
 };
 
 }  // namespace rdr

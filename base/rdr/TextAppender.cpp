@@ -41,9 +41,9 @@ int encode(unsigned codePoint, std::uint8_t (&bytes)[4]) noexcept {
 }  // namespace
 
 void TextAppender::ensureRoom(int bytes) {
-  if (out->getEnd() - out->getPtr() < bytes) {
-    out->overrun(bytes, 1);
-    if (out->getEnd() - out->getPtr() < bytes) {
+  if (out_->getEnd() - out_->getPtr() < bytes) {
+    out_->overrun(bytes, 1);
+    if (out_->getEnd() - out_->getPtr() < bytes) {
       throw OutStreamFull();  // a stream whose window cannot reach that far, such as a framed one
     }
   }
@@ -51,12 +51,12 @@ void TextAppender::ensureRoom(int bytes) {
 
 void TextAppender::storeNul() {
   ensureRoom(1);
-  *out->getPtr() = 0;
+  *out_->getPtr() = 0;
 }
 
 void TextAppender::appendText(const char* text, int len) {
   const std::size_t limit = len < 0 ? std::size_t{INT_MAX} : static_cast<std::size_t>(len);
-  out->writeBytes(text, text != nullptr ? static_cast<int>(strnlen(text, limit)) : 0);
+  out_->writeBytes(text, text != nullptr ? static_cast<int>(strnlen(text, limit)) : 0);
   storeNul();
 }
 
@@ -77,12 +77,12 @@ void TextAppender::appendFormat(const char* format, ...) {
 /// Prints with room for `size` characters or more. @return 0 if that has done it, else the size to try next.
 int TextAppender::tryFormat(int size, const char* format, std::va_list args) {
   ensureRoom(size + 1);
-  const auto room = out->getEnd() - out->getPtr();
+  const auto room = out_->getEnd() - out_->getPtr();
   // One print uses a list of arguments up.
   std::va_list copy;
   va_copy(copy, args);
   const int printed =
-      std::vsnprintf(reinterpret_cast<char*>(out->getPtr()), static_cast<std::size_t>(room), format, copy);
+      std::vsnprintf(reinterpret_cast<char*>(out_->getPtr()), static_cast<std::size_t>(room), format, copy);
   va_end(copy);
   if (printed < 0) {
     if (size > maxBlindSize) {
@@ -96,7 +96,7 @@ int TextAppender::tryFormat(int size, const char* format, std::va_list args) {
   if (printed >= room) {
     return printed;
   }
-  out->setPtr(out->getPtr() + printed);
+  out_->setPtr(out_->getPtr() + printed);
   return 0;
 }
 
@@ -109,13 +109,13 @@ void TextAppender::appendChars(unsigned codePoint, int count) {
       throw OutStreamFull();
     }
     ensureRoom(count + 1);
-    std::memset(out->getPtr(), static_cast<int>(codePoint), static_cast<std::size_t>(count));
-    out->setPtr(out->getPtr() + count);
+    std::memset(out_->getPtr(), static_cast<int>(codePoint), static_cast<std::size_t>(count));
+    out_->setPtr(out_->getPtr() + count);
   } else {
     std::uint8_t bytes[4];
     const int length = encode(codePoint, bytes);
     for (int i = 0; length > 0 && i < count; ++i) {
-      out->writeBytes(bytes, length);
+      out_->writeBytes(bytes, length);
     }
   }
   storeNul();

@@ -12,7 +12,7 @@ namespace rdr {
 /// stream can be used as a terminated text at any moment. Observes the stream.
 class TextAppender {
 public:
-  explicit TextAppender(OutStream& stream) noexcept : out(&stream) {}
+  explicit TextAppender(OutStream& stream) noexcept : out_(&stream) {}
 
   /// Appends `text` up to its terminator, and of that at most `len` bytes if `len` is not negative.
   void appendText(const char* text, int len = -1);
@@ -28,7 +28,7 @@ private:
   void ensureRoom(int bytes);
   void storeNul();
 
-  OutStream* out;
+  OutStream* out_;
 };
 
 }  // namespace rdr

@@ -12,35 +12,35 @@ plat::LogSrc log("TransactedFile");
 }  // namespace
 
 TransactedFileOutStream::TransactedFileOutStream(const char* path, int flags)
-    : FileOutStream(nullptr), finalPath(path), tempPath(plat::String::format("%s.tmp", path)) {
+    : FileOutStream(nullptr), finalPath_(path), tempPath_(plat::String::format("%s.tmp", path)) {
   // Never append: what an earlier writer left behind is no part of this file.
-  tempFile.open(tempPath.get(), plat::FilePtr::Write, flags & ~plat::FilePtr::Append);
-  if (tempFile.get() == nullptr) {  // the caller asked not to hear of it
-    tempPath = nullptr;
+  tempFile_.open(tempPath_.get(), plat::FilePtr::Write, flags & ~plat::FilePtr::Append);
+  if (tempFile_.get() == nullptr) {  // the caller asked not to hear of it
+    tempPath_ = nullptr;
     return;
   }
   // Ahead of the first byte: what nobody else may read in the target shall be hidden in the temporary file as well.
   copyPermissions((flags & plat::FilePtr::Private) != 0);
-  attach(tempFile.get(), false);
+  attach(tempFile_.get(), false);
 }
 
 TransactedFileOutStream::~TransactedFileOutStream() {
   try {
     detach();
-    tempFile.close();
+    tempFile_.close();
   } catch (const plat::Exception&) {
     // Of no interest any more: the file is either in place or about to be removed.
   }
-  if (!tempPath.isNull()) {
-    plat::fileRemoveNoThrow(tempPath.get());
+  if (!tempPath_.isNull()) {
+    plat::fileRemoveNoThrow(tempPath_.get());
   }
 }
 
 void TransactedFileOutStream::copyPermissions(bool makePrivate) {
   try {
-    const bool targetExists = plat::fileCopyPerms(finalPath.get(), tempFile.get());
+    const bool targetExists = plat::fileCopyPerms(finalPath_.get(), tempFile_.get());
     if (targetExists && makePrivate) {
-      plat::fileMakePrivate(tempFile.get(), tempPath.get());
+      plat::fileMakePrivate(tempFile_.get(), tempPath_.get());
     }
   } catch (const plat::Exception& failure) {
     log.error("%s", plat::ExceptionText(failure).get());
@@ -50,14 +50,14 @@ void TransactedFileOutStream::copyPermissions(bool makePrivate) {
 void TransactedFileOutStream::commit() {
   flush();
   detach();
-  if (tempFile.get() == nullptr) {
+  if (tempFile_.get() == nullptr) {
     return;
   }
   // A file system may tell of a full disk as late as at closing. The target is given up only behind that.
-  tempFile.flushFile();
-  tempFile.close();
-  plat::fileRename(tempPath.get(), finalPath.get());
-  tempPath = nullptr;
+  tempFile_.flushFile();
+  tempFile_.close();
+  plat::fileRename(tempPath_.get(), finalPath_.get());
+  tempPath_ = nullptr;
 }
 
 }  // namespace rdr

@@ -29,9 +29,9 @@ public:
 private:
   void copyPermissions(bool makePrivate);
 
-  plat::FilePtr tempFile;
-  plat::String finalPath;
-  plat::String tempPath;  ///< null once committed
+  plat::FilePtr tempFile_;
+  plat::String finalPath_;
+  plat::String tempPath_;  ///< null once committed
 };
 
 }  // namespace rdr

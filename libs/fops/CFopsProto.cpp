@@ -42,7 +42,7 @@ CFopsProto::Callback& CFopsProto::client() {
 }
 
 bool CFopsProto::setState(StateFn state) {
-  stateFn.set(state);
+  stateFn_.set(state);
   return true;
 }
 
@@ -51,7 +51,7 @@ bool CFopsProto::setHandler(Handler handler) {
 }
 
 bool CFopsProto::run(rdr::InStream& input) {
-  return runStates(stateFn, static_cast<StateFn>(&CFopsProto::readMsgType), input);
+  return runStates(stateFn_, static_cast<StateFn>(&CFopsProto::readMsgType), input);
 }
 
 bool CFopsProto::readMsgType() {
@@ -90,7 +90,7 @@ bool CFopsProto::handleChunk() {
     const std::int32_t length = readChunkHeader();
     // Length 0 goes this way as well: there is nothing to gather, and the reader of chunks takes 0 for idle.
     if (length == 0 || client().takesPieces(chunkId, static_cast<std::uint64_t>(chunkOffset), length)) {
-      chunkLeft = length;
+      chunkLeft_ = length;
       return setHandler(&CFopsProto::handleChunkPieces);
     }
     beginChunk(length);
@@ -100,22 +100,22 @@ bool CFopsProto::handleChunk() {
 
 bool CFopsProto::handleChunkPieces() {
   do {
-    if (chunkLeft > 0 && in->nUnread() == 0 && !in->check(false, 1)) {
+    if (chunkLeft_ > 0 && in->nUnread() == 0 && !in->check(false, 1)) {
       return false;
     }
-    const std::int32_t length = std::min(chunkLeft, in->nUnread());
+    const std::int32_t length = std::min(chunkLeft_, in->nUnread());
     const auto offset = static_cast<std::uint64_t>(chunkOffset);
     const std::uint8_t* const data = in->readInPlace(length);
     in->checkpoint();  // a piece that was handed over does not come again
     chunkOffset = static_cast<std::int64_t>(offset + static_cast<std::uint64_t>(length));
-    chunkLeft -= length;
+    chunkLeft_ -= length;
     try {
       client().getDataReceiver().dataChunk(chunkId, offset, length, data);
     } catch (...) {
       setState(nullptr);
       throw;
     }
-  } while (chunkLeft > 0);
+  } while (chunkLeft_ > 0);
   return setState(nullptr);
 }
 
@@ -130,7 +130,7 @@ bool CFopsProto::handleServerInit() {
   init.home = readText();
   init.desktop = readText();
   // What follows is read by this number, so one that was not offered cannot be lived with.
-  if (init.version < MinVersion || init.version > offeredVersion) {
+  if (init.version < MinVersion || init.version > offeredVersion_) {
     throw plat::ProtocolError(plat::Formatted, "Invalid fops server version: %d", init.version);
   }
   // Ahead of the call, from which the first requests are sent, in the form of this version.
@@ -147,7 +147,7 @@ bool CFopsProto::handleGetRootResult() {
 }
 
 bool CFopsProto::handleDirScanResult() {
-  readDirEntries(list, *in, listCursor);
+  readDirEntries(list_, *in, listCursor_);
   // A state of its own: were the status read here, a block in it would lead back into the list, which is complete and
   // would be begun anew from the middle of the message.
   return setHandler(&CFopsProto::handleDirScanStatus);
@@ -156,14 +156,14 @@ bool CFopsProto::handleDirScanResult() {
 bool CFopsProto::handleDirScanStatus() {
   const plat::Exception error = readResult();
   // Moved away first: the memory goes with the callback's use of it, and the callback may throw.
-  std::vector<DirEntry> entries = std::move(list);
-  list.clear();
+  std::vector<DirEntry> entries = std::move(list_);
+  list_.clear();
   client().dirScanResult(entries, error);
   return setState(nullptr);
 }
 
 bool CFopsProto::handleReqEntriesResult() {
-  readDirEntries(list, *in, listCursor);
+  readDirEntries(list_, *in, listCursor_);
   // Apart for the same reason as that of a listing.
   return setHandler(&CFopsProto::handleReqEntriesStatus);
 }
@@ -173,8 +173,8 @@ bool CFopsProto::handleReqEntriesStatus() {
   const plat::String path = readVersion3Text();
   const plat::String clientData = readVersion3Text();
   const plat::Exception error = readResult();
-  std::vector<DirEntry> entries = std::move(list);
-  list.clear();
+  std::vector<DirEntry> entries = std::move(list_);
+  list_.clear();
   client().reqEntriesResult(id, entries, path.get(), clientData.get(), error);
   return setState(nullptr);
 }
@@ -235,7 +235,7 @@ bool CFopsProto::handleRenameFileOrFolderResult() {
 
 void CFopsProto::clientInit(int clientVersion) {
   PLAT_REQUIRE(clientVersion >= MinVersion && clientVersion <= MaxVersion);
-  offeredVersion = clientVersion;
+  offeredVersion_ = clientVersion;
   startMsg("ClientInit").writeU8(static_cast<std::uint8_t>(clientVersion));
   endMsg();
 }

@@ -108,12 +108,12 @@ private:
   bool handleDeleteFileOrFolderResult();
   bool handleRenameFileOrFolderResult();
 
-  rdr::StateMachine<FopsProto> stateFn;  // null while no message is in progress
-  std::int32_t chunkLeft = 0;            // bytes of a chunk taken in pieces that have not come yet
-  int offeredVersion = 0;                // of the last clientInit()
+  rdr::StateMachine<FopsProto> stateFn_;  // null while no message is in progress
+  std::int32_t chunkLeft_ = 0;            // bytes of a chunk taken in pieces that have not come yet
+  int offeredVersion_ = 0;                // of the last clientInit()
   // A list that may be larger than the input window: filled entry by entry, kept across blocks.
-  std::vector<DirEntry> list;
-  std::int32_t listCursor = -1;
+  std::vector<DirEntry> list_;
+  std::int32_t listCursor_ = -1;
 };
 
 }  // namespace fops

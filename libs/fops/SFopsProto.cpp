@@ -64,7 +64,7 @@ SFopsProto::Callback& SFopsProto::server() {
 }
 
 bool SFopsProto::setState(StateFn state) {
-  stateFn.set(state);
+  stateFn_.set(state);
   return true;
 }
 
@@ -73,7 +73,7 @@ bool SFopsProto::setHandler(Handler handler) {
 }
 
 bool SFopsProto::run(rdr::InStream& input) {
-  return runStates(stateFn, static_cast<StateFn>(&SFopsProto::readMsgType), input);
+  return runStates(stateFn_, static_cast<StateFn>(&SFopsProto::readMsgType), input);
 }
 
 bool SFopsProto::readMsgType() {

@@ -114,7 +114,7 @@ private:
   bool handleDeleteFileOrFolder();
   bool handleRenameFileOrFolder();
 
-  rdr::StateMachine<FopsProto> stateFn;  // null while no message is in progress
+  rdr::StateMachine<FopsProto> stateFn_;  // null while no message is in progress
 };
 
 }  // namespace fops

@@ -29,23 +29,23 @@ public:
   const char* next();
 
   /// Name and full path of the element that next() stepped to; both die with the next step.
-  const char* name() const noexcept { return buffer.c_str() + prefixLength; }
-  const char* path() const noexcept { return buffer.c_str(); }
+  const char* name() const noexcept { return buffer_.c_str() + prefixLength_; }
+  const char* path() const noexcept { return buffer_.c_str(); }
 
   /// What the folder's own entry says about the element's type: DT_DIR and so on, often DT_UNKNOWN. It does not follow
   /// links and needs no right to search the folder, so it is no substitute for a `stat`.
   unsigned char entryType() const noexcept {
-    return entry != nullptr ? entry->d_type : static_cast<unsigned char>(DT_UNKNOWN);
+    return entry_ != nullptr ? entry_->d_type : static_cast<unsigned char>(DT_UNKNOWN);
   }
 
   /// The folder's descriptor, for the ...at() calls with name(); valid as long as this object.
   int fd() const noexcept;
 
 private:
-  DIR* dir;
-  const dirent* entry = nullptr;
-  std::string buffer;  // the folder with one trailing slash, then the element's name
-  std::size_t prefixLength;
+  DIR* dir_;
+  const dirent* entry_ = nullptr;
+  std::string buffer_;  // the folder with one trailing slash, then the element's name
+  std::size_t prefixLength_;
 };
 
 }  // namespace os

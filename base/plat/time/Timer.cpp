@@ -5,7 +5,7 @@
 
 namespace plat {
 
-Timer::Timer(Callback* owner) noexcept : callback(owner) {}
+Timer::Timer(Callback* owner) noexcept : callback_(owner) {}
 
 Timer::~Timer() {
   stop();
@@ -19,13 +19,13 @@ void Timer::start(int ms) {
 }
 
 void Timer::stop() {
-  if (manager != nullptr) {
-    manager->stop(*this);
+  if (manager_ != nullptr) {
+    manager_->stop(*this);
   }
 }
 
 FileTime Timer::remaining() const {
-  return expiry - getMonoTime();
+  return expiry_ - getMonoTime();
 }
 
 }  // namespace plat

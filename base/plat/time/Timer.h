@@ -39,17 +39,17 @@ public:
   /// Ticks from now until it fires; negative if overdue. Only meaningful while running.
   FileTime remaining() const;
 
-  bool running() const noexcept { return manager != nullptr; }
+  bool running() const noexcept { return manager_ != nullptr; }
 
 private:
   friend class TimerManager;
 
-  Timer* next = nullptr;
-  Timer* prev = nullptr;
-  FileTime expiry = 0;  // on the monotonic clock
-  int intervalMs = 0;
-  Callback* callback;
-  TimerManager* manager = nullptr;  // null: idle
+  Timer* next_ = nullptr;
+  Timer* prev_ = nullptr;
+  FileTime expiry_ = 0;  // on the monotonic clock
+  int intervalMs_ = 0;
+  Callback* callback_;
+  TimerManager* manager_ = nullptr;  // null: idle
 };
 
 }  // namespace plat

@@ -6,9 +6,9 @@
 #include "base/plat/log/LogSrc.h"
 #include "base/plat/time/Timer.h"
 
-// A running timer is in one of two places: in the list by expiry or, while processTimers() is at work, in `due`. Either
-// way its `manager` is set; fire() clears that ahead of the callback, by which a timer that is started there is told
-// from one that is not.
+// A running timer is in one of two places: in the list by expiry or, while processTimers() is at work, in `due_`.
+// Either way its `manager_` is set; fire() clears that ahead of the callback, by which a timer that is started there is
+// told from one that is not.
 
 namespace plat {
 
@@ -27,21 +27,21 @@ FileTime intervalTicks(int intervalMs) noexcept {
 
 }  // namespace
 
-TimerManager::TimerManager(bool nested) : previous(thrInst) {
+TimerManager::TimerManager(bool nested) : previous_(thrInst) {
   PLAT_REQUIRE_AS(nested || !thrInst, "nested || !thrInst", "base/plat/TimerManager", __LINE__);
   thrInst = this;
 }
 
 TimerManager::~TimerManager() {
   PLAT_ASSERT_AS(thrInst == this, "thrInst == this", "base/plat/TimerManager", __LINE__);
-  while (!due.empty()) {
-    stop(*due[due.size() - 1]);
+  while (!due_.empty()) {
+    stop(*due_[due_.size() - 1]);
   }
   // From the back, so that only the last one changes the time to the first.
-  while (last != nullptr) {
-    stop(*last);
+  while (last_ != nullptr) {
+    stop(*last_);
   }
-  thrInst = previous;
+  thrInst = previous_;
 }
 
 TimerManager* TimerManager::current() noexcept {
@@ -49,7 +49,7 @@ TimerManager* TimerManager::current() noexcept {
 }
 
 int TimerManager::processTimers() {
-  if (first == nullptr) {
+  if (first_ == nullptr) {
     return -1;
   }
   const FileTime now = checkTime();
@@ -60,8 +60,8 @@ int TimerManager::processTimers() {
   // All of them first: a timer that is started at 0 ms each time that it fires must not keep this call going for ever.
   takeDue(now);
   try {
-    while (!due.empty()) {
-      fire(*due.popFront());
+    while (!due_.empty()) {
+      fire(*due_.popFront());
     }
   } catch (...) {
     putBackDue();
@@ -72,32 +72,32 @@ int TimerManager::processTimers() {
 }
 
 int TimerManager::timeToNext() {
-  return first == nullptr ? -1 : timeToNext(checkTime());
+  return first_ == nullptr ? -1 : timeToNext(checkTime());
 }
 
 int TimerManager::timeToNext(FileTime now) const noexcept {
-  return first == nullptr ? -1 : msUntil(first->expiry, now);
+  return first_ == nullptr ? -1 : msUntil(first_->expiry_, now);
 }
 
 void TimerManager::start(Timer& timer, int ms) {
   const FileTime now = checkTime();
-  timer.intervalMs = ms;
-  timer.expiry = now + intervalTicks(ms);
+  timer.intervalMs_ = ms;
+  timer.expiry_ = now + intervalTicks(ms);
   insert(timer);
-  if (first == &timer) {
+  if (first_ == &timer) {
     tellListener();
   }
 }
 
 void TimerManager::stop(Timer& timer) {
-  const bool wasFirst = first == &timer;
-  // Neither holds for a timer that is being fired: that one is in `due` alone.
-  if (wasFirst || timer.prev != nullptr) {
+  const bool wasFirst = first_ == &timer;
+  // Neither holds for a timer that is being fired: that one is in `due_` alone.
+  if (wasFirst || timer.prev_ != nullptr) {
     unlink(timer);
   } else {
     removeFromDue(timer);
   }
-  timer.manager = nullptr;
+  timer.manager_ = nullptr;
   if (wasFirst) {
     tellListener();
   }
@@ -105,7 +105,7 @@ void TimerManager::stop(Timer& timer) {
 
 // Reads the clock, as before any use of the list. `restarted` tells whether it had jumped.
 FileTime TimerManager::checkTime(bool* restarted) {
-  const FileTime limit = first != nullptr ? first->expiry + JumpLimit : -1;
+  const FileTime limit = first_ != nullptr ? first_->expiry_ + JumpLimit : -1;
   bool jumped = false;
   const FileTime now = getMonoTime(limit, &jumped);
   if (jumped) {
@@ -121,81 +121,81 @@ FileTime TimerManager::checkTime(bool* restarted) {
 
 void TimerManager::restartAll(FileTime now) {
   // How much of each interval has passed is not known by the new clock; each timer begins with the whole of it.
-  Timer* timer = first;
-  first = last = nullptr;
+  Timer* timer = first_;
+  first_ = last_ = nullptr;
   while (timer != nullptr) {
-    Timer* const following = timer->next;
-    timer->expiry = now + intervalTicks(timer->intervalMs);
+    Timer* const following = timer->next_;
+    timer->expiry_ = now + intervalTicks(timer->intervalMs_);
     insert(*timer);
     timer = following;
   }
-  for (std::uint32_t i = 0; i < due.size(); ++i) {
-    due[i]->expiry = now;
+  for (std::uint32_t i = 0; i < due_.size(); ++i) {
+    due_[i]->expiry_ = now;
   }
-  if (listener != nullptr && first != nullptr) {
-    listener->timeToFirstChanged(timeToNext(now));
+  if (listener_ != nullptr && first_ != nullptr) {
+    listener_->timeToFirstChanged(timeToNext(now));
   }
 }
 
 // Searches from the back: a new timer mostly expires after those that run already.
 void TimerManager::insert(Timer& timer) noexcept {
-  Timer* before = last;
-  while (before != nullptr && before->expiry > timer.expiry) {
-    before = before->prev;
+  Timer* before = last_;
+  while (before != nullptr && before->expiry_ > timer.expiry_) {
+    before = before->prev_;
   }
-  timer.prev = before;
-  timer.next = before != nullptr ? before->next : first;
-  (timer.prev != nullptr ? timer.prev->next : first) = &timer;
-  (timer.next != nullptr ? timer.next->prev : last) = &timer;
-  timer.manager = this;
+  timer.prev_ = before;
+  timer.next_ = before != nullptr ? before->next_ : first_;
+  (timer.prev_ != nullptr ? timer.prev_->next_ : first_) = &timer;
+  (timer.next_ != nullptr ? timer.next_->prev_ : last_) = &timer;
+  timer.manager_ = this;
 }
 
 void TimerManager::unlink(Timer& timer) noexcept {
-  (timer.prev != nullptr ? timer.prev->next : first) = timer.next;
-  (timer.next != nullptr ? timer.next->prev : last) = timer.prev;
-  timer.next = timer.prev = nullptr;
+  (timer.prev_ != nullptr ? timer.prev_->next_ : first_) = timer.next_;
+  (timer.next_ != nullptr ? timer.next_->prev_ : last_) = timer.prev_;
+  timer.next_ = timer.prev_ = nullptr;
 }
 
 void TimerManager::removeFromDue(const Timer& timer) noexcept {
-  for (std::uint32_t i = 0; i < due.size(); ++i) {
-    if (due[i] == &timer) {
-      due.erase(i);
+  for (std::uint32_t i = 0; i < due_.size(); ++i) {
+    if (due_[i] == &timer) {
+      due_.erase(i);
       return;
     }
   }
 }
 
 void TimerManager::takeDue(FileTime now) {
-  while (first != nullptr && first->expiry <= now) {
-    Timer& timer = *first;
-    due.pushBack(&timer);
+  while (first_ != nullptr && first_->expiry_ <= now) {
+    Timer& timer = *first_;
+    due_.pushBack(&timer);
     unlink(timer);
   }
 }
 
 void TimerManager::fire(Timer& timer) {
-  timer.manager = nullptr;
+  timer.manager_ = nullptr;
   // After the answer false the timer may be gone; do not look at it.
-  if (!timer.callback->timerFired(timer) || timer.manager != nullptr) {
+  if (!timer.callback_->timerFired(timer) || timer.manager_ != nullptr) {
     return;
   }
   bool jumped = false;
   const FileTime now = checkTime(&jumped);
-  const FileTime inRhythm = timer.expiry + intervalTicks(timer.intervalMs);
-  timer.expiry = !jumped && inRhythm > now ? inRhythm : now + intervalTicks(timer.intervalMs);
+  const FileTime inRhythm = timer.expiry_ + intervalTicks(timer.intervalMs_);
+  timer.expiry_ = !jumped && inRhythm > now ? inRhythm : now + intervalTicks(timer.intervalMs_);
   insert(timer);
 }
 
 // A callback has thrown: the timers that it kept from firing stay due.
 void TimerManager::putBackDue() noexcept {
-  while (!due.empty()) {
-    insert(*due.popFront());
+  while (!due_.empty()) {
+    insert(*due_.popFront());
   }
 }
 
 void TimerManager::tellListener() {
-  if (listener != nullptr) {
-    listener->timeToFirstChanged(timeToNext());
+  if (listener_ != nullptr) {
+    listener_->timeToFirstChanged(timeToNext());
   }
 }
 

@@ -48,7 +48,7 @@ public:
   int timeToNext(FileTime now) const noexcept;
 
   /// Observes; null for none.
-  void setListener(Listener* newListener) noexcept { listener = newListener; }
+  void setListener(Listener* newListener) noexcept { listener_ = newListener; }
 
 private:
   friend class Timer;
@@ -66,11 +66,11 @@ private:
   void putBackDue() noexcept;
   void tellListener();
 
-  TimerManager* previous;
-  Timer* first = nullptr;  // by rising expiry; equal ones in starting order
-  Timer* last = nullptr;
-  CircularVector<Timer*> due;  // being fired; in neither list nor idle
-  Listener* listener = nullptr;
+  TimerManager* previous_;
+  Timer* first_ = nullptr;  // by rising expiry; equal ones in starting order
+  Timer* last_ = nullptr;
+  CircularVector<Timer*> due_;  // being fired; in neither list nor idle
+  Listener* listener_ = nullptr;
 };
 
 }  // namespace plat

@@ -18,13 +18,13 @@ SFopsMgrViaIpc::Registration::~Registration() {
   }
 }
 
-SFopsMgrViaIpc::SFopsMgrViaIpc(io::MsgIpc& ipc) : registration(*this, ipc), server(*this, *this) {}
+SFopsMgrViaIpc::SFopsMgrViaIpc(io::MsgIpc& ipc) : registration_(*this, ipc), server_(*this, *this) {}
 
 SFopsMgrViaIpc::~SFopsMgrViaIpc() = default;
 
 bool SFopsMgrViaIpc::readMsg(const char*, rdr::InStream& in, io::MsgIpc&) {
   // False has the channel call again when more has come; the session knows then which message it is in.
-  return server.proto().run(in);
+  return server_.proto().run(in);
 }
 
 rdr::OutStream& SFopsMgrViaIpc::startMsg(const char* type) {

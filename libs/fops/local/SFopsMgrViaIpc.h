@@ -26,7 +26,7 @@ public:
   ~SFopsMgrViaIpc() override;
 
 private:
-  // The entry in the channel's table of readers. Outlives `server`, also where that fails to construct.
+  // The entry in the channel's table of readers. Outlives `server_`, also where that fails to construct.
   class Registration : private plat::NonCopyable {
   public:
     Registration(SFopsMgrViaIpc& owner, io::MsgIpc& ipc);
@@ -43,8 +43,8 @@ private:
 
   void sessionChanged(bool started) override;
 
-  Registration registration;
-  LocalFileServer server;
+  Registration registration_;
+  LocalFileServer server_;
 };
 
 }  // namespace fops
