@@ -3,7 +3,6 @@
 #include <chrono>
 #include <thread>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -26,7 +25,7 @@ std::string contents(int fd) {
 
 }  // namespace
 
-Child::Child(const std::vector<std::string>& words, int linkFd, int linkNumber, const std::function<void()>& prepare)
+Child::Child(const std::vector<std::string>& words, const std::function<void()>& prepare, int linkFd)
     : outputFd_(memfd_create("output", MFD_CLOEXEC)), errorFd_(memfd_create("errors", MFD_CLOEXEC)) {
   std::vector<char*> argv;
   for (const std::string& word : words) {
@@ -37,10 +36,8 @@ Child::Child(const std::vector<std::string>& words, int linkFd, int linkNumber, 
   if (pid_ == 0) {
     dup2(outputFd_, STDOUT_FILENO);
     dup2(errorFd_, STDERR_FILENO);
-    if (linkFd >= 0 && linkFd != linkNumber) {
-      dup2(linkFd, linkNumber);
-    } else if (linkFd >= 0) {
-      fcntl(linkFd, F_SETFD, 0);
+    if (linkFd >= 0) {
+      dup3(linkFd == LinkNumber ? dup(linkFd) : linkFd, LinkNumber, 0);  // which the program inherits
     }
     if (prepare) {
       prepare();

@@ -16,10 +16,11 @@ std::string kelfops();
 /// A test that forgets to wait has it killed by the destructor.
 class Child {
 public:
-  /// @param linkFd becomes descriptor `linkNumber` in the child; -1 for none.
+  static constexpr int LinkNumber = 3;
+
   /// @param prepare runs in the child just before the program; only async-signal-safe calls.
-  explicit Child(const std::vector<std::string>& words, int linkFd = -1, int linkNumber = -1,
-                 const std::function<void()>& prepare = {});
+  /// @param linkFd becomes descriptor LinkNumber in the child; -1 for none.
+  explicit Child(const std::vector<std::string>& words, const std::function<void()>& prepare = {}, int linkFd = -1);
   ~Child();
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
@@ -27,7 +28,6 @@ public:
   /// Waits, at most half a minute (the test fails then): the exit code, or the negative signal number.
   int wait();
   bool isRunning();
-  void signal(int number) const { kill(pid_, number); }
   pid_t pid() const { return pid_; }
 
   /// What the program printed; complete once it has been waited for.

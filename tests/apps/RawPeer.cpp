@@ -6,52 +6,22 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "tests/support/TestStreams.h"
+
 namespace {
 
-constexpr int LinkNumber = 3;
 constexpr int PatienceMs = 30000;
-constexpr std::size_t MaxFrame = 32766;
 
 }  // namespace
-
-std::uint64_t Fields::number(int width) {
-  std::uint64_t value = 0;
-  for (const char byte : take(static_cast<std::size_t>(width))) {
-    value = value << 8 | static_cast<unsigned char>(byte);
-  }
-  return value;
-}
-
-Entry Fields::entry() {
-  Entry entry{text(), u64()};
-  take(24);
-  entry.flags = u32();
-  for (unsigned left = u8(); left > 0; --left) {
-    shortText();
-    take(number(2));
-  }
-  return entry;
-}
-
-std::string Fields::outcome() {
-  const std::string message = shortText();
-  const std::string type = shortText();
-  EXPECT_EQ(rest(), "");
-  return "[" + type + "] " + message;
-}
 
 RawPeer::RawPeer(const std::string& root, std::vector<std::string> settings, const std::function<void()>& prepare) {
   int fds[2];
   socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds);
   fd_ = fds[0];
-  std::vector<std::string> words = {helper(), std::to_string(LinkNumber), "FopsDir=" + root};
+  std::vector<std::string> words = {helper(), std::to_string(Child::LinkNumber), "FopsDir=" + root};
   words.insert(words.end(), settings.begin(), settings.end());
-  child_ = std::make_unique<Child>(words, fds[1], LinkNumber, prepare);
+  child_ = std::make_unique<Child>(words, prepare, fds[1]);
   close(fds[1]);
-}
-
-RawPeer::~RawPeer() {
-  closeLink();
 }
 
 void RawPeer::closeLink() {
@@ -72,16 +42,7 @@ void RawPeer::send(const std::string& bytes) const {
 }
 
 void RawPeer::message(const std::string& name, const std::string& body) const {
-  const std::string record = Body().shortText(name).raw(body);
-  Body framed;
-  std::size_t start = 0;
-  do {
-    const std::size_t length = std::min(MaxFrame, record.size() - start);
-    const bool last = start + length == record.size();
-    framed.u16((last ? 0x8000U : 0U) | static_cast<unsigned>(length)).raw(record.substr(start, length));
-    start += length;
-  } while (start < record.size());
-  send(framed);
+  send(test::frames(Body().shortText(name).raw(body)));
 }
 
 void RawPeer::fops(const std::string& type, const std::string& payload) const {
@@ -119,7 +80,7 @@ std::optional<RawPeer::Message> RawPeer::receive() {
       if (name != "logMsg") {
         return Message{name, fields.rest()};
       }
-      const std::string level = std::to_string(fields.u32());
+      const std::string level = std::to_string(fields.number(4));
       const std::string source = fields.shortText();
       log_.push_back(source + " (" + level + "): " + fields.text());
     }
@@ -127,21 +88,25 @@ std::optional<RawPeer::Message> RawPeer::receive() {
   return std::nullopt;
 }
 
-Fields RawPeer::expect(const std::string& type) {
+Fields RawPeer::next() {
   while (const std::optional<Message> message = receive()) {
     if (message->name == "fops") {
-      Fields fields(message->body);
-      EXPECT_EQ(fields.shortText(), type);
-      return Fields(fields.rest());
+      return Fields(message->body);
     }
   }
-  ADD_FAILURE() << "the link closed instead of " << type;
+  ADD_FAILURE() << "the link closed";
   return Fields("");
 }
 
-Fields RawPeer::openSession(unsigned version) {
+Fields RawPeer::expect(const std::string& type) {
+  Fields fields = next();
+  EXPECT_EQ(fields.shortText(), type);
+  return fields;
+}
+
+void RawPeer::openSession(unsigned version) {
   fops("ClientInit", Body().u8(version));
-  return expect("ServerInit");
+  expect("ServerInit");
 }
 
 Fields RawPeer::ask(const std::string& type, const std::string& payload) {

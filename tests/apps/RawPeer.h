@@ -15,13 +15,6 @@
 
 using test::Body;
 
-/// An entry of a listing, as far as the tests look at it.
-struct Entry {
-  std::string name;
-  std::uint64_t size = 0;
-  std::uint32_t flags = 0;
-};
-
 /// Takes fields off the front of a message's bytes. Running out of bytes shows as an empty rest and zeros.
 class Fields {
 public:
@@ -32,20 +25,15 @@ public:
     bytes_.erase(0, count);
     return front;
   }
-  std::uint64_t number(int width);
-  unsigned u8() { return static_cast<unsigned>(number(1)); }
-  std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
-  std::uint64_t u64() { return number(8); }
-  /// A transfer id: two words, the low half first.
-  std::uint64_t id() {
-    const std::uint64_t low = u32();
-    return low | static_cast<std::uint64_t>(u32()) << 32;
+  std::uint64_t number(std::size_t width) {
+    std::uint64_t value = 0;
+    for (const char byte : take(width)) {
+      value = value << 8 | static_cast<unsigned char>(byte);
+    }
+    return value;
   }
-  std::string shortText() { return take(u8()); }
-  std::string text() { return take(u32()); }
-  Entry entry();
-  /// The two texts of a result at the end of a reply, as "[type] message".
-  std::string outcome();
+  std::string shortText() { return take(number(1)); }
+  std::string text() { return take(number(4)); }
   const std::string& rest() const { return bytes_; }
 
 private:
@@ -68,9 +56,9 @@ public:
   /// @param settings further words for its command line.
   explicit RawPeer(const std::string& root, std::vector<std::string> settings = {},
                    const std::function<void()>& prepare = {});
-  ~RawPeer();
+  ~RawPeer() { closeLink(); }
 
-  /// Bytes as they are, or one framed message.
+  /// Bytes as they are; one framed message; one of the session.
   void send(const std::string& bytes) const;
   void message(const std::string& name, const std::string& body) const;
   void fops(const std::string& type, const std::string& payload = "") const;
@@ -78,14 +66,17 @@ public:
   /// The next message of the helper; nothing if the link has closed. The test fails if none comes for long.
   std::optional<Message> receive();
 
-  /// The payload of the next session message, which must be of this type. Log lines on the way are kept.
+  /// The next session message, its type ahead of its payload. Log lines on the way are kept.
+  Fields next();
+
+  /// The payload of the next session message, which must be of this type.
   Fields expect(const std::string& type);
 
   /// Sends a request and returns the payload of the result, which must come next.
   Fields ask(const std::string& type, const std::string& payload = "");
 
-  /// Opens a session and returns the payload of "ServerInit".
-  Fields openSession(unsigned version = 4);
+  /// Opens a session.
+  void openSession(unsigned version = 4);
 
   /// Asks for the helper's log up to `level`; logHas() looks at its lines.
   void askForLog(std::uint32_t level) const { message("setLogLevel", Body().u32(level)); }

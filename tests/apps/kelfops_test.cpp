@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -18,12 +19,21 @@
 
 namespace {
 
+using testing::HasSubstr;
+using testing::Not;
 using Names = std::vector<std::string>;
 
 class KelfopsTest : public testing::Test {
 protected:
-  Outcome kel(const std::vector<std::string>& words) { return run({kelfops(), "--root", remote.path()}, words); }
+  Outcome kel(const Names& words) { return run({kelfops(), "--root", remote.path()}, words); }
 
+  /// Runs commands, each of which has to succeed.
+  void succeed(const std::vector<Names>& commands) {
+    for (const Names& words : commands) {
+      const Outcome outcome = kel(words);
+      EXPECT_EQ(outcome.status, 0) << testing::PrintToString(words) << outcome.errors;
+    }
+  }
   /// Checks the tree that the test of transfers makes.
   void expectTree(const test::TempDir& dir, const std::string& top) {
     EXPECT_EQ(dir.list(top), (Names{"a.txt", "empty", "many", "nothing", "sub"}));
@@ -55,7 +65,7 @@ TEST_F(KelfopsTest, transfersATreeBothWaysOverEveryLinkAndVersion) {
       SCOPED_TRACE(name);
       const auto get = kel({"--link", link, "--client-version", version, "get", "-r", "tree", local / name});
       EXPECT_EQ(get.status, 0) << get.errors;
-      EXPECT_NE(get.output.find("403 files, 5 folders, "), std::string::npos) << get.output;
+      EXPECT_THAT(get.output, HasSubstr("403 files, 5 folders, "));
       expectTree(local, name);
       const auto put = kel({"--link", link, "--client-version", version, "put", "-r", local / name});
       EXPECT_EQ(put.status, 0) << put.errors;
@@ -74,28 +84,26 @@ TEST_F(KelfopsTest, listsChangesTheTreeAndTellsAboutTheHelper) {
   EXPECT_EQ(names.output, "folder\nfile9\nfile10\n");
   EXPECT_EQ(names.errors, "");
   const auto details = kel({"ls", "-l", ""});
-  EXPECT_NE(details.output.find("-rw----r--           10 20"), std::string::npos) << details.output;
+  EXPECT_THAT(details.output, HasSubstr("-rw----r--           10 20"));
   const auto info = kel({"info"});
   EXPECT_EQ(info.status, 0);
-  EXPECT_NE(info.output.find("protocol version  4\n"), std::string::npos) << info.output;
+  EXPECT_THAT(info.output, HasSubstr("protocol version  4\n"));
   const std::string log = kel({"--log-level", "100", "ls"}).errors;
-  EXPECT_NE(log.find(": SFopsProto (30): Session started, fops version 4 client version 4\n"), std::string::npos)
-      << log;
-  EXPECT_NE(log.find("Scanning directory <root>"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr(": SFopsProto (30): Session started, fops version 4 client version 4\n"));
+  EXPECT_THAT(log, HasSubstr("Scanning directory <root>"));
 
-  EXPECT_EQ(kel({"mkdir", "folder/inner"}).status, 0);
-  EXPECT_EQ(kel({"mv", "file9", "folder/inner/b"}).status, 0);
-  EXPECT_EQ(remote.read("folder/inner/b"), "x");
-  EXPECT_EQ(kel({"mkdir", "other/"}).status, 0);
-  EXPECT_EQ(kel({"mv", "folder/inner/", "other/"}).status, 0);
-  EXPECT_EQ(remote.read("other/inner/b"), "x");
-  EXPECT_EQ(kel({"mv", "other/inner/b", "/"}).status, 0);
-  EXPECT_EQ(remote.read("b"), "x");
-  EXPECT_EQ(kel({"mv", "b", "other//"}).status, 0);
+  succeed({{"mkdir", "folder/inner"},
+           {"mv", "file9", "folder/inner/b"},
+           {"mkdir", "other/"},
+           {"mv", "folder/inner/", "other/"},
+           {"mv", "other/inner/b", "/"},
+           {"mv", "b", "other//"},
+           {"rm", "folder"}});
+  EXPECT_EQ(remote.list(), (Names{"file10", "other"}));
   EXPECT_EQ(remote.list("other"), (Names{"b", "inner"}));
+  EXPECT_EQ(remote.read("other/b"), "x");
   EXPECT_EQ(kel({"rm", "other/"}).status, 0);
-  EXPECT_EQ(kel({"rm", "folder"}).status, 0);
-  EXPECT_EQ(remote.list(), Names{"file10"});
+  EXPECT_FALSE(remote.exists("other"));
 }
 
 TEST_F(KelfopsTest, givesCollidingNamesANumberOnBothSides) {
@@ -103,14 +111,14 @@ TEST_F(KelfopsTest, givesCollidingNamesANumberOnBothSides) {
     remote.write(name, "remote");
     local.write(name, "local");
   }
-  EXPECT_EQ(kel({"get", "f.txt", local.path()}).status, 0);
-  EXPECT_EQ(local.read("f(1).txt"), "remote");
-  EXPECT_EQ(kel({"get", "-r", "d", local.path()}).status, 0);
-  EXPECT_EQ(local.read("d(1)/x"), "remote");
-  EXPECT_EQ(kel({"put", local / "f.txt"}).status, 0);
-  EXPECT_EQ(remote.read("f(1).txt"), "local");
-  EXPECT_EQ(kel({"put", "-r", local / "d"}).status, 0);
-  EXPECT_EQ(remote.read("d(1)/x"), "local");
+  succeed({{"get", "f.txt", local.path()},
+           {"get", "-r", "d", local.path()},
+           {"put", local / "f.txt"},
+           {"put", "-r", local / "d"}});
+  for (const char* name : {"f(1).txt", "d(1)/x"}) {
+    EXPECT_EQ(local.read(name), "remote");
+    EXPECT_EQ(remote.read(name), "local");
+  }
 }
 
 TEST_F(KelfopsTest, endsWithAStatusAndWordsForScripts) {
@@ -150,14 +158,14 @@ TEST_F(KelfopsTest, endsWithAStatusAndWordsForScripts) {
     SCOPED_TRACE(testing::PrintToString(c.words));
     const Outcome outcome = kel(c.words);
     EXPECT_EQ(outcome.status, c.status);
-    EXPECT_NE(outcome.errors.find(c.text), std::string::npos) << outcome.errors;
+    EXPECT_THAT(outcome.errors, HasSubstr(c.text));
     EXPECT_TRUE(!c.text.ends_with('\n') || outcome.errors == c.text) << outcome.errors;
   }
   EXPECT_EQ(remote.list("folder/sub"), Names{});
-  Child dies({kelfops(), "--root", remote.path(), "--helper", "/bin/false", "ls"}, -1, -1,
+  Child dies({kelfops(), "--root", remote.path(), "--helper", "/bin/false", "ls"},
              [] { signal(SIGCHLD, SIG_IGN); });  // which would have the helper reaped unseen
   EXPECT_EQ(dies.wait(), 3);
-  EXPECT_NE(dies.errors().find("exit status 1"), std::string::npos) << dies.errors();
+  EXPECT_THAT(dies.errors(), HasSubstr("exit status 1"));
 }
 
 TEST_F(KelfopsTest, reportsAFileThatFailsAndGoesOnWithTheRest) {
@@ -171,11 +179,11 @@ TEST_F(KelfopsTest, reportsAFileThatFailsAndGoesOnWithTheRest) {
   local.link("nowhere", "up/dangling");
   const auto get = kel({"get", "-r", "d", local.path()});
   EXPECT_EQ(get.status, 1);
-  EXPECT_NE(get.errors.find("kelfops: d/secret: [System-13] "), std::string::npos) << get.errors;
+  EXPECT_THAT(get.errors, HasSubstr("kelfops: d/secret: [System-13] "));
   EXPECT_EQ(local.list("d"), (Names{"good", "zzz"}));
   const auto put = kel({"put", "-r", local / "up"});
   EXPECT_EQ(put.status, 1);
-  EXPECT_NE(put.errors.find("/up/dangling: [System-2] stat("), std::string::npos) << put.errors;
+  EXPECT_THAT(put.errors, HasSubstr("/up/dangling: [System-2] stat("));
   EXPECT_EQ(remote.list("up"), (Names{"good", "zzz"}));
 }
 
@@ -191,7 +199,7 @@ TEST_F(KelfopsTest, leavesNothingHalfDoneWhenItsGroupIsInterrupted) {
     SCOPED_TRACE(testing::PrintToString(words) + std::to_string(sig));
     Names command = {kelfops(), "--root", remote.path()};
     command.insert(command.end(), words.begin(), words.end());
-    Child child(command, -1, -1, [] {
+    Child child(command, [] {
       setpgid(0, 0);
       for (const int heeded : {SIGINT, SIGTERM, SIGHUP}) {  // whatever the tests were started with
         signal(heeded, SIG_DFL);
@@ -202,23 +210,21 @@ TEST_F(KelfopsTest, leavesNothingHalfDoneWhenItsGroupIsInterrupted) {
     }
     kill(-child.pid(), sig);
     EXPECT_EQ(child.wait(), 3);
-    EXPECT_NE(child.errors().find("kelfops: interrupted\n"), std::string::npos) << child.errors();
-    EXPECT_EQ(child.errors().find("TimedOut"), std::string::npos) << child.errors();
+    EXPECT_THAT(child.errors(), HasSubstr("kelfops: interrupted\n"));
+    EXPECT_THAT(child.errors(), Not(HasSubstr("TimedOut")));
     EXPECT_EQ(to->list(), Names{"endless"});
   }
 }
 
 TEST_F(KelfopsTest, noticesAtOnceThatTheHelperIsDead) {
-  // One holds the link open for longer than anybody would wait.
-  for (const auto& [link, holder] : {std::pair("socket", ""), std::pair("fd", "sleep 20 >/dev/null 2>&1 &\n")}) {
+  // One holds the link open for longer than a test waits for a program.
+  for (const auto& [link, holder] : {std::pair("socket", ""), std::pair("fd", "sleep 40 >/dev/null 2>&1 &\n")}) {
     SCOPED_TRACE(link);
     local.write("helper",
                 std::string("#!/bin/sh\n") + holder + "(sleep 0.3; kill -9 $$) &\nexec " + helper() + " \"$@\"\n");
     chmod((local / "helper").c_str(), 0755);
-    const auto begin = std::chrono::steady_clock::now();
     const auto dead = kel({"--link", link, "--helper", local / "helper", "ls", "--repeat", "100000000"});
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
     EXPECT_EQ(dead.status, 3);
-    EXPECT_NE(dead.errors.find("kelfops: the helper ended with signal SIGKILL"), std::string::npos) << dead.errors;
+    EXPECT_THAT(dead.errors, HasSubstr("kelfops: the helper ended with signal SIGKILL"));
   }
 }

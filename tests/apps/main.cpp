@@ -20,16 +20,18 @@ constexpr uid_t Nobody = 65534;
 fs::path folder;
 fs::path programs;
 
-void give(const fs::path& path) {
-  if (chown(path.c_str(), Nobody, Nobody) != 0) {
+void require(bool done) {
+  if (!done) {
     std::abort();
   }
 }
 
+void give(const fs::path& path) {
+  require(chown(path.c_str(), Nobody, Nobody) == 0);
+}
+
 void becomeNobody() {
-  if (setgroups(0, nullptr) != 0 || setgid(Nobody) != 0 || setuid(Nobody) != 0) {
-    std::abort();
-  }
+  require(setgroups(0, nullptr) == 0 && setgid(Nobody) == 0 && setuid(Nobody) == 0);
   prctl(PR_SET_DUMPABLE, 1);  // a changed user id clears it, and leak checking needs it
 }
 
@@ -37,9 +39,7 @@ void becomeNobody() {
 /// launched: the helper takes root's home from the account database, and tests must not write there.
 void setUp() {
   std::string pattern = (fs::temp_directory_path() / "kelfops-e2e-XXXXXX").string();
-  if (!mkdtemp(pattern.data())) {
-    std::abort();
-  }
+  require(mkdtemp(pattern.data()) != nullptr);
   folder = pattern;
   programs = KEL_BIN_DIR;
   if (geteuid() == 0) {

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <functional>
+#include <utility>
+
 #include "base/plat/Time.h"
+#include "base/plat/time/Timer.h"
 
 namespace test {
 
@@ -44,6 +48,18 @@ private:
     state().jumped = false;
     return state().now;
   }
+};
+
+/// Runs an action once from the loop, `ms` from now.
+class Later : private plat::Timer::Callback {
+public:
+  explicit Later(std::function<void()> action, int ms = 0) : action_(std::move(action)) { timer_.start(ms); }
+
+private:
+  bool timerFired(plat::Timer&) override { return action_(), false; }
+
+  std::function<void()> action_;
+  plat::Timer timer_{this};
 };
 
 }  // namespace test

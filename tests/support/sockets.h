@@ -1,25 +1,14 @@
 #pragma once
 
+#include <stdexcept>
+
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include "base/io/IpInfo.h"
 #include "base/os/socket/socketUtil.h"
+#include "tests/support/descriptors.h"
 
 namespace test {
-
-/// Closes its descriptor at the end.
-class Fd {
-public:
-  Fd(int fd) noexcept : fd_(fd) {}
-  ~Fd() { ::close(fd_); }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  operator int() const noexcept { return fd_; }
-
-private:
-  int fd_;
-};
 
 inline int bindTo(const io::IpInfo& address, int type = SOCK_STREAM, bool reusePort = false) {
   return os::bindSocket(address.address(), address.addressLength(), type, reusePort);
@@ -31,6 +20,12 @@ inline int connectTo(const io::IpInfo& address, int type = SOCK_STREAM, bool blo
 
 inline io::IpInfo localAddress(int fd) {
   return {fd, io::IpInfo::End::Local};
+}
+
+/// A TCP socket that listens at a port of the system's choice.
+inline int listenOn(const char* host) {
+  const int fd = bindTo(io::IpInfo(host, 0));
+  return ::listen(fd, 5) == 0 ? fd : throw std::runtime_error("listen");
 }
 
 inline int intOption(int fd, int level, int option) {

@@ -6,9 +6,10 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "tests/support/descriptors.h"
 
 namespace test {
 
@@ -36,12 +37,8 @@ public:
 
   /// A copy of the near end, under a number that select cannot watch.
   int highNear() const {
-    rlimit limit = {};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit higher = {limit.rlim_max, limit.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &higher);
+    const FdLimit highest(RLIM_INFINITY);
     const int fd = ::fcntl(near(), F_DUPFD_CLOEXEC, 1024);
-    ::setrlimit(RLIMIT_NOFILE, &limit);
     return fd >= 0 ? fd : throw std::runtime_error("fcntl");
   }
 

@@ -1,27 +1,19 @@
 #include "base/io/Ipc.h"
 
-#include <functional>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/exceptions.h"
 #include "tests/base/io/MemIo.h"
+#include "tests/support/prelude.h"
 
 namespace {
 
+using namespace test;
 using io::Ipc;
-using test::MemIo;
-using test::MemIoLog;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 std::string writtenFlags(const io::Io& io) {
   rdr::MemOutStream out;
   io.writeFlags(out);
-  return test::contents(out);
+  return contents(out);
 }
 
 TEST(Io, flagsCrossALinkInOrderOfTheirBytes) {
@@ -40,29 +32,21 @@ TEST(Io, flagsCrossALinkInOrderOfTheirBytes) {
   }
   EXPECT_EQ(writtenFlags(io)[0], '\xff');
   io.flags().insert("one more");
-  EXPECT_THAT(test::raised([&] { writtenFlags(io); }), HasSubstr("'flags.size() < 256'"));
-  EXPECT_THAT(test::raised([&] { io.Io::markReadable(); }),
-              HasSubstr("'Io::markReadable() not implemented for this Io'"));
+  EXPECT_THAT(messageFrom([&] { writtenFlags(io); }), HasSubstr("'flags.size() < 256'"));
+  EXPECT_THAT(messageFrom([&] { io.Io::markReadable(); }), HasSubstr("not implemented for this Io'"));
 }
 
-class RecordingCallback : public Ipc::Callback {
-public:
-  void ipcReadable(Ipc& ipc) override { onReadable(ipc); }
-  void ipcClosed(Ipc& ipc) override {
-    EXPECT_FALSE(ipc.attached());
+class IpcTest : public Test, public Ipc::Callback {
+protected:
+  void ipcReadable(Ipc& link) override { onReadable(link); }
+  void ipcClosed(Ipc& link) override {
+    EXPECT_FALSE(link.attached());
     events.emplace_back("closed");
   }
-  void ipcError(Ipc& ipc, const plat::Exception& error) override {
+  void ipcError(Ipc& link, const plat::Exception& error) override {
     events.emplace_back(error.message);
-    onError(ipc);
+    onError(link);
   }
-
-  std::function<void(Ipc&)> onReadable, onError;
-  std::vector<std::string> events;
-};
-
-class IpcTest : public testing::Test {
-protected:
   MemIo* attach() {
     auto* const io = new MemIo(log);
     ipc.accept(io);
@@ -70,8 +54,9 @@ protected:
   }
 
   std::shared_ptr<MemIoLog> log = std::make_shared<MemIoLog>();
-  RecordingCallback callback;
-  Ipc ipc{"test", &callback, false};
+  std::function<void(Ipc&)> onReadable, onError;
+  std::vector<std::string> events;
+  Ipc ipc{"test", this, false};
 };
 
 TEST_F(IpcTest, outputIsThereWithAndWithoutAConnection) {
@@ -96,17 +81,17 @@ TEST_F(IpcTest, outputIsThereWithAndWithoutAConnection) {
   log->events.clear();
   EXPECT_NO_THROW(ipc.close());
   EXPECT_THAT(log->events, ElementsAre("no handler", "shutdown", "gone")) << "a flush that fails keeps no link open";
-  EXPECT_THAT(callback.events, IsEmpty());
+  EXPECT_THAT(events, IsEmpty());
 }
 
 TEST_F(IpcTest, failingReaderEndsTheLinkOnce) {
   for (const bool closesItself : {false, true}) {
     MemIo* const io = attach();
-    callback.onReadable = [](Ipc&) { throw rdr::BlockException(); };
+    onReadable = [](Ipc&) { throw rdr::BlockException(); };
     io->report();
     EXPECT_TRUE(ipc.attached());
-    callback.onReadable = [](Ipc&) { throw plat::Exception("bad bytes"); };
-    callback.onError = [closesItself](Ipc& link) {
+    onReadable = [](Ipc&) { throw plat::Exception("bad bytes"); };
+    onError = [closesItself](Ipc& link) {
       link.out()->writeU8('!');  // the last words can still go out
       link.out()->flush();
       if (closesItself) {
@@ -119,13 +104,13 @@ TEST_F(IpcTest, failingReaderEndsTheLinkOnce) {
     EXPECT_THAT(log->events, ElementsAre("handler", "no handler", "shutdown", "gone"));
     log->events.clear();
   }
-  EXPECT_THAT(callback.events, ElementsAre("bad bytes", "closed", "bad bytes"));
+  EXPECT_THAT(events, ElementsAre("bad bytes", "closed", "bad bytes"));
 }
 
 TEST_F(IpcTest, endOfTheConnectionIsNotAnsweredByAShutdown) {
   const std::unique_ptr<MemIo> io(attach());  // its own shutdown is under way, and deletes it later
   io->end();
-  EXPECT_THAT(callback.events, ElementsAre("closed"));
+  EXPECT_THAT(events, ElementsAre("closed"));
   EXPECT_THAT(log->events, ElementsAre("handler", "no handler"));
 }
 

@@ -1,36 +1,17 @@
 #include "base/io/MsgIpc.h"
 
-#include <functional>
 #include <thread>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "base/io/FdIo.h"
 #include "base/rdr/exceptions.h"
 #include "tests/base/io/FdPair.h"
 #include "tests/base/io/MemIo.h"
+#include "tests/support/prelude.h"
 
 namespace {
 
+using namespace test;
 using io::MsgIpc;
-using test::MemIo;
-using test::namedMsg;
-using test::raised;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-class RecordingCallback : public MsgIpc::Callback {
-public:
-  void msgIpcClosed(MsgIpc&) override { events.emplace_back("closed"); }
-  bool msgAllowed(MsgIpc&, const char* name, bool isWrite) override {
-    return std::string(isWrite ? "out " : "in ") + name != forbidden;
-  }
-  void msgIpcError(MsgIpc&, const plat::Exception& error) override { events.emplace_back(error.message); }
-
-  std::string forbidden;
-  std::vector<std::string> events;
-};
 
 /// Takes each message as a U32 length and that many bytes of text, or does what the test says.
 class RecordingReader : public MsgIpc::Reader {
@@ -53,18 +34,24 @@ public:
 
 /// @param rest what the reader leaves of the message.
 std::string textMsg(std::string_view name, std::string_view text, std::string_view rest = "", int maxPayload = 32766) {
-  return namedMsg(name, test::u32(static_cast<std::uint32_t>(text.size())).append(text).append(rest), maxPayload);
+  return namedMsg(name, u32(static_cast<std::uint32_t>(text.size())).append(text).append(rest), maxPayload);
 }
 
-class MsgIpcTest : public testing::Test {
+class MsgIpcTest : public Test, public MsgIpc::Callback {
 protected:
-  explicit MsgIpcTest(bool blocking = false) : ipc(&callback, "test", blocking, true) {
+  explicit MsgIpcTest(bool blocking = false) : ipc(this, "test", blocking, true) {
     accept();
     ipc.setReader("fops", &reader);
     ipc.setReader("other", &reader);
   }
+  void msgIpcClosed(MsgIpc&) override { events.emplace_back("closed"); }
+  bool msgAllowed(MsgIpc&, const char* name, bool isWrite) override {
+    return std::string(isWrite ? "out " : "in ") + name != forbidden;
+  }
+  void msgIpcError(MsgIpc&, const plat::Exception& error) override { events.emplace_back(error.message); }
+
   void accept() {
-    log = std::make_shared<test::MemIoLog>();
+    log = std::make_shared<MemIoLog>();
     io = new MemIo(log);
     ipc.accept(io);
   }
@@ -73,10 +60,11 @@ protected:
     ipc.endMsg(true);
   }
 
-  RecordingCallback callback;
+  std::string forbidden;
+  std::vector<std::string> events;
   RecordingReader reader;
   MsgIpc ipc;
-  std::shared_ptr<test::MemIoLog> log;  // of the last connection
+  std::shared_ptr<MemIoLog> log;  // of the last connection
   MemIo* io = nullptr;
 };
 
@@ -96,7 +84,7 @@ TEST_F(MsgIpcTest, messageCutAtAnyByteArrivesOnceAndWhole) {
     io->arrive({&byte, 1});
   }
   EXPECT_THAT(reader.messages, expected);
-  EXPECT_THAT(callback.events, IsEmpty());
+  EXPECT_THAT(events, IsEmpty());
 }
 
 TEST_F(MsgIpcTest, messageThatEndsTooEarlyOrTooLateForItsReaderEndsTheLink) {
@@ -109,8 +97,7 @@ TEST_F(MsgIpcTest, messageThatEndsTooEarlyOrTooLateForItsReaderEndsTheLink) {
   io->arrive(namedMsg("fops", std::string(9999, 'x')));
   accept();
   io->arrive(namedMsg("fops", std::string(20000, 'x')));
-  EXPECT_THAT(callback.events,
-              ElementsAre("End of message", "closed", "InStream overrun: buffer size exceeded", "closed"));
+  EXPECT_THAT(events, ElementsAre("End of message", "closed", "InStream overrun: buffer size exceeded", "closed"));
 }
 
 TEST_F(MsgIpcTest, namesAreCutAt255BytesAndRepaired) {
@@ -149,8 +136,7 @@ TEST_F(MsgIpcTest, unknownNameIsSkippedOrTakenForACorruptStream) {
 TEST_F(MsgIpcTest, badMsgFromThePeerEndsTheLinkUnlessItHasAReader) {
   const std::string bytes = namedMsg("badMsg", "\x04what");
   io->arrive(bytes);
-  EXPECT_THAT(callback.events,
-              ElementsAre("MsgIpc: expected message <null>, peer reports bad msg name 'what'", "closed"));
+  EXPECT_THAT(events, ElementsAre("MsgIpc: expected message <null>, peer reports bad msg name 'what'", "closed"));
   accept();
   ipc.setReader("badMsg", &reader);
   reader.act = [](rdr::InStream&, MsgIpc&) { return true; };
@@ -196,7 +182,7 @@ TEST_F(MsgIpcTest, newConnectionStartsBetweenMessages) {
     return true;
   };
   io->arrive(namedMsg("fops", "body") + namedMsg("fops", "body"));
-  EXPECT_THAT(callback.events, ElementsAre("closed"));
+  EXPECT_THAT(events, ElementsAre("closed"));
   reader.act = nullptr;
   io->arrive(textMsg("fops", "whole"));
   EXPECT_THAT(reader.messages, ElementsAre("fops=whole"));
@@ -211,7 +197,7 @@ TEST_F(MsgIpcTest, readersHearOnceOfEachChangeOfConnection) {
   const std::unique_ptr<MemIo> ended(io);
   io->end();
   EXPECT_THAT(reader.changes, ElementsAre(false, true, false));
-  EXPECT_THAT(callback.events, ElementsAre("closed"));
+  EXPECT_THAT(events, ElementsAre("closed"));
   accept();
   RecordingReader own;
   {
@@ -228,11 +214,11 @@ TEST_F(MsgIpcTest, readersHearOnceOfEachChangeOfConnection) {
 }
 
 TEST_F(MsgIpcTest, forbiddenMessagesPassInNeitherDirection) {
-  callback.forbidden = "in fops";
+  forbidden = "in fops";
   io->arrive(textMsg("fops", "1") + textMsg("other", "2"));
   EXPECT_THAT(reader.messages, ElementsAre("other=2"));
-  callback.forbidden = "out fops";
-  EXPECT_EQ(raised([&] { ipc.writeMsg("fops"); }), "MsgIpc::writeMsg: Message not currently allowed");
+  forbidden = "out fops";
+  EXPECT_EQ(messageFrom([&] { ipc.writeMsg("fops"); }), "MsgIpc::writeMsg: Message not currently allowed");
   write("one", 1);
   EXPECT_EQ(io->sent(), namedMsg("one", "\x01"));
 }
@@ -244,14 +230,14 @@ protected:
 
 TEST_F(BlockingMsgIpcTest, failureCostsOneMessage) {
   io->fed->feed(textMsg("other", "1") + namedMsg("badMsg", "\x04what") + textMsg("fops", "2") + textMsg("fops", "3"));
-  EXPECT_EQ(raised([&] { ipc.readMessage("fops"); }), "MsgIpc: expected message fops, got other");
-  EXPECT_EQ(raised([&] { ipc.readMessage("fops"); }),
+  EXPECT_EQ(messageFrom([&] { ipc.readMessage("fops"); }), "MsgIpc: expected message fops, got other");
+  EXPECT_EQ(messageFrom([&] { ipc.readMessage("fops"); }),
             "MsgIpc: expected message fops, peer reports bad msg name 'what'");
   reader.act = [&](rdr::InStream&, MsgIpc& self) {
     self.readMessage(nullptr);
     return true;
   };
-  EXPECT_EQ(raised([&] { ipc.readMessage("fops"); }), "MsgIpc::readMessage: not in state startMsg");
+  EXPECT_EQ(messageFrom([&] { ipc.readMessage("fops"); }), "MsgIpc::readMessage: not in state startMsg");
   reader.act = nullptr;
   ipc.readMessage(nullptr);
   EXPECT_THAT(reader.messages, ElementsAre("fops=3"));
@@ -259,7 +245,7 @@ TEST_F(BlockingMsgIpcTest, failureCostsOneMessage) {
 
 TEST_F(MsgIpcTest, blockingReadOnALinkThatDoesNotWaitSaysSo) {
   EXPECT_THROW(ipc.readMessage(nullptr), rdr::BlockException);
-  EXPECT_EQ(raised([&] { rdr::StateMachine<MsgIpc>().step(ipc); }),
+  EXPECT_EQ(messageFrom([&] { rdr::StateMachine<MsgIpc>().step(ipc); }),
             "Assertion 'stateFn' failed at base/rdr/StateMachine:77");
 }
 
@@ -270,14 +256,15 @@ TEST_F(BlockingMsgIpcTest, aLinkThatIsClosedFromInsideIsReadNoMore) {
       return fails ? throw plat::Exception("too much") : false;
     };
     io->fed->feed(textMsg("fops", "1"));
-    EXPECT_EQ(raised([&] { ipc.readMessage(nullptr); }), fails ? "too much" : "");
-    EXPECT_EQ(raised([&] { ipc.readMessage(nullptr); }), "MsgIpc::readMessage: not in state startMsg");
+    const std::string failure = messageFrom([&] { ipc.readMessage(nullptr); });
+    EXPECT_EQ(failure == "too much", fails) << failure;
+    EXPECT_EQ(messageFrom([&] { ipc.readMessage(nullptr); }), "MsgIpc::readMessage: not in state startMsg");
     accept();
   }
 }
 
 TEST_F(BlockingMsgIpcTest, readsOnADescriptorWaitForMessagesThatComeInPieces) {
-  test::FdPair pair;
+  FdPair pair;
   ipc.close(false);
   ipc.accept(new io::FdIo(pair.takeNear(), true, false));
   std::thread peer([&pair] {
@@ -293,7 +280,7 @@ TEST_F(BlockingMsgIpcTest, readsOnADescriptorWaitForMessagesThatComeInPieces) {
   EXPECT_THAT(reader.messages, ElementsAre("fops=1", "other=2"));
   ipc.readAll();
   EXPECT_THAT(reader.messages, ElementsAre("fops=1", "other=2", "fops=3"));
-  EXPECT_EQ(raised([this] { ipc.readUntil("other"); }), "End of IO stream");
+  EXPECT_EQ(messageFrom([this] { ipc.readUntil("other"); }), "End of IO stream");
   peer.join();
 }
 

@@ -2,12 +2,8 @@
 
 #include "base/os/elevate.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <string>
+#include <regex>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "base/os/commandWords.h"
@@ -16,38 +12,34 @@
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/Configuration.h"
 #include "base/plat/config/StringParameter.h"
-#include "tests/base/os/inChild.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace {
 
-using Texts = std::vector<std::string>;
+using Words = std::vector<plat::String>;
 
-Texts textsOf(const std::vector<plat::String>& words) {
-  Texts texts;
+/// The words, each in brackets.
+std::string shown(const Words& words) {
+  std::string text;
   for (const plat::String& word : words) {
-    texts.emplace_back(word.orEmpty());
+    text.append("[").append(word.orEmpty()).append("]");
   }
-  return texts;
+  return text;
 }
 
 TEST(CommandWords, areSplitAtBlanksOutsideOfQuotes) {
-  const struct {
-    const char* text;
-    Texts words;
-  } cases[] = {
-      {" \t\n", {}},
-      {"  a\t b\n", {"a", "b"}},
-      {"\"/a b/c\" -t \"x  y\"z", {"/a b/c", "-t", "x  yz"}},
-      {"a \"\" b", {"a", "", "b"}},
-      {"a\\ b \\\"c \"d\\\"e\\\\ f\"", {"a b", "\"c", "d\"e\\ f"}},
-      {"it's 'a b'", {"it's", "'a", "b'"}},
-      {"a \"b c", {"a", "b c"}},
-      {"a\\", {"a\\"}},
+  const std::pair<const char*, const char*> cases[] = {
+      {" \t\n", ""},
+      {"  a\t b\n", "[a][b]"},
+      {"\"/a b/c\" -t \"x  y\"z", "[/a b/c][-t][x  yz]"},
+      {"a \"\" b", "[a][][b]"},
+      {"a\\ b \\\"c \"d\\\"e\\\\ f\"", "[a b][\"c][d\"e\\ f]"},
+      {"it's 'a b'", "[it's]['a][b']"},
+      {"a \"b c", "[a][b c]"},
+      {"a\\", "[a\\]"},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(textsOf(os::splitCommand(c.text)), c.words) << c.text;
+  for (const auto& [text, words] : cases) {
+    EXPECT_EQ(shown(os::splitCommand(text)), words);
   }
 }
 
@@ -56,8 +48,8 @@ class FindProgramTest : public testing::Test {
 protected:
   ~FindProgramTest() override { os::setEnvironment("PATH", path_.c_str()); }
 
-  void install(const std::string& name, const std::string& script = "", mode_t mode = 0755) {
-    dir.write(name, "#!/bin/sh\n" + script);
+  void install(const std::string& name, mode_t mode = 0755) {
+    dir.write(name, "");
     ::chmod((dir / name).c_str(), mode);
   }
 
@@ -71,35 +63,31 @@ TEST_F(FindProgramTest, theFirstThingOfThatNameInPathDecides) {
   dir.makeDir("empty");
   dir.makeDir("folder/tool");
   install("good/tool");
-  install("late/tool");
-  install("bad/tool", "", 0644);
-  const auto withPath = [&](std::initializer_list<const char*> elements) {
-    std::string path;
-    for (const char* element : elements) {
-      path += (path.empty() ? "" : ":") + (*element == '~' ? element : dir / element);
-    }
-    os::setEnvironment("PATH", path.c_str());
+  install("bad/tool", 0644);
+  const auto inPath = [&](const char* first, const char* second) {
+    const std::string last = *second == '~' ? second : dir / second;
+    os::setEnvironment("PATH", ((dir / first) + ":" + last).c_str());
     return os::findExecutable("tool", true);
   };
-  EXPECT_EQ(withPath({"empty", "good", "late"}), (dir / "good/tool").c_str());
-  EXPECT_TRUE(withPath({"bad", "good"}).isNull());
-  EXPECT_TRUE(withPath({"folder", "good"}).isNull());
-  EXPECT_EQ(withPath({"good", "~/bin"}), (dir / "good/tool").c_str());
-  EXPECT_EQ(test::messageFrom([&] { withPath({"empty", "~/bin", "good"}); }), "PATH contains invalid '~' character");
-  EXPECT_TRUE(os::findExecutable("tool", false).isNull());
+  EXPECT_EQ(inPath("empty", "good"), (dir / "good/tool").c_str());
+  EXPECT_EQ(inPath("bad", "good"), nullptr);
+  EXPECT_EQ(inPath("folder", "good"), nullptr);
+  EXPECT_EQ(inPath("good", "~/bin"), (dir / "good/tool").c_str());
+  EXPECT_EQ(test::messageFrom([&] { inPath("empty", "~/bin"); }), "PATH contains invalid '~' character");
+  EXPECT_EQ(os::findExecutable("tool", false), nullptr);
 
-  EXPECT_EQ(os::findExecutable((dir / "late/../good/tool").c_str(), false), (dir / "good/tool").c_str());
+  EXPECT_EQ(os::findExecutable((dir / "bad/../good/tool").c_str(), false), (dir / "good/tool").c_str());
   for (const char* name : {"bad/tool", "folder/tool", "missing/tool"}) {
-    EXPECT_TRUE(os::findExecutable((dir / name).c_str(), true).isNull());
+    EXPECT_EQ(os::findExecutable((dir / name).c_str(), true), nullptr);
   }
 }
 
 TEST_F(FindProgramTest, programsAreLookedForBesideThisOne) {
   const plat::String self = os::programPath();
-  const std::string name = std::string(self.get()).substr(std::string(self.get()).rfind('/') + 1);
+  const std::string path = self.get();
   EXPECT_EQ(os::findProgram(nullptr, true, false), self);
-  EXPECT_EQ(os::findProgram(name.c_str(), true, false), self);
-  EXPECT_TRUE(os::findProgram("no-such-program", false, true).isNull());
+  EXPECT_EQ(os::findProgram(path.substr(path.rfind('/') + 1).c_str(), true, false), self);
+  EXPECT_EQ(os::findProgram("no-such-program", false, true), nullptr);
   EXPECT_EQ(test::failureFrom([] { os::findProgram("no-such-program", true, true); }).err, ENOENT);
 }
 
@@ -118,26 +106,13 @@ protected:
     singleArg.unsetParam(10, true);
   }
 
-  void remove(const std::string& name) { ::unlink((dir / name).c_str()); }
-
-  std::vector<plat::String> elevated(std::vector<plat::String> args, const char* title) {
+  /// All words for a command, with "@" for the folder of each program that was found.
+  std::string elevated(Words args = {"c", "it's"}, const char* title = "App") {
     os::getElevateProg(args, title, (dir / "etc").c_str());
-    return args;
-  }
-
-  /// The words in front of a command "c", with the name alone of each program that was found.
-  Texts front(const char* title = nullptr) {
-    Texts words = textsOf(elevated({"c", "it's"}, title));
-    const std::string folder = dir / "bin/";
-    for (std::string& word : words) {
-      if (word.starts_with(folder)) {
-        word.replace(0, folder.size(), "@");
-      }
-    }
-    return words;
+    return std::regex_replace(shown(args), std::regex(dir / "bin/"), "@");
   }
   std::string failure() {
-    return test::messageFrom([this] { front(); });
+    return test::messageFrom([this] { elevated(); });
   }
 
   plat::StringParameter& command = plat::Configuration::global().getStringParam("ElevateCmd");
@@ -147,9 +122,9 @@ protected:
 TEST_F(ElevateTest, theConfiguredCommandNeedsNoSearch) {
   os::setEnvironment("PATH", "~/refused");
   command.setParam("\"/opt/my tools/root\" -x", 10);
-  EXPECT_EQ(front(), (Texts{"/opt/my tools/root", "-x", "c", "it's"}));
+  EXPECT_EQ(elevated(), "[/opt/my tools/root][-x][c][it's]");
   singleArg.setParam("1", 10);
-  EXPECT_EQ(front(), (Texts{"/opt/my tools/root", "-x", "'c' 'it'\\''s'"}));
+  EXPECT_EQ(elevated({"", "it's", "$a\n"}), "[/opt/my tools/root][-x]['' 'it'\\''s' '$a\n']");
   command.setParam("  ", 10);
   EXPECT_EQ(failure(), "PATH contains invalid '~' character") << "blanks are no command";
 }
@@ -157,79 +132,45 @@ TEST_F(ElevateTest, theConfiguredCommandNeedsNoSearch) {
 TEST_F(ElevateTest, theToolDependsOnWhatIsThere) {
   install("bin/xterm");
   EXPECT_EQ(failure(), "Elevation not supported: no su or sudo found");
-  const Texts byRoot = {"@xterm", "-T", "App - su password required", "-e", "su", "-", "root", "-c", "'c' 'it'\\''s'"};
-  const std::string sudoTitle = "App - " + dir / "bin/sudo" + " password required";
-  const Texts byUser = {"@xterm", "-T", sudoTitle, "-e", "@sudo", "c", "it's"};
+  const std::string byRoot = "[@xterm][-T][App - su password required][-e][su][-][root][-c]['c' 'it'\\''s']";
+  const std::string byUser = "[@xterm][-T][App - @sudo password required][-e][@sudo][c][it's]";
   install("bin/su");
-  EXPECT_EQ(front("App"), byRoot);
+  EXPECT_EQ(elevated(), byRoot);
   install("bin/sudo");
-  EXPECT_EQ(front("App"), byUser);
+  EXPECT_EQ(elevated(), byUser);
   dir.write("etc/redhat-release", "");
-  EXPECT_EQ(front("App"), byRoot);
-  remove("bin/su");
-  EXPECT_EQ(front("App"), byUser);
+  EXPECT_EQ(elevated(), byRoot);
+  ::unlink((dir / "bin/su").c_str());
+  EXPECT_EQ(elevated(), byUser);
 
-  install("bin/pkexec");
-  EXPECT_EQ(front("App"), byUser) << "there is no session bus";
   os::setEnvironment("DBUS_SESSION_BUS_ADDRESS", "unix:path=/run/bus");
-  EXPECT_EQ(front("App"), (Texts{"@pkexec", "c", "it's"}));
+  EXPECT_EQ(elevated(), byUser);
+  install("bin/pkexec");
+  EXPECT_EQ(elevated(), "[@pkexec][c][it's]");
   os::allowPkexec = false;
-  EXPECT_EQ(front("App"), byUser);
+  EXPECT_EQ(elevated(), byUser);
   os::allowPkexec = true;
-  remove("bin/pkexec");
-  EXPECT_EQ(front("App"), byUser);
+  os::setEnvironment("DBUS_SESSION_BUS_ADDRESS", "");
+  EXPECT_EQ(elevated(), byUser) << "there is no session bus";
 }
 
 TEST_F(ElevateTest, theFirstTerminalOfTheTableWins) {
   install("bin/sudo");
   EXPECT_EQ(failure(), "Elevation not supported: no terminal found");
-  const struct {
-    Texts words;
-    const char* osName = "Twig";
-  } cases[] = {
+  const std::tuple<std::string, std::string, std::string> cases[] = {
       // from the last to the first
-      {{"gnome-terminal", "--title", "", "--"}},
-      {{"gnome-terminal", "--title", "", "--disable-factory", "--"}, "xubunTU Core"},
-      {{"foot", "-T", "", "-e"}},
-      {{"xfce4-terminal", "-T", "", "-x"}},
-      {{"konsole", "--title", "", "--nofork", "-e"}},
-      {{"lxterminal", "-t", "", "-e"}},
-      {{"xterm", "-T", "", "-e"}},
+      {"Twig", "gnome-terminal", "[--title][][--]"},
+      {"xubunTU Core", "gnome-terminal", "[--title][][--disable-factory][--]"},
+      {"Twig", "foot", "[-T][][-e]"},
+      {"Twig", "xfce4-terminal", "[-T][][-x]"},
+      {"Twig", "konsole", "[--title][][--nofork][-e]"},
+      {"Twig", "lxterminal", "[-t][][-e]"},
+      {"Twig", "xterm", "[-T][][-e]"},
   };
-  for (const auto& c : cases) {
-    install("bin/" + c.words[0]);
-    dir.write("etc/os-release", "NAME=\"" + std::string(c.osName) + "\"\nVERSION_ID=1\n");
-    Texts words = c.words;
-    words[0].insert(0, "@");
-    words.insert(words.end(), {"@sudo", "c", "it's"});
-    EXPECT_EQ(front(), words);
-  }
-}
-
-TEST_F(ElevateTest, wordsArriveIntactThroughTheShell) {
-  const Texts words = {"it's", "", "a  b", "$HOME `id` \\", "\"", "''", "*", "new\nline", "-n", "\xc3\xa9;&|<>"};
-  install("bin/xterm", "shift 3\nexec \"$@\"\n");
-  install("bin/sudo", "exec \"$@\"\n");
-  install("bin/su", "[ \"$#:$1 $2 $3\" = '4:- root -c' ] && exec /bin/sh -c \"$4\"\n");
-  install("bin/show", "printf '[%s]' \"$@\"\n");
-  std::vector<plat::String> args = {plat::String((dir / "bin/show").c_str())};
-  std::string expected;
-  for (const std::string& word : words) {
-    args.emplace_back(word.c_str());
-    expected += "[" + word + "]";
-  }
-  for (const char* release : {"etc/other", "etc/redhat-release"}) {
-    dir.write(release, "");
-    const std::vector<plat::String> all = elevated(args, "A 'title'");
-    const test::Outcome outcome = test::inChild([&all] {
-      std::vector<char*> argv;
-      for (const plat::String& word : all) {
-        argv.push_back(const_cast<char*>(word.get()));
-      }
-      argv.push_back(nullptr);
-      ::execv(argv[0], argv.data());
-    });
-    EXPECT_EQ(outcome, (test::Outcome{0, expected, ""}));
+  for (const auto& [osName, terminal, options] : cases) {
+    install("bin/" + terminal);
+    dir.write("etc/os-release", "NAME=\"" + osName + "\"\nVERSION_ID=1\n");
+    EXPECT_EQ(elevated({"c"}, nullptr), "[@" + terminal + "]" + options + "[@sudo][c]");
   }
 }
 

@@ -3,24 +3,16 @@
 #include "base/os/launchChild.h"
 
 #include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include "base/os/LaunchProcess.h"
-#include "base/os/socket/socketUtil.h"
 #include "base/os/startError.h"
 #include "base/os/unix/closeFrom.h"
-#include "base/plat/exceptions.h"
+#include "tests/base/io/FdPair.h"
 #include "tests/base/os/inChild.h"
+#include "tests/support/prelude.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define SANITIZED
@@ -69,25 +61,17 @@ TEST(LaunchChild, asksForNoMemoryBesideThreadsThatDoWithoutPause) {
       }
     });
   }
-  const char* const programs[] = {"/bin/true", "/bin/true", "/no/such/program", ""};
   for (int i = 0; i < 200; ++i) {
-    const char* const program = programs[i % 4];
     LaunchProcess launch;
-    if (*program != '\0') {
-      launch.args = {program};
+    if (i % 4 != 0) {
+      launch.args = {i % 4 == 1 ? "/no/such/program" : "/bin/true"};
     }
     launch.setDetachLevel(i % 5 == 0 ? 2 : 0);
     for (int to = 3; to < 12; ++to) {
       launch.redirectFile(true, to, "/dev/null", false);
     }
-    try {
-      if (!launch.start()) {
-        ::_exit(0);
-      }
-      EXPECT_NE(i % 4, 2);
-    } catch (const plat::SystemException& e) {
-      EXPECT_EQ(e.err, ENOENT);
-    }
+    const int failure = test::failureFrom([&launch] { launch.start() ? void() : ::_exit(0); }).err;
+    EXPECT_EQ(failure, i % 4 == 1 ? ENOENT : -1);
     int status = 0;
     EXPECT_TRUE(launch.pid < 0 || launch.wait(&status, -1));
     EXPECT_EQ(status, 0);
@@ -156,15 +140,10 @@ TEST(LaunchChild, leavesWhatIsBelowAndWhatIsToStayInEveryWayOfClosing) {
 }
 
 TEST(LaunchChild, tellsItsFailureAsNumberLengthAndText) {
-  int fds[2];
-  os::pipeCloseOnExec(fds);
-  os::writeStartError(fds[1], 0x01020304, "dup2");
-  os::writeStartError(fds[1], 2, std::string(300, 'x').c_str());
-  char bytes[600];
-  EXPECT_EQ(std::string(bytes, static_cast<std::size_t>(::read(fds[0], bytes, sizeof bytes))),
-            std::string("\1\2\3\4\4dup2\0\0\0\2\xff", 14) + std::string(255, 'x'));
-  ::close(fds[0]);
-  ::close(fds[1]);
+  test::FdPair pipe;
+  os::writeStartError(pipe.near(), 0x01020304, "dup2");
+  os::writeStartError(pipe.near(), 2, std::string(300, 'x').c_str());
+  EXPECT_EQ(pipe.receive(), std::string("\1\2\3\4\4dup2\0\0\0\2\xff", 14) + std::string(255, 'x'));
 }
 
 }  // namespace

@@ -1,22 +1,9 @@
 #include "base/os/LaunchProcess.h"
 
-#include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <set>
-#include <string>
-#include <tuple>
-#include <vector>
 
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "base/os/AppLoop.h"
 #include "base/os/SignalHandler.h"
@@ -26,21 +13,15 @@
 #include "base/plat/config/Configuration.h"
 #include "base/plat/config/StringParameter.h"
 #include "tests/base/os/inChild.h"
-#include "tests/support/FewDescriptors.h"
-#include "tests/support/RecordingDest.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
-#include "tests/support/openFds.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace {
 
+using namespace testing;
 using os::LaunchProcess;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
 
 using Launch = std::unique_ptr<LaunchProcess>;
 
@@ -55,9 +36,15 @@ Launch shell(const std::string& script) {
 std::string startFailure(const Launch& launch) {
   return test::messageFrom([&launch] { launch->start(); });
 }
+/// How it ends.
+int statusOf(const Launch& launch) {
+  int status = 99;
+  EXPECT_TRUE(launch->wait(&status, -1));
+  return status;
+}
 
 /// Every test leaves as many descriptors as it found, and no child, be it alive or a zombie.
-class LaunchProcessTest : public testing::Test {
+class LaunchProcessTest : public Test {
 protected:
   struct Listener : os::SignalHandler::Callback {
     explicit Listener(int signal) : sig(signal) { os::SignalHandler::instance().setHandler(sig, this, true); }
@@ -76,17 +63,23 @@ protected:
     EXPECT_EQ(errno, ECHILD);
   }
 
-  /// Runs it to its end; how it has ended, and what it has printed.
-  static int statusOf(const Launch& launch) {
-    int status = 99;
-    launch->start();
-    EXPECT_TRUE(launch->wait(&status, -1));
-    return status;
-  }
-  std::string outputOf(const Launch& launch) {
-    launch->redirectFile(false, 1, (dir / "output").c_str(), false);
-    EXPECT_EQ(statusOf(launch), 0);
-    return dir.read("output");
+  /// What it prints until its end, which it comes to well. Without a program, it runs `child`.
+  static std::string outputOf(const Launch& launch, const std::function<void()>& child = nullptr) {
+    int fds[2];
+    os::pipeCloseOnExec(fds);
+    const test::Fd in(fds[0]);
+    launch->childDup[1] = fds[1];
+    if (!launch->start()) {
+      child();
+      ::_exit(0);
+    }
+    char buffer[1000];
+    std::string output;
+    for (ssize_t n; (n = ::read(in, buffer, sizeof buffer)) > 0;) {
+      output.append(buffer, static_cast<std::size_t>(n));
+    }
+    EXPECT_TRUE(launch->pid < 0 || statusOf(launch) == 0);
+    return output;
   }
 
   test::TempDir dir;
@@ -95,8 +88,7 @@ protected:
 
 TEST_F(LaunchProcessTest, passesArgumentsAndEnvironmentAndNothingElse) {
   ASSERT_EQ(::setenv("LAUNCH_TEST", "kept", 1), 0);
-  const Launch words = program({"/bin/sh", "-c", "printf '[%s]' \"$@\"", "sh", "", "a b", "'\""});
-  EXPECT_EQ(outputOf(words), "[][a b]['\"]");
+  EXPECT_EQ(outputOf(program({"/bin/sh", "-c", "printf '[%s]' \"$@\"", "sh", "", "a b", "'\""})), "[][a b]['\"]");
   const Launch bare = program({"env"});
   bare->searchPath = true;
   bare->environment = {{"EMPTY", ""}, {"PATH", "/nowhere"}};
@@ -115,9 +107,7 @@ TEST_F(LaunchProcessTest, aFailedStartIsAnExceptionHereAndNoChild) {
       for (int to = 1; to <= highest; ++to) {
         launch->redirectDup2(0, to);
       }
-      const auto failure = test::failureFrom([&] { launch->start(); });
-      EXPECT_EQ(failure.err, ENOENT);
-      EXPECT_STREQ(failure.message, "execve(/no/such/program): No such file or directory (2)");
+      EXPECT_EQ(startFailure(launch), "execve(/no/such/program): No such file or directory (2)");
       EXPECT_EQ(launch->pid, -1);
       EXPECT_THAT(startFailure(launch), HasSubstr("'!used'"));
     }
@@ -158,8 +148,6 @@ TEST_F(LaunchProcessTest, putsTheWordsForOtherRightsAheadOfTheProgram) {
   command.setParam("/bin/echo front", 10);
   const Launch asRoot = program({"/bin/echo", "word"});
   asRoot->elevate = true;
-  test::Unprivileged::give(dir.path());
-  test::Unprivileged::give(dir / "output");
   {
     const test::Unprivileged unprivileged;
     EXPECT_EQ(outputOf(asRoot), "front /bin/echo word\n");
@@ -189,6 +177,7 @@ TEST_F(LaunchProcessTest, redirectsInEveryClash) {
       }
       launch->childDup[1] = ::fcntl(1, F_DUPFD_CLOEXEC, 60);
       launch->redirectDup2(1, 9);
+      launch->start();
       ::_exit(statusOf(launch));
     });
     EXPECT_EQ(outcome, (test::Outcome{0, "abc", ""})) << c.what;
@@ -197,16 +186,14 @@ TEST_F(LaunchProcessTest, redirectsInEveryClash) {
 
 TEST_F(LaunchProcessTest, theChildHasNoDescriptorThatItWasNotGiven) {
   const int forgotten = ::fcntl(0, F_DUPFD, 40);
-  const Launch plain = program({"/bin/ls", "/proc/self/fd"});
-  EXPECT_EQ(outputOf(plain), "0\n1\n2\n3\n") << "the last one is the listing's";
+  EXPECT_EQ(outputOf(program({"/bin/ls", "/proc/self/fd"})), "0\n1\n2\n3\n") << "the last one is the listing's";
   const Launch gaps = program({"/bin/ls", "/proc/self/fd"});
   for (int fd = 2; fd <= forgotten; ++fd) {
     gaps->closeInChild.insert(fd);
   }
   gaps->childDup[forgotten + 1] = ::fcntl(0, F_DUPFD_CLOEXEC, 50);
   EXPECT_EQ(outputOf(gaps), "0\n1\n2\n" + std::to_string(forgotten + 1) + "\n");
-  const Launch standard = shell("readlink /proc/self/fd/0");
-  EXPECT_EQ(outputOf(standard), "/dev/null\n");
+  EXPECT_EQ(outputOf(shell("readlink /proc/self/fd/0")), "/dev/null\n");
   ::close(forgotten);
 }
 
@@ -216,7 +203,7 @@ TEST_F(LaunchProcessTest, redirectsToFilesAtTheirEndOrAnew) {
     const Launch launch = shell("echo new >&4");
     launch->redirectFile(true, 4, "/dev/null", false);
     launch->redirectFile(false, 4, (dir / "file").c_str(), append);  // in the place of the former
-    EXPECT_EQ(statusOf(launch), 0);
+    EXPECT_EQ(outputOf(launch), "");
     EXPECT_EQ(dir.read("file"), append ? "old new\n" : "new\n");
   }
 }
@@ -234,38 +221,25 @@ TEST_F(LaunchProcessTest, theChildStartsWithTheMaskOfItsParent) {
     sigemptyset(&mask);
     sigaddset(&mask, SIGTERM);
     ::sigprocmask(SIG_SETMASK, &mask, nullptr);
-    const Launch launch = program({"/bin/sed", "-n", "/Sig[BI]/p", "/proc/self/status"});
-    launch->childDup[1] = ::fcntl(1, F_DUPFD_CLOEXEC, 0);
-    const int status = statusOf(launch);
+    std::printf("%s", outputOf(program({"/bin/sed", "-n", "/Sig[BI]/p", "/proc/self/status"})).c_str());
     ::sigprocmask(SIG_SETMASK, nullptr, &after);
-    ::_exit(std::memcmp(&after, &mask, sizeof(long)) == 0 ? status : 98);
+    std::fflush(stdout);
+    ::_exit(std::memcmp(&after, &mask, sizeof(long)));
   });
   EXPECT_EQ(outcome, (test::Outcome{0, "SigBlk:\t0000000000004000\nSigIgn:\t0000000000000001\n", ""}));
 }
 
 TEST_F(LaunchProcessTest, tellsAndLogsHowTheChildEnded) {
-  const struct {
-    const char* script;
-    int status;
-    const char* logged;
-  } cases[] = {{"exit 0", 0, nullptr},
-               {"exit 3", 3, "status 3"},
-               {"kill -9 $$", -SIGKILL, "signal SIGKILL"},
-               {"kill -40 $$", -40, "signal <unknown>"}};
-  for (const auto& c : cases) {
+  for (const auto& [script, status, ending] :
+       {std::tuple("exit 3", 3, "status 3"), {"kill -40 $$", -40, "signal <unknown>"}}) {
     test::RecordingDest log("LaunchProcess:rec:100");
-    const Launch launch = shell(c.script);
+    const Launch launch = shell(script);
     launch->start();
     const std::string child = "100 LaunchProcess: child " + std::to_string(launch->pid);
-    std::vector<std::string> lines = {std::string("100 LaunchProcess: Launching /bin/sh -c ") + c.script};
-    if (c.logged != nullptr) {
-      lines.push_back(child + " (/bin/sh) exited with " + c.logged);
-    }
-    int status = 99;
-    EXPECT_TRUE(launch->wait(&status, 5000));
-    EXPECT_EQ(status, c.status);
-    EXPECT_EQ(log.lines(), lines);
-    EXPECT_THAT(test::messageFrom([&] { launch->wait(nullptr, 0); }), HasSubstr("detached or not started"));
+    EXPECT_EQ(statusOf(launch), status);
+    EXPECT_THAT(log.lines(), ElementsAre(std::string("100 LaunchProcess: Launching /bin/sh -c ") + script,
+                                         child + " (/bin/sh) exited with " + ending));
+    EXPECT_THAT(test::messageFrom([&launch] { launch->wait(nullptr, 0); }), HasSubstr("detached or not started"));
   }
 }
 
@@ -280,7 +254,8 @@ TEST_F(LaunchProcessTest, waitsNoLongerThanToldOrNeeded) {
   int status = 0;
   EXPECT_TRUE(launch->wait(&status, 5000));
   EXPECT_EQ(status, -SIGTERM);
-  EXPECT_EQ(test::messageFrom([] { os::killProcess(-1, SIGTERM); }), "kill(-1,SIGTERM): No such process (3)");
+  // Signal 0, as any other would reach every process if it were sent.
+  EXPECT_EQ(test::messageFrom([] { os::killProcess(-1, 0); }), "kill(-1,<unknown>): No such process (3)");
 
   const os::AppLoop loop;  // which wakes up at once, where there would be a second's sleep without it
   const Listener listener(SIGUSR1);
@@ -292,9 +267,9 @@ TEST_F(LaunchProcessTest, waitsNoLongerThanToldOrNeeded) {
 }
 
 TEST_F(LaunchProcessTest, theDestructorWaitsForAChildThatIsNotDetached) {
+  test::RecordingDest log("LaunchProcess:rec:0");
   shell("sleep 0.1; echo done >" + dir / "done")->start();
   EXPECT_TRUE(dir.exists("done"));
-  test::RecordingDest log("LaunchProcess:rec:0");
   {
     const Launch stolen = program({"/bin/true"});
     stolen->start();
@@ -308,21 +283,13 @@ TEST_F(LaunchProcessTest, detachedFromTheStartIsNobodysChildAndLeadsNoSession) {
   for (const bool execs : {true, false}) {
     const Launch launch = shell(script);
     launch->setDetachLevel(2);
-    launch->redirectFile(false, 1, (dir / "stat").c_str(), false);
     if (!execs) {
       launch->args.clear();
     }
-    if (!launch->start()) {
-      ::execl("/bin/sh", "sh", "-c", script, nullptr);
-      ::_exit(127);
-    }
+    const std::string stat = outputOf(launch, [script] { ::execl("/bin/sh", "sh", "-c", script, nullptr); });
     EXPECT_EQ(launch->pid, -1);
-    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
-    int pid = 0, parent = ::getpid(), session = ::getsid(0);
-    for (int i = 0; i < 500 && pid == 0; ++i) {
-      ::usleep(10'000);
-      std::sscanf(dir.read("stat").c_str(), "%d (sh) %*c %d %*d %d", &pid, &parent, &session);
-    }
+    int pid = 0, parent = 0, session = 0;
+    EXPECT_EQ(std::sscanf(stat.c_str(), "%d (sh) %*c %d %*d %d", &pid, &parent, &session), 3) << stat;
     EXPECT_NE(pid, session);
     EXPECT_NE(parent, ::getpid());
     EXPECT_NE(session, ::getsid(0));
@@ -331,28 +298,24 @@ TEST_F(LaunchProcessTest, detachedFromTheStartIsNobodysChildAndLeadsNoSession) {
 
 TEST_F(LaunchProcessTest, aChildWithoutProgramRunsOnWithoutTheHandlersOfItsParent) {
   const os::AppLoop loop;
-  const Listener first(SIGUSR1), second(SIGUSR2);  // the highest one stays
-  LaunchProcess launch;
-  launch.elevate = ::geteuid() == 0;  // which root needs not
-  launch.redirectFile(false, 4, (dir / "file").c_str(), false);
-  if (!launch.start()) {
-    struct sigaction action = {};
-    ::sigaction(SIGUSR1, nullptr, &action);
-    const bool clean = launch.pid == -1 && launch.childDup.empty() && action.sa_handler == SIG_DFL;
-    ::_exit(clean && ::write(4, "child", 5) == 5 ? 7 : 8);
-  }
-  int status = 0;
-  EXPECT_TRUE(launch.wait(&status, -1));
-  EXPECT_EQ(status, 7);
-  EXPECT_EQ(dir.read("file"), "child");
+  const Listener lowest(SIGHUP), middle(SIGUSR1), highest(SIGUSR2);
+  const Launch launch = program({});
+  launch->elevate = ::geteuid() == 0;  // which root needs not
+  const std::string seen = outputOf(launch, [&launch] {
+    ::dprintf(1, "%d %zu", launch->pid, launch->childDup.size());
+    for (int sig : {SIGHUP, SIGUSR1, SIGUSR2}) {
+      ::dprintf(1, ::signal(sig, SIG_DFL) == SIG_DFL ? " default" : " handled");
+    }
+  });
+  EXPECT_EQ(seen, "-1 0 default default handled") << "the highest one is left alone";
 }
 
 TEST_F(LaunchProcessTest, runningOutOfDescriptorsIsToldAndLeaksNone) {
   constexpr int Needed = 4;  // two files and a pipe
   for (int spare = 0; spare <= Needed; ++spare) {
     const Launch launch = program({"/bin/true"});
-    const test::FewDescriptors few(spare);
-    EXPECT_EQ(test::failureFrom([&] { launch->start(); }).err, spare < Needed ? EMFILE : -1);
+    const test::FdLimit few = test::fewDescriptors(spare);
+    EXPECT_EQ(test::failureFrom([&launch] { launch->start(); }).err, spare < Needed ? EMFILE : -1);
   }
 }
 

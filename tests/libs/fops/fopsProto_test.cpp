@@ -130,7 +130,6 @@ TEST_F(FopsProtoTest, actsOnceOnAMessageCutAtAnyByte) {
     const Body pathAndData = v3 ? Body().text("p").text("cd") : Body();
     const Body size = v3 ? Body().u64(12) : Body();
     const std::string cd = v3 ? "cd|" : "<null>|";
-    const std::string longPath(3 * (10240 + 1 + 1024), 'p');  // a path and a name that the server repaired
     const Case cases[] = {
         {serverInit(v3 ? 3 : 4), v3 ? "serverInit 3|/|1|host|home/u||" : "serverInit 4|/|1|host|home/u||"},
         {message("GetRootResult", e), "root e|"},
@@ -160,6 +159,7 @@ TEST_F(FopsProtoTest, actsOnceOnAMessageCutAtAnyByte) {
       const auto take = [&] { return calls(); };
       runCutAtEachByte(proto, wire, take, Lines{call});
     }
+    const std::string longPath(3 * (10240 + 1 + 1024), 'p');  // a path and a name that the server repaired
     const Body reply = Body(id).raw(data).raw(v3 ? e : Body()).text(longPath).result("no", "");
     EXPECT_EQ(failureOn(proto, message("UploadFolderResult", reply)), "");
     calls();
@@ -230,13 +230,12 @@ TEST_F(FopsProtoTest, standsBehindAChunkWhoseReceiverThrew) {
     EXPECT_TRUE(bare.run(in));
     EXPECT_EQ(calls().back(), "complete 5.7|");
   }
-  for (const auto& [pieces, there] : {std::pair(true, 30), {true, 100}, {false, 100}}) {
+  for (const auto& [pieces, there] : {std::pair(true, 30U), {true, 100U}, {false, 100U}}) {
     client.pieces = pieces;
-    test::FedInStream in(1000);
-    in.feed(chunk(3, 100, std::string(static_cast<std::size_t>(there), 'x')));
+    test::FedInStream in(chunk(3, 100, std::string(there, 'x')), 1000);
     EXPECT_THROW(proto.run(in), plat::Exception);
-    in.feed(std::string(static_cast<std::size_t>(100 - there), 'x') + next);
-    in.skip(100 - there);  // the rest of the message, as the channel does
+    in.feed(std::string(100 - there, 'x') + next);
+    in.skip(static_cast<int>(100 - there));  // the rest of the message, as the channel does
     in.checkpoint();
     EXPECT_TRUE(proto.run(in));
     EXPECT_EQ(calls(), (Lines{"dataChunk 5.7|3|" + std::to_string(there) + "|", "complete 5.7|"}));

@@ -97,16 +97,22 @@ private:
   std::unique_ptr<rdr::MemOutStream> open_;
 };
 
-/// What a protocol raises on a message; "" if it handles it.
-template <class Proto>
-std::string failureOn(Proto& proto, const std::string& wire) {
-  test::FedInStream in(wire, static_cast<int>(wire.size()) + 1);
+/// What an action raises, "" if nothing.
+template <class Action>
+std::string failureOf(const Action& action) {
   try {
-    EXPECT_TRUE(proto.run(in));
+    action();
   } catch (const plat::Exception& e) {
     return Shown(e);
   }
   return "";
+}
+
+/// What a protocol raises on a message; "" if it handles it.
+template <class Proto>
+std::string failureOn(Proto& proto, const std::string& wire) {
+  test::FedInStream in(wire, static_cast<int>(wire.size()) + 1);
+  return failureOf([&] { EXPECT_TRUE(proto.run(in)); });
 }
 
 /// Gives a message in two parts, cut at each of its bytes: it must act once, and only when it is whole.

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include "base/plat/Time.h"
-#include "base/rdr/FileInStream.h"
 #include "base/rdr/MemInStream.h"
 #include "libs/fops/FileReceiver.h"
 #include "libs/fops/FileSender.h"
@@ -95,18 +94,6 @@ TEST_F(TransfersTest, sendsUpToEachRequestWithoutCopying) {
                                  "progress 1.0|3145733|3144733|", "done 1.0|0|[] |"}));
 }
 
-TEST_F(TransfersTest, goesByTheSizeAtTheStart) {
-  const test::TempDir dir;
-  dir.write("f", bytes.substr(0, 20000));
-  sender.add(1, "f", 20000, std::make_unique<rdr::FileInStream>((dir / "f").c_str()));
-  dir.write("f", bytes.substr(0, 30000));
-  sender.dataReq(1, 20000);
-  sender.dataReq(1, 20001);
-  EXPECT_EQ(calls.take(), (Lines{"dataChunk 1.0|0|16800|", "dataChunk 1.0|16800|3200|", "progress 1.0|20000|20000|",
-                                 "cancelBySender 1.0|[ProtocolError] Protocol error: Fops request bad position|",
-                                 "done 1.0|2|[ProtocolError] Protocol error: Fops request bad position|"}));
-}
-
 TEST_F(TransfersTest, refusesRequestsThatDoNotMoveForwardWithinTheFile) {
   const std::string error = "[ProtocolError] Protocol error: Fops request bad position|";
   using Row = std::array<std::uint64_t, 3>;
@@ -144,30 +131,30 @@ TEST_F(TransfersTest, survivesAReceiverThatChangesTheListFromInsideAChunk) {
 }
 
 TEST_F(TransfersTest, logsTheLifeOfASentFile) {
-  const test::RecordingDest log("*:rec:110");
   const TransferId id = 0x200000001;
+  const plat::Exception full("full", "Disk");
+  send(id, 0);
+  EXPECT_DEATH(send(id, 0), "i == files.end\\(\\).*libs/fops/FileSender");
+  sender.complete(id);
+  const test::RecordingDest log("*:rec:110");
   send(id, 300);
   sender.dataReq(id, 200);
   sender.dataReq(id, 200);
   sender.complete(id);
-  send(id, 0);
-  EXPECT_DEATH(send(id, 0), "i == files.end\\(\\).*libs/fops/FileSender");
-  sender.complete(id);
   send(id, 100);
-  sender.cancelByReceiver(id, plat::Exception("full", "Disk"));
-  sender.cancelByReceiver(id, plat::Exception("full", "Disk"));
+  sender.cancelByReceiver(id, full);
   send(id, 100);
   sender.cancel(id, plat::Exception());
-  EXPECT_EQ(
-      log.lines(),
-      (Lines{"30 FileSender: New id=1.2 dir/f 300 bytes", "110 FileSender: DataReq id=1.2 200 (66%)",
-             "110 FileSender: DataReq id=1.2 200 (66%)",
-             "30 FileSender: Error id=1.2 dir/f: [ProtocolError] Protocol error: Fops request bad position",
-             "30 FileSender: Complete id=1.2 (unknown)", "30 FileSender: New id=1.2 dir/f 0 bytes",
-             "30 FileSender: Complete id=1.2 dir/f", "30 FileSender: New id=1.2 dir/f 100 bytes",
-             "30 FileSender: Cancel by receiver id=1.2 dir/f: [Disk] full",
-             "30 FileSender: Cancel by receiver id=1.2 (unknown): [Disk] full",
-             "30 FileSender: New id=1.2 dir/f 100 bytes", "30 FileSender: Cancel by sender id=1.2 dir/f: cancelled"}));
+  sender.cancelByReceiver(id, full);
+  const std::string added = "30 FileSender: New id=1.2 dir/f 100 bytes";
+  EXPECT_EQ(log.lines(),
+            (Lines{"30 FileSender: New id=1.2 dir/f 300 bytes", "110 FileSender: DataReq id=1.2 200 (66%)",
+                   "110 FileSender: DataReq id=1.2 200 (66%)",
+                   "30 FileSender: Error id=1.2 dir/f: [ProtocolError] Protocol error: Fops request bad position",
+                   "30 FileSender: Complete id=1.2 (unknown)", added,
+                   "30 FileSender: Cancel by receiver id=1.2 dir/f: [Disk] full", added,
+                   "30 FileSender: Cancel by sender id=1.2 dir/f: cancelled",
+                   "30 FileSender: Cancel by receiver id=1.2 (unknown): [Disk] full"}));
 }
 
 // Receiving
@@ -241,15 +228,14 @@ TEST_F(TransfersTest, isCancelledFromEitherSide) {
   receiver.cancel(1, false, plat::Exception("refused"));
   EXPECT_EQ(calls.take(),
             (Lines{"dataReq 1.0|10|", "cancelByReceiver 1.0|[] |", "gone ", "cancelByReceiver 1.0|[] refused|"}));
-  peer.onCall = [&] { receiver.cancelBySender(1, plat::Exception("no")); };  // from inside the request
-  receiver.add(1, writer(10));
-  EXPECT_EQ(calls.take(), (Lines{"dataReq 1.0|10|", "gone ", "done 1.0|2|[] no|"}));
   const std::string added = "30 FileReceiver: New id=1.0 f 10 bytes";
   EXPECT_EQ(log.lines(), (Lines{added, "30 FileReceiver: Cancel by sender id=1.0 f: [Gone] bye",
                                 "30 FileReceiver: Cancel by sender id=1.0 (unknown): [Gone] bye", added,
                                 "30 FileReceiver: Cancel by receiver id=1.0 f: cancelled",
-                                "30 FileReceiver: Cancel by receiver id=1.0 (unknown): refused", added,
-                                "30 FileReceiver: Cancel by sender id=1.0 f: no"}));
+                                "30 FileReceiver: Cancel by receiver id=1.0 (unknown): refused"}));
+  peer.onCall = [&] { receiver.cancelBySender(1, plat::Exception("no")); };  // from inside the request
+  receiver.add(1, writer(10));
+  EXPECT_EQ(calls.take(), (Lines{"dataReq 1.0|10|", "gone ", "done 1.0|2|[] no|"}));
 }
 
 // Writing beside the destination
@@ -298,21 +284,15 @@ TEST_F(LocalFileWriterTest, writesBesideTheDestinationAndRenamesAtTheEnd) {
 TEST_F(LocalFileWriterTest, sharesNoFileWithAnotherProcess) {
   constexpr int Children = 4, FilesEach = 24, Size = 20000;
   const auto writeFiles = [&](char letter) {
-    const std::string bytes(Size, letter);
     for (int i = 0; i < FilesEach; ++i) {
       const auto writer = open("x");
-      writer->getOutStream().writeBytes(bytes.data(), Size);
+      test::put(writer->getOutStream(), std::string(Size, letter));
       writer->finish();
     }
   };
   for (char letter = 'a'; letter < 'a' + Children; ++letter) {
     if (::fork() == 0) {
-      try {
-        writeFiles(letter);
-      } catch (...) {
-        ::_exit(1);
-      }
-      ::_exit(0);
+      ::_exit(failureOf([&] { writeFiles(letter); }).empty() ? 0 : 1);
     }
   }
   for (int i = 0, status = 0; i < Children; ++i) {

@@ -1,11 +1,9 @@
 #include "base/loc/BuiltInTexts.h"
 
-#include <array>
 #include <map>
 #include <regex>
 #include <set>
 #include <string>
-#include <string_view>
 
 #include <gtest/gtest.h>
 
@@ -42,18 +40,8 @@ const std::regex Literal(R"(-?-?<[^>]*>|-help|[a-z]{2}_[A-Z]{2}|'[^']*'|)"
                          R"(user, daemon, auth, authpriv|security \(|local0\.\.local7|https://\S+|\n)");
 
 const std::regex Untidy(R"(^\s|\s$|\t|\r| \n|\n |   |[^.]  )");
-const std::regex EnglishWord(R"(\b(the|of|and|with|for|is|are|not|which|should|run)\b)", std::regex::icase);
-
 /// Texts that are rightly the same as in English, by language and key.
 const std::regex MayEqualEnglish("(de|es|pt) loc_byte.*|fr loc_period_minute_.*|.* loc_(timedate|timezone)_separator");
-
-/// French punctuation that could begin a line.
-const std::regex LooseMark(R"([^\xA0][:;?!](\s|$))");
-
-/// The punctuation that ends a text; typography apart, it is the same in every language.
-char ending(const std::string& text) {
-  return std::string_view(".:").find(text.back()) == std::string_view::npos ? ' ' : text.back();
-}
 
 }  // namespace
 
@@ -72,31 +60,15 @@ TEST(BuiltInTexts, areCleanAndSayTheSameInEveryLanguage) {
       EXPECT_FALSE(std::regex_search(text, Untidy));
       EXPECT_EQ(matches(text, Conversion), matches(original, Conversion));
       EXPECT_EQ(matches(text, Literal), matches(original, Literal));
-      EXPECT_EQ(ending(text), ending(original));
-      if (language != "en") {
-        EXPECT_TRUE(text != original || std::regex_match(language + ' ' + key, MayEqualEnglish));
-        EXPECT_FALSE(std::regex_search(text, EnglishWord));
-      }
-      if (language == "fr" && key != "plat_bad_argument") {  // which other programs have long known by its bytes
-        EXPECT_FALSE(std::regex_search(text, LooseMark));
-      }
+      EXPECT_TRUE(language == "en" || text != original || std::regex_match(language + ' ' + key, MayEqualEnglish));
     }
   }
-  EXPECT_EQ(textsOf("fr").at("plat_usage_label"), "Utilisation\u00a0:");
-  EXPECT_EQ(textsOf("fr").at("plat_configuration_global_params"), "Paramètres globaux\u00a0");
 }
 
 TEST(BuiltInTexts, areFoundThroughTheLocale) {
-  using Row = std::array<const char*, 3>;
-  for (const auto& [locale, badArgument, days] : {Row{"en_US", "Bad argument '%S'.", "%D days"},
-                                                  {"de_DE", "Falsches Argument '%S'.", "%D Tage"},
-                                                  {"es_ES", "El argumento '%S' no es correcto.", "%D días"},
-                                                  {"fr_FR", "Argument incorrect : '%S'.", "%D jours"},
-                                                  {"pt_BR", "Argumento incorreto '%S'.", "%D dias"}}) {
-    const loc::LocaleSetter setter(locale);
-    EXPECT_STREQ(loc::translate("plat_bad_argument", nullptr, 0, true), badArgument);
-    EXPECT_STREQ(loc::translate("loc_period_day_many", nullptr, 0, true), days);
-    for (const auto& [key, text] : textsOf(std::string(locale, 2).c_str())) {
+  for (const std::string locale : {"en_US", "de_DE", "es_ES", "fr_FR", "pt_BR"}) {
+    const loc::LocaleSetter setter(locale.c_str());
+    for (const auto& [key, text] : textsOf(locale.substr(0, 2).c_str())) {
       EXPECT_EQ(loc::translate(key.c_str(), nullptr, 0, true), text) << locale << ' ' << key;
     }
   }

@@ -97,8 +97,7 @@ TEST(ConfigFileFormat, takesLinesApart) {
 
 TEST(ConfigFileFormat, readsBackWhatItWrites) {
   for (const char* const value :
-       {"", "plain", "a\nb", "\n", "end\r\n", "\\", "\\\\n", "C:\\new\\", "\\ x", " in front", "a=b", "ä\n\u20ac"}) {
-    SCOPED_TRACE(value);
+       {"", "\n", "end\r\n", "\\", "\\\\n", "C:\\new\\", "\\ x", " in front", "a=b", "ä\n\u20ac"}) {
     EXPECT_EQ(parse(written("Name", value)).at("Name"), value);
   }
   EXPECT_EQ(written("Name", nullptr), "Name\n");
@@ -152,12 +151,10 @@ TEST_F(ConfigStoreTest, logsWhatItLooksForAndWhatItReads) {
   dir.write("user/app", "Name=x");
   test::RecordingDest rec("FileConfig:rec:110");
   qzutil::ConfigStoreFile(dirs).load(10, &config);
-  const std::string looking = "110 FileConfig: Looking for Test config in ";
-  EXPECT_THAT(
-      rec.lines(),
-      ElementsAre(looking + (dir / "etc/config.d/common"), looking + (dir / "etc/config.d/common.custom"),
-                  looking + (dir / "etc/config.d/app"), looking + (dir / "user/common"), looking + (dir / "user/app"),
-                  "100 FileConfig: Reading Test config from " + (dir / "user/app")));
+  const std::string looking = "110 FileConfig: Looking for Test config in " + dir.path();
+  EXPECT_THAT(rec.lines(), ElementsAre(looking + "/etc/config.d/common", looking + "/etc/config.d/common.custom",
+                                       looking + "/etc/config.d/app", looking + "/user/common", looking + "/user/app",
+                                       "100 FileConfig: Reading Test config from " + dir / "user/app"));
 }
 
 TEST_F(ConfigStoreTest, endsWithWordsAtAFileThatCannotBeRead) {
@@ -175,11 +172,7 @@ TEST_F(ConfigStoreTest, endsWithWordsAtAFileThatCannotBeRead) {
   ASSERT_EQ(::chmod(path.c_str(), 0), 0);
   test::Unprivileged::give(dir.path());
   test::Unprivileged::give(dir / "user");
-  test::Unprivileged::give(dir / "etc");
   const test::Unprivileged unprivileged;
-  ASSERT_EQ(::chmod((dir / "user").c_str(), 0700), 0);
-  EXPECT_THAT(failure(), testing::AllOf(testing::StartsWith("Error reading " + path + ": Error opening \"" + path),
-                                        testing::EndsWith("Permission denied (13)")));
   EXPECT_EQ(test::failureFrom([&] { qzutil::ConfigFile(path.c_str()).values(); }).err, EACCES);
 }
 

@@ -2,29 +2,14 @@
 
 #include "base/os/socket/socketUtil.h"
 
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 #include "base/os/UnixIo.h"
 #include "base/os/socket/socketOptions.h"
 #include "base/os/unix/DynamicFn.h"
-#include "tests/support/FewDescriptors.h"
-#include "tests/support/RecordingDest.h"
-#include "tests/support/openFds.h"
+#include "tests/support/prelude.h"
 #include "tests/support/sockets.h"
-#include "tests/support/thrown.h"
 
 namespace {
 
@@ -51,133 +36,97 @@ extern "C" int setsockopt(int fd, int level, int name, const void* value, sockle
 
 namespace {
 
+using namespace test;
 using io::IpInfo;
-using test::bindTo;
-using test::connectTo;
-using test::Fd;
-using test::FewDescriptors;
-using test::intOption;
-using test::localAddress;
-using testing::ElementsAre;
 
 /// The operation that the call says has failed, and its errno.
 template <class Call>
 std::string raisedBy(const Call& call) {
-  const plat::SystemException failure = test::failureFrom(call);
+  const plat::SystemException failure = failureFrom(call);
   const std::string message = failure.message;
   return message.substr(0, message.find(": ")) + " " + std::to_string(failure.err);
 }
 
-struct Surroundings {
-  rlim_t limit;
-  sighandler_t sigPipe;
-  bool operator==(const Surroundings&) const = default;
-
-  static Surroundings present() {
-    rlimit limit = {};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    struct sigaction action = {};
-    ::sigaction(SIGPIPE, nullptr, &action);
-    return {limit.rlim_cur, action.sa_handler};
-  }
-  static void limitTo(rlim_t soft) {
-    rlimit limit = {};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = soft;
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
-  }
-};
+rlim_t descriptorLimit() {
+  rlimit limit = {};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  return limit.rlim_cur;
+}
 
 /// For a process of its own, started afresh: the initialisation is done once.
-[[noreturn]] void checkInit(const Surroundings& found, const Surroundings& during) {
-  Surroundings::limitTo(found.limit);
-  ::signal(SIGPIPE, found.sigPipe);
+[[noreturn]] void checkInit(rlim_t limit, rlim_t limited, sighandler_t sigPipe, sighandler_t ignored) {
+  const FdLimit first(limit);
+  ::signal(SIGPIPE, sigPipe);
   os::socketInit();
-  EXPECT_EQ(Surroundings::present(), during);
-  Surroundings::limitTo(600);
+  EXPECT_EQ(descriptorLimit(), limited);
+  EXPECT_EQ(::signal(SIGPIPE, SIG_IGN), ignored);
+  const FdLimit changed(600);
   os::socketInit();
   os::socketRestoreForExec(false);
-  EXPECT_EQ(Surroundings::present(), (Surroundings{600, SIG_DFL})) << "not again, and not asked to restore the limit";
+  EXPECT_EQ(descriptorLimit(), 600U) << "not again, and not asked to restore the limit";
+  EXPECT_EQ(::signal(SIGPIPE, SIG_IGN), SIG_DFL);
   os::socketRestoreForExec(true);
-  EXPECT_EQ(Surroundings::present().limit, found.limit);
+  EXPECT_EQ(descriptorLimit(), limit);
   std::_Exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
 TEST(SocketInitDeathTest, limitsDescriptorsAndIgnoresSigPipeUntilTheNextProgram) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  void (*const own)(int) = [](int) {};
-  EXPECT_EXIT(checkInit({4096, SIG_DFL}, {1024, SIG_IGN}), testing::ExitedWithCode(0), "");
-  EXPECT_EXIT(checkInit({700, own}, {700, own}), testing::ExitedWithCode(0), "");
+  const sighandler_t own = [](int) {};
+  EXPECT_EXIT(checkInit(4096, 1024, SIG_DFL, SIG_IGN), ExitedWithCode(0), "");
+  EXPECT_EXIT(checkInit(700, 700, own, own), ExitedWithCode(0), "");
   GTEST_FLAG_SET(death_test_style, "fast");
 }
 
 TEST(SocketUtil, whatIsMadeIsNotInherited) {
-  int pipeFds[2], socketFds[2];
-  os::pipeCloseOnExec(pipeFds);
-  os::socketPairCloseOnExec(socketFds);
-  const Fd a(pipeFds[0]), b(pipeFds[1]), c(socketFds[0]), d(socketFds[1]);
-  const Fd copy(os::dupCloseOnExec(a));
-  const Fd second(os::openSocket(AF_INET, SOCK_STREAM, 0));
-  const Fd target(::dup(a));
+  int fds[2];
+  os::socketPairCloseOnExec(fds);
+  const Fd a(fds[0]), b(fds[1]), target(::dup(0));
   EXPECT_TRUE(os::getInheritable(target));
   os::dup2CloseOnExec(b, target);
-  for (const Fd* fd : {&a, &b, &c, &d, &copy, &second, &target}) {
-    EXPECT_FALSE(os::getInheritable(*fd));
+  for (const int fd : {int{a}, int{b}, int{target}}) {
+    EXPECT_FALSE(os::getInheritable(fd));
   }
-  EXPECT_EQ(::write(target, "x", 1), 1) << "a copy of the writing end";
-  EXPECT_EQ(::write(d, "x", 1), 1) << "connected";
+  EXPECT_EQ(::write(target, "x", 1), 1) << "connected";
   os::setInheritableOrThrow(a, true, false);
   EXPECT_TRUE(os::getInheritable(a));
 }
 
-TEST(SocketUtil, callsThatFailSayWhatWasTried) {
+TEST(SocketUtil, callsThatFailSayWhatWasTriedAndLeakNothing) {
+  const auto before = openFds();
   EXPECT_EQ(raisedBy([] { os::setInheritableOrThrow(-1, false, true); }), "setInheritable 9");
   EXPECT_EQ(raisedBy([] { os::getInheritable(-1); }), "getInheritable 9");
   EXPECT_EQ(raisedBy([] { os::setBlocking(-1, true); }), "setBlocking 9");
   EXPECT_EQ(raisedBy([] { os::dupCloseOnExec(-1); }), "fcntl(F_DUPFD_CLOEXEC) 9");
-  EXPECT_EQ(raisedBy([] { os::dup2CloseOnExec(-1, 20); }), "dup2 9");
+  EXPECT_FALSE(os::getInheritable(Fd(os::dupCloseOnExec(0)))) << "a failure before spoils nothing";
+  EXPECT_EQ(raisedBy([] { os::dup2CloseOnExec(0, 0); }), "dup2 22");
   EXPECT_EQ(raisedBy([] { os::acceptSocket(-1); }), "accept 9");
   EXPECT_EQ(raisedBy([] { os::setReceiveBuffer(-1, 1); }), "getsockopt(SO_RCVBUF) 9");
   EXPECT_EQ(os::openSocket(12345, SOCK_STREAM, 0), -1);
-  const Fd fd(::dup(0));
-  EXPECT_EQ(raisedBy([&] { os::dup2CloseOnExec(fd, fd); }), "dup2 22");
-  EXPECT_FALSE(os::getInheritable(Fd(os::dupCloseOnExec(fd)))) << "a failure before spoils nothing";
-
-  const auto before = test::openFds();
   int fds[2];
-  const IpInfo address("127.0.0.1", 0);
   {
-    const FewDescriptors one(1);
+    const FdLimit one = fewDescriptors(1);
     EXPECT_EQ(raisedBy([&] { os::socketPairCloseOnExec(fds); }), "socketpair 24");
   }
-  {
-    const FewDescriptors none(0);
-    EXPECT_EQ(raisedBy([&] { os::dupCloseOnExec(0); }), "fcntl(F_DUPFD_CLOEXEC) 24");
-    EXPECT_EQ(raisedBy([&] { bindTo(address, SOCK_STREAM, true); }), "socket 24");
-    EXPECT_EQ(raisedBy([&] { connectTo(address, SOCK_DGRAM); }), "socket 24");
-    EXPECT_EQ(raisedBy([&] { os::UnixIo("/any", -1, false); }), "socket 24");
-    EXPECT_EQ(raisedBy([&] { os::UnixIo::canConnect("/any", true); }), "socket 24");
-  }
-  EXPECT_EQ(test::openFds(), before);
+  const IpInfo address("127.0.0.1", 0);
+  const FdLimit none = fewDescriptors(0);
+  EXPECT_EQ(raisedBy([&] { os::dupCloseOnExec(0); }), "fcntl(F_DUPFD_CLOEXEC) 24");
+  EXPECT_EQ(raisedBy([&] { bindTo(address, SOCK_STREAM, true); }), "socket 24");
+  EXPECT_EQ(raisedBy([&] { connectTo(address, SOCK_DGRAM); }), "socket 24");
+  EXPECT_EQ(raisedBy([&] { os::UnixIo("/any", -1, false); }), "socket 24");
+  EXPECT_EQ(openFds(), before);
 }
 
-TEST(SocketUtil, connectsAndAccepts) {
-  const Fd listener(bindTo(IpInfo("127.0.0.1", 0)));
-  ASSERT_EQ(::listen(listener, 5), 0);
+TEST(SocketUtil, connectionsAndDatagramsCarryTheTrafficClass) {
+  const Fd listener(listenOn("127.0.0.1"));
+  EXPECT_EQ(intOption(listener, SOL_SOCKET, SO_REUSEADDR), 1);
   os::setDscp(10);
   for (const bool blocking : {true, false}) {
     const Fd client(connectTo(localAddress(listener), SOCK_STREAM, blocking));
     EXPECT_EQ((::fcntl(client, F_GETFL) & O_NONBLOCK) == 0, blocking);
-    const Fd accepted(os::acceptSocket(listener));
     EXPECT_EQ(intOption(client, IPPROTO_IP, IP_TOS), 0);
-    EXPECT_EQ(intOption(accepted, IPPROTO_IP, IP_TOS), 40);
+    EXPECT_EQ(intOption(Fd(os::acceptSocket(listener)), IPPROTO_IP, IP_TOS), 40);
   }
-  os::setDscp(0);
-  EXPECT_EQ(intOption(listener, SOL_SOCKET, SO_REUSEADDR), 1);
-}
-
-TEST(SocketUtil, datagramsShareAPortOnRequestAndCarryTheTrafficClass) {
-  os::setDscp(10);
   const Fd first(bindTo(IpInfo("127.0.0.1", 0), SOCK_DGRAM, true));
   EXPECT_EQ(intOption(first, IPPROTO_IP, IP_TOS), 40);
   EXPECT_EQ(intOption(first, SOL_SOCKET, SO_REUSEADDR), 0);
@@ -186,13 +135,13 @@ TEST(SocketUtil, datagramsShareAPortOnRequestAndCarryTheTrafficClass) {
     EXPECT_EQ(intOption(fd, IPPROTO_IPV6, IPV6_V6ONLY), 1) << "the IPv4 port is left alone";
     EXPECT_EQ(intOption(fd, IPPROTO_IPV6, IPV6_TCLASS), 40);
   }
-  test::RecordingDest log("SocketUtil:rec:100");
+  RecordingDest log("SocketUtil:rec:100");
   os::applyDscp(Fd(os::openSocket(AF_UNIX, SOCK_STREAM, 0)));
   os::applyDscpIfValid(-1);
-  EXPECT_THAT(log.lines(), testing::IsEmpty()) << "not for other families";
+  EXPECT_THAT(log.lines(), IsEmpty()) << "not for other families";
   os::setDscp(0);
   const Fd second(bindTo(localAddress(first), SOCK_DGRAM, true));
-  EXPECT_EQ(localAddress(second), localAddress(first));
+  EXPECT_EQ(localAddress(second), localAddress(first)) << "shared on request";
   EXPECT_EQ(intOption(second, IPPROTO_IP, IP_TOS), 0);
 }
 
@@ -203,7 +152,7 @@ TEST(SocketOptions, buffersGrowNeverShrinkAndAreAskedForInSmallerSizesIfTooLarge
   const int least = 1;
   ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
   const int present = sendBuffer();
-  for (int size : {-1, 0, 1, present - 1, present}) {
+  for (int size : {-1, present - 1, present}) {
     EXPECT_EQ(grow(size), present) << size;
   }
   constexpr int Size = 100003;
@@ -215,7 +164,7 @@ TEST(SocketOptions, buffersGrowNeverShrinkAndAreAskedForInSmallerSizesIfTooLarge
   EXPECT_EQ(raisedBy([&] { grow(Size); }), "setsockopt(SO_SNDBUF) 1");
   EXPECT_EQ(sendBuffer(), present);
   refusals = {SOL_SOCKET, SO_SNDBUF, ENOBUFS, 2};
-  test::RecordingDest log("SocketUtil:rec:100");
+  RecordingDest log("SocketUtil:rec:100");
   os::setSendBuffer(fd, Size);
   EXPECT_THAT(std::exchange(refusals, {}).values, ElementsAre(Size, 80000, 64000));
   EXPECT_GT(sendBuffer(), present);
@@ -234,7 +183,7 @@ TEST(SocketOptions, pathMtuDiscoveryFallsBackOnTheOlderMode) {
     EXPECT_TRUE(os::setPathMtuDiscovery(fd, family, true));
     EXPECT_THAT(std::exchange(refusals, {}).values, ElementsAre(3, 2));
   }
-  test::RecordingDest log("SocketUtil:rec:100");
+  RecordingDest log("SocketUtil:rec:100");
   EXPECT_FALSE(os::setPathMtuDiscovery(-1, AF_INET, true));
   EXPECT_TRUE(os::setPathMtuDiscovery(-1, AF_INET6, false));
   const std::string call = "100 SocketUtil: setsockopt(";
@@ -242,54 +191,41 @@ TEST(SocketOptions, pathMtuDiscoveryFallsBackOnTheOlderMode) {
                                        call + "IPV6_MTU_DISCOVER,IPV6_PMTUDISC_DONT): Bad file descriptor"));
 }
 
-/// A pipe and an accepted connection work and are not inherited; then both fail for want of descriptors.
-std::string usePipeAndAccept() {
-  const Fd listener(bindTo(IpInfo("127.0.0.1", 0)));
-  EXPECT_EQ(::listen(listener, 5), 0);
-  const Fd client(connectTo(localAddress(listener)));
-  int fds[2];
-  os::pipeCloseOnExec(fds);
-  EXPECT_EQ(::write(fds[1], "x", 1), 1);
-  for (const int fd : {os::acceptSocket(listener), fds[0], fds[1]}) {
-    EXPECT_FALSE(os::getInheritable(fd));
-    ::close(fd);
-  }
-  const Fd waiting(connectTo(localAddress(listener)));
-  const FewDescriptors one(1);
-  const std::string words = raisedBy([&fds] { os::pipeCloseOnExec(fds); });
-  const FewDescriptors none(0);
-  EXPECT_EQ(raisedBy([&listener] { os::acceptSocket(listener); }), "accept 24");
-  return words;
+/// Has the functions that may be missing looked up anew; without a hook, in the system.
+void lookUpBy(plat::DynamicFn::Hook hook) {
+  plat::DynamicFn::setHook(std::move(hook));
+  os::latePipe2.forget();
+  os::lateAccept4.forget();
 }
 
-class SocketFailure : public testing::Test {
-protected:
-  ~SocketFailure() override { lookUpBy({}); }
-
-  /// Has the functions that may be missing looked up anew; without a hook, in the system.
-  static void lookUpBy(plat::DynamicFn::Hook hook) {
-    plat::DynamicFn::setHook(std::move(hook));
-    os::latePipe2.forget();
-    os::lateAccept4.forget();
-  }
-};
-
-TEST_F(SocketFailure, whatTheSystemLibraryLacksIsDoneInTheOldWay) {
-  const auto before = test::openFds();
+TEST(OldSystem, whatItsLibraryLacksIsDoneInTheOldWay) {
+  const auto before = openFds();
   std::vector<std::string> asked;
   lookUpBy([&asked](const char* library, const char* symbols) -> void* {
     asked.push_back(std::string(library) + " " + symbols);
     return nullptr;
   });
-  EXPECT_EQ(usePipeAndAccept(), "pipe 24");
-  EXPECT_EQ(usePipeAndAccept(), "pipe 24");
-  EXPECT_THAT(asked, testing::UnorderedElementsAre("c[6,7] accept4", "c[6,7] pipe2")) << "once each";
-  lookUpBy({});
-  EXPECT_EQ(usePipeAndAccept(), "pipe2 24");
-  EXPECT_EQ(test::openFds(), before);
+  for (const char* const call : {"pipe 24", "pipe2 24"}) {
+    const Fd listener(listenOn("127.0.0.1")), client(connectTo(localAddress(listener)));
+    int fds[2];
+    os::pipeCloseOnExec(fds);
+    const Fd in(fds[0]), out(fds[1]), accepted(os::acceptSocket(listener));
+    EXPECT_EQ(::write(out, "x", 1), 1);
+    for (const int fd : {int{in}, int{out}, int{accepted}}) {
+      EXPECT_FALSE(os::getInheritable(fd));
+    }
+    const Fd waiting(connectTo(localAddress(listener)));
+    const FdLimit one = fewDescriptors(1);
+    EXPECT_EQ(raisedBy([&] { os::pipeCloseOnExec(fds); }), call);
+    const FdLimit none = fewDescriptors(0);
+    EXPECT_EQ(raisedBy([&] { os::acceptSocket(listener); }), "accept 24");
+    lookUpBy({});
+  }
+  EXPECT_THAT(asked, UnorderedElementsAre("c[6,7] accept4", "c[6,7] pipe2")) << "once each";
+  EXPECT_EQ(openFds(), before);
 }
 
-TEST_F(SocketFailure, aConnectionLostBeforeItIsAcceptedIsNoFailure) {
+TEST(OldSystem, aConnectionLostBeforeItIsAcceptedIsNoFailure) {
   static int acceptError, acceptCalls;  // what the system says next; from the second call on "out of descriptors"
   lookUpBy([](const char*, const char*) {
     return reinterpret_cast<void*>(+[](int, sockaddr*, socklen_t*, int) {
@@ -297,17 +233,15 @@ TEST_F(SocketFailure, aConnectionLostBeforeItIsAcceptedIsNoFailure) {
       return -1;
     });
   });
-  const struct {
-    int error;
-    int raised;  // -1: nothing
-    int calls;
-  } cases[] = {{ECONNABORTED, -1, 1}, {EAGAIN, -1, 1}, {EPERM, -1, 1}, {EINTR, EMFILE, 2}, {ENOBUFS, ENOBUFS, 1}};
-  for (const auto& c : cases) {
-    acceptError = c.error;
+  for (const auto& [error, raised, calls] :
+       {std::tuple(ECONNABORTED, -1, 1), std::tuple(EAGAIN, -1, 1), std::tuple(EPERM, -1, 1),
+        std::tuple(EINTR, EMFILE, 2), std::tuple(ENOBUFS, ENOBUFS, 1)}) {
+    acceptError = error;
     acceptCalls = 0;
-    EXPECT_EQ(test::failureFrom([] { EXPECT_EQ(os::acceptSocket(0), -1); }).err, c.raised) << c.error;
-    EXPECT_EQ(acceptCalls, c.calls);
+    EXPECT_EQ(failureFrom([] { EXPECT_EQ(os::acceptSocket(0), -1); }).err, raised) << error;
+    EXPECT_EQ(acceptCalls, calls);
   }
+  lookUpBy({});
 }
 
 }  // namespace

@@ -5,14 +5,13 @@
 #include <string>
 #include <tuple>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/plat/file/file.h"
+#include "tests/support/FewDescriptors.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
 #include "tests/support/thrown.h"
@@ -49,13 +48,15 @@ TEST_F(FileTreeTest, mkDirsMakesWhatIsMissingAboveAndTightensOnlyTheLast) {
   const auto make = [&](const std::string& name, bool isPrivate, bool tighten) {
     return mkDirs((dir / name).c_str(), isPrivate, tighten);
   };
-  EXPECT_TRUE(mkDir((dir / "a").c_str(), false, false) && make("a/b/c//d/", true, false));
+  EXPECT_TRUE(mkDir((dir / "a").c_str(), false, false));
+  EXPECT_TRUE(make("a/b/c//d/", true, false));
   EXPECT_EQ(modeOf("a"), 0755u);
   for (const char* name : {"a/b", "a/b/c", "a/b/c/d"}) {
     EXPECT_EQ(modeOf(name), 0700u) << name;
     ::chmod((dir / name).c_str(), 0755);
   }
-  EXPECT_FALSE(make("a/b/c", true, false) || mkDir((dir / "a/b/c").c_str(), false, true));
+  EXPECT_FALSE(make("a/b/c", true, false));
+  EXPECT_FALSE(make("a/b/c", false, true));
   EXPECT_EQ(modeOf("a/b/c"), 0755u) << "left as it was";
   EXPECT_FALSE(make("a/b/c", true, true));
   EXPECT_EQ(modeOf("a/b/c"), 0700u);
@@ -108,7 +109,7 @@ TEST_F(FileTreeTest, rmDirLeavesWhatLinksPointToAndTellsWhyTheTopStays) {
 }
 
 TEST_F(FileTreeTest, rmDirRemovesAllThatItCanAroundWhatItCannot) {
-  for (const char* name : {"tree/a/file", "tree/stuck/inner/file", "tree/unreadable/file", "tree/z"}) {
+  for (const char* name : {"tree/a/file", "tree/stuck/inner/file", "tree/unreadable/file"}) {
     dir.write(name, "x");
   }
   for (const char* name : {"", "tree", "tree/a", "tree/stuck", "tree/stuck/inner", "tree/unreadable"}) {
@@ -118,15 +119,11 @@ TEST_F(FileTreeTest, rmDirRemovesAllThatItCanAroundWhatItCannot) {
     const test::Unprivileged rights;
     ::chmod((dir / "tree/stuck").c_str(), 0500);  // "inner" is emptied, but stays
     ::chmod((dir / "tree/unreadable").c_str(), 0);
-    const SystemException failure = failureFrom([&] { rmDir((dir / "tree").c_str(), true); });
-    EXPECT_THAT(failure.message, StartsWith("rmDir(" + (dir / "tree") + "): "));
-    EXPECT_EQ(failure.err, ENOTEMPTY) << "the outcome for the top, not the first refusal below";
+    EXPECT_EQ(failureFrom([&] { rmDir((dir / "tree").c_str(), true); }).err, ENOTEMPTY) << "not the refusals below";
     ::chmod((dir / "tree/unreadable").c_str(), 0700);
   }
   EXPECT_THAT(dir.list("tree"), ElementsAre("stuck", "unreadable"));
-  EXPECT_THAT(dir.list("tree/stuck"), ElementsAre("inner"));
   EXPECT_THAT(dir.list("tree/stuck/inner"), IsEmpty());
-  EXPECT_THAT(dir.list("tree/unreadable"), ElementsAre("file"));
 }
 
 TEST_F(FileTreeTest, rmDirGoesAsDeepAsPathsReachWithHardlyAnyDescriptor) {
@@ -140,14 +137,10 @@ TEST_F(FileTreeTest, rmDirGoesAsDeepAsPathsReachWithHardlyAnyDescriptor) {
     length += 1 + name.size();
   }
   chDir(before.c_str());
-  const int lowestFree = ::open("/", O_RDONLY);
-  ::close(lowestFree);
-  struct rlimit limit {};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
-  const struct rlimit few { static_cast<rlim_t>(lowestFree) + 2, limit.rlim_max };
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
-  const SystemException failure = failureFrom([&] { rmDir((dir / "tree").c_str(), true); });
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  const SystemException failure = [&] {
+    const test::FewDescriptors few(2);
+    return failureFrom([&] { rmDir((dir / "tree").c_str(), true); });
+  }();
   EXPECT_EQ(failure.err, -1) << failure.message;
   EXPECT_THAT(dir.list(), IsEmpty());
 }
@@ -155,22 +148,19 @@ TEST_F(FileTreeTest, rmDirGoesAsDeepAsPathsReachWithHardlyAnyDescriptor) {
 TEST_F(FileTreeTest, uniqueNamesPutTheNumberBeforeTheExtensionUpToTheLimit) {
   const struct {
     const char *name, *free, *collided;
-  } cases[] = {{"a.b.c", "a.b.c", "a.b(1).c"},          {"noext", "noext", "noext(1)"},
-               {".profile", ".profile", "(1).profile"}, {"a.", "a.", "a(1)."},
-               {"a\n/b.t", "a--b.t", "a--b(1).t"},      {"a(1)", "a(1)", "a(1)(1)"}};
+  } cases[] = {{"a.b.c", "a.b.c", "a.b(1).c"},
+               {".profile", ".profile", "(1).profile"},
+               {"a\n/b.t", "a--b.t", "a--b(1).t"},
+               {"a(1)", "a(1)", "a(1)(1)"}};
   for (const auto& c : cases) {
     EXPECT_EQ(unique(c.name, 0), dir / c.free);
     dir.write(c.free, "");
     EXPECT_EQ(unique(c.name), dir / c.collided);
-    fileRemove((dir / c.free).c_str());
   }
   dir.write("x.t", "");
-  for (int n = 1; n < 99; ++n) {
-    dir.write("x(" + std::to_string(n) + ").t", "");
-  }
-  EXPECT_EQ(unique("x.t"), dir / "x(99).t");
-  dir.link("x.t", "x(99).t");
-  for (const int limit : {99, 5, 0, -1}) {
+  dir.write("x(1).t", "");
+  EXPECT_EQ(unique("x.t", 2), dir / "x(2).t");
+  for (const int limit : {1, 0, -1}) {
     EXPECT_EQ(test::messageFrom([&] { unique("x.t", limit); }), "Too many files with same name") << limit;
   }
   dir.link("nowhere", "dangling");
@@ -189,7 +179,8 @@ TEST_F(FileTreeTest, searchesTakeTheFirstThatExists) {
   EXPECT_EQ(search("x"), (dir / "one/x").c_str());
   EXPECT_TRUE(search("z").isNull());
   EXPECT_EQ(find("name"), (dir / "tree/deep/name/name").c_str()) << "what is inside goes first";
-  EXPECT_TRUE(find("dangling").isNull() && fileFindInTree("", "x").isNull());
+  EXPECT_TRUE(find("dangling").isNull());
+  EXPECT_TRUE(fileFindInTree("", "x").isNull());
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
 #include "base/plat/thread/Thread.h"
 
-#include <atomic>
+#include <functional>
+#include <future>
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,29 +19,30 @@
 namespace {
 
 using plat::Thread;
-using testing::MatchesRegex;
 
-template <class F>
-struct RunF final : Thread::Runnable {
-  F body;
-  explicit RunF(F f) : body(std::move(f)) {}
+struct Body final : Thread::Runnable {
+  explicit Body(std::function<void(Thread&)> f) : body(std::move(f)) {}
   void run(Thread& thread) override { body(thread); }
+  std::function<void(Thread&)> body;
 };
+
+/// Carries `body` out on two threads, "a" and "b".
+void runTwice(std::function<void(Thread&)> body) {
+  Body shared(std::move(body));
+  Thread a("a", &shared), b("b", &shared);
+  a.start();
+  b.start();
+}
 
 TEST(Mutex, mayBeTakenAgainByItsHolderAndExcludesOthers) {
   plat::Mutex mutex;
   int value = 0;
-  RunF add([&](Thread&) {
+  runTwice([&](Thread&) {
     for (int i = 0; i < 20'000; ++i) {
       const plat::Lock outer(mutex), inner(mutex);
       ++value;
     }
   });
-  Thread a("a", &add), b("b", &add);
-  a.start();
-  b.start();
-  a.join();
-  b.join();
   EXPECT_EQ(value, 40'000);
 }
 
@@ -47,7 +50,7 @@ TEST(Condition, letsGoOfTheMutexInAWaitAndHoldsItAgainBehindIt) {
   plat::Mutex mutex;
   plat::Condition condition(&mutex);
   std::string turns;
-  RunF play([&](Thread& self) {
+  runTwice([&](Thread& self) {
     for (int i = 0; i < 1'000; ++i) {
       const plat::Lock lock(mutex);
       while ((turns.size() % 2 == 0) != (*self.name() == 'a')) {
@@ -57,61 +60,43 @@ TEST(Condition, letsGoOfTheMutexInAWaitAndHoldsItAgainBehindIt) {
       condition.signal();
     }
   });
-  Thread a("a", &play), b("b", &play);
-  a.start();
-  b.start();
-  a.join();
-  b.join();
-  std::string expected;
-  while (expected.size() < 2'000) {
-    expected += "ab";
-  }
-  EXPECT_EQ(turns, expected);
-}
-
-TEST(ConditionDeathTest, hasNoTimedWait) {
-  plat::Mutex mutex;
-  plat::Condition condition(&mutex);
-  const plat::Lock lock(mutex);
+  EXPECT_EQ(turns.size(), 2'000U);
+  EXPECT_EQ(turns.find("aa"), std::string::npos);
+  EXPECT_EQ(turns.find("bb"), std::string::npos);
   EXPECT_DEATH(condition.wait(0),
                "Assertion 'timeoutMs == -1' failed at base/plat/Threading:[0-9]+: Condition timed wait not implemented "
                "yet");
 }
 
-TEST(Thread, runsOnceKnowsItselfAndLogsItsLife) {
+TEST(Thread, runsOnceKnowsItselfAndLogsItsLifeAlsoWhenItsBodyThrows) {
   test::RecordingDest log("Threading:rec:100");
-  Thread* seen = nullptr;
-  int runs = 0;
-  RunF body([&](Thread&) {
-    seen = Thread::current();
-    ++runs;
-  });
-  {
-    Thread thread("worker", &body);
-    thread.start();
-    thread.start();
-    EXPECT_EQ(thread.join(), &thread);
-    EXPECT_EQ(thread.join(), &thread);
-    EXPECT_EQ(thread.state(), Thread::Joined);
-    EXPECT_TRUE(seen == &thread && runs == 1);
+  for (const bool failing : {false, true}) {
+    log.clear();
+    std::vector<Thread*> seen;
+    Body body([&](Thread&) {
+      seen.push_back(Thread::current());
+      if (failing) {
+        throw plat::Exception("out of luck");
+      }
+    });
+    {
+      Thread thread("worker", &body);
+      thread.start();
+      thread.start();
+      EXPECT_EQ(thread.join(), &thread);
+      EXPECT_EQ(thread.join(), &thread);
+      EXPECT_EQ(thread.state(), Thread::Joined);
+      EXPECT_THAT(seen, testing::ElementsAre(&thread));
+    }
+    const auto line = [](const char* event, const char* detail = "") {
+      return testing::MatchesRegex(std::string("100 Threading: ") + event + " worker [0-9a-f]+" + detail);
+    };
+    // "started" may come before or after "join": the two threads log side by side.
+    EXPECT_THAT(log.lines(),
+                testing::UnorderedElementsAre(line("created  "), line("started  "), line("join     "),
+                                              failing ? line("failed   ", ": out of luck") : line("stopped  "),
+                                              line("joined   "), line("destroy  "), line("destroyed")));
   }
-  // "started" may come before or after "join": the two threads log side by side.
-  const auto line = [](const char* event) {
-    return MatchesRegex(std::string("100 Threading: ") + event + " worker [0-9a-f]+");
-  };
-  EXPECT_THAT(log.lines(),
-              testing::UnorderedElementsAre(line("created  "), line("started  "), line("join     "), line("stopped  "),
-                                            line("joined   "), line("destroy  "), line("destroyed")));
-}
-
-TEST(Thread, endsWithALogLineWhenItsBodyThrows) {
-  test::RecordingDest log("Threading:rec:100");
-  RunF body([](Thread&) { throw plat::Exception("out of luck"); });
-  Thread thread("doomed", &body);
-  thread.start();
-  thread.join();
-  EXPECT_THAT(log.lines(), testing::Contains(MatchesRegex(".* failed    doomed [0-9a-f]+: out of luck")));
-  EXPECT_THAT(log.lines(), testing::Not(testing::Contains(testing::HasSubstr("stopped"))));
 }
 
 TEST(Thread, hasOneNativeObjectPerForeignThread) {
@@ -124,20 +109,18 @@ TEST(Thread, hasOneNativeObjectPerForeignThread) {
 
 TEST(Thread, destroysItselfWhenDetached) {
   struct Detached final : Thread {
-    std::atomic<int>& state;
-    explicit Detached(std::atomic<int>& s) : Thread("detached"), state(s) {}
-    ~Detached() override { state = 2; }
-    void run() override { state = 1; }
+    Detached() : Thread("detached") {}
+    ~Detached() override { gone.set_value(ran); }
+    void run() override { ran = true; }
+    std::promise<bool> gone;
+    bool ran = false;
   };
-  std::atomic<int> state{0};
-  auto* const thread = new Detached(state);
+  auto* const thread = new Detached;
+  std::future<bool> end = thread->gone.get_future();
   thread->detach();
   EXPECT_EQ(thread->join(), nullptr);
   thread->start();
-  for (int i = 0; i < 5'000 && state != 2; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  EXPECT_EQ(state, 2);
+  EXPECT_TRUE(end.get());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -21,43 +22,36 @@ namespace {
 
 using testing::ElementsAre;
 
+/// Writes itself down when it fires, and then does what it was told to.
+struct Named final : Timer, private Timer::Callback {
+  Named(std::vector<std::string>& f, const char* n) : Timer(static_cast<Timer::Callback*>(this)), fired(f), name(n) {}
+
+  std::vector<std::string>& fired;
+  const char* const name;
+  std::function<bool()> action = [] { return false; };
+
+private:
+  bool timerFired(Timer& timer) override {
+    EXPECT_EQ(&timer, this);
+    EXPECT_FALSE(timer.running());
+    fired.emplace_back(name);
+    return action();
+  }
+};
+
 class TimerTest : public testing::Test {
 protected:
-  /// A timer with a name that writes itself down when it fires.
-  class Named : public Timer, private Timer::Callback {
-  public:
-    using Action = std::function<bool(Timer&)>;
-    Named(TimerTest& test, std::string name, Action action = {})
-        : Timer(static_cast<Timer::Callback*>(this)), test_(test), name_(std::move(name)), action_(std::move(action)) {}
-
-  private:
-    bool timerFired(Timer& timer) override {
-      EXPECT_TRUE(&timer == this && !timer.running());
-      test_.fired.push_back(name_);
-      return action_ && action_(timer);
-    }
-
-    TimerTest& test_;
-    std::string name_;
-    Action action_;
-  };
-
   /// One turn, `ms` later; gives the time to the next.
   int turnAfter(int ms) {
     clock.advanceMs(ms);
     return manager.processTimers();
   }
-  static bool repeat(Timer&) { return true; }
+  static bool repeat() { return true; }
 
   test::ManualClock clock;
   TimerManager manager;
   std::vector<std::string> fired;
-  Named a{*this, "a"}, b{*this, "b"}, c{*this, "c"}, d{*this, "d"};
-};
-
-struct RecordingListener : TimerManager::Listener {
-  void timeToFirstChanged(int ms) override { told.push_back(ms); }
-  std::vector<int> told;
+  Named a{fired, "a"}, b{fired, "b"}, c{fired, "c"}, d{fired, "d"};
 };
 
 TEST(Timer, needsAManagerOnItsThread) {
@@ -69,25 +63,23 @@ TEST(Timer, needsAManagerOnItsThread) {
 TEST_F(TimerTest, aSecondManagerMustSayThatItIsNestedAndStopsItsTimersAtItsEnd) {
   EXPECT_THROW(TimerManager{}, AssertionFail);
   {
-    TimerManager nested(true);
-    EXPECT_EQ(TimerManager::current(), &nested);
+    const TimerManager nested(true);
     a.start(0);
+    b.start(1);
   }
   EXPECT_EQ(TimerManager::current(), &manager);
   EXPECT_FALSE(a.running());
-  EXPECT_EQ(manager.processTimers(), -1);
+  EXPECT_FALSE(b.running());
 }
 
 TEST_F(TimerTest, fireByExpiryAndThenInStartingOrder) {
-  Named late(*this, "late");
-  a.start(30);
-  b.start(10);
-  c.start(30);
-  d.start(10);
-  late.start(31);
-  b.start(10);  // afresh: behind d now
+  a.start(10);
+  b.start(30);
+  c.start(10);
+  a.start(10);  // afresh: behind c now
+  d.start(31);
   EXPECT_EQ(turnAfter(30), 0);
-  EXPECT_THAT(fired, ElementsAre("d", "b", "a", "c"));
+  EXPECT_THAT(fired, ElementsAre("c", "a", "b"));
   EXPECT_EQ(turnAfter(0), 1);
 }
 
@@ -99,56 +91,52 @@ TEST_F(TimerTest, timeToTheFirstIsRoundedUpAndClamped) {
   EXPECT_EQ(a.remaining(), 5 * TicksPerMs - 1);
   clock.advanceTicks(5 * TicksPerMs - 2);  // one tick to go
   EXPECT_EQ(manager.processTimers(), 1);
-  EXPECT_TRUE(fired.empty());
   clock.advanceTicks(1);
   EXPECT_EQ(manager.timeToNext(), 0);
   EXPECT_EQ(manager.processTimers(), 0);
-  EXPECT_EQ(fired.size(), 1u);
+  EXPECT_THAT(fired, ElementsAre("a"));
   a.start(INT_MAX);
-  EXPECT_EQ(manager.timeToNext(), INT_MAX);
   EXPECT_EQ(manager.timeToNext(clock.now() - TicksPerMs), INT_MAX);
 }
 
 TEST_F(TimerTest, aPeriodicTimerKeepsItsRhythmWhileOnTimeAndNeverCatchesUp) {
-  Named timer(*this, "t", repeat);
-  timer.start(100);
-  turnAfter(130);  // 30 late: the next beat is still at 200
-  EXPECT_EQ(manager.timeToNext(), 70);
-  for (const int ms : {70 + 350, 200}) {  // 350 late; exactly one beat late, which lies not after now
+  a.action = repeat;
+  a.start(100);
+  for (const auto& [ms, toNext] : {std::pair(130, 70),  // 30 late: the next beat is still at 200
+                                   {70 + 350, 100},     // far too late: fires once, and then 100 from now
+                                   {200, 100}}) {       // exactly one beat late, which lies not after now
     turnAfter(ms);
-    EXPECT_EQ(manager.timeToNext(), 100) << "fires once, and then 100 from now";
+    EXPECT_EQ(manager.timeToNext(), toNext);
   }
   EXPECT_EQ(fired.size(), 3u);
 }
 
 TEST_F(TimerTest, aCallbackDecidesAboutItsOwnTimer) {
-  Named restarted(*this, "restarted", [](Timer& timer) {
-    timer.start(500);
+  bool stopping = false;
+  a.action = [&] {
+    stopping ? a.stop() : a.start(500);
     return true;
-  });
-  Named stopped(*this, "stopped", [](Timer& timer) {
-    timer.stop();
-    return true;
-  });
-  restarted.start(100);
+  };
+  a.start(100);
   turnAfter(100);
   EXPECT_EQ(manager.timeToNext(), 500) << "its own start counts, not the repeat";
-  restarted.stop();
+  a.stop();
   EXPECT_EQ(manager.timeToNext(), -1) << "queued only once";
-  stopped.start(100);
+  stopping = true;
+  a.start(100);
   turnAfter(100);
   EXPECT_EQ(manager.timeToNext(), 100) << "idle already when it was stopped; the answer counts";
 }
 
 TEST_F(TimerTest, aCallbackMayDestroyOrStopItsOwnTimerAndOthers) {
-  auto second = std::make_unique<Named>(*this, "second");
-  std::unique_ptr<Named> first = std::make_unique<Named>(*this, "first", [&](Timer&) {
+  auto first = std::make_unique<Named>(fired, "first"), second = std::make_unique<Named>(fired, "second");
+  first->action = [&] {
     second.reset();
     a.stop();
     c.stop();
     first.reset();
     return false;
-  });
+  };
   for (Named* timer : {first.get(), second.get(), &a, &b}) {
     timer->start(0);
   }
@@ -160,25 +148,27 @@ TEST_F(TimerTest, aCallbackMayDestroyOrStopItsOwnTimerAndOthers) {
 }
 
 TEST_F(TimerTest, anExceptionLeavesTheRestDueAndWhatStartsAtZeroWaitsForTheNextTurn) {
-  Named thrower(*this, "thrower", [](Timer&) -> bool { throw std::runtime_error("oops"); });
-  Named starter(*this, "starter", [&](Timer&) {
-    a.start(0);
+  a.action = []() -> bool { throw std::runtime_error("oops"); };
+  b.action = [&] {
+    c.start(0);
     return false;
-  });
-  thrower.start(1);
-  starter.start(1);
+  };
+  a.start(1);
+  b.start(1);
   EXPECT_THROW(turnAfter(5), std::runtime_error);
-  EXPECT_FALSE(thrower.running());
+  EXPECT_FALSE(a.running());
   EXPECT_EQ(manager.processTimers(), 0);
-  EXPECT_THAT(fired, ElementsAre("thrower", "starter"));
+  EXPECT_THAT(fired, ElementsAre("a", "b"));
   manager.processTimers();
-  EXPECT_THAT(fired, ElementsAre("thrower", "starter", "a"));
+  EXPECT_THAT(fired, ElementsAre("a", "b", "c"));
 }
 
 TEST_F(TimerTest, theListenerIsToldWhenTheFirstChanges) {
-  RecordingListener listener;
+  struct : TimerManager::Listener {
+    void timeToFirstChanged(int ms) override { told.push_back(ms); }
+    std::vector<int> told;
+  } listener;
   manager.setListener(&listener);
-  Named repeating(*this, "r", repeat);
   a.start(50);
   b.start(100);  // not the first
   c.start(10);
@@ -187,7 +177,8 @@ TEST_F(TimerTest, theListenerIsToldWhenTheFirstChanges) {
   a.stop();
   EXPECT_THAT(listener.told, ElementsAre(50, 10, 50, -1));
   listener.told.clear();
-  repeating.start(10);
+  d.action = repeat;
+  d.start(10);
   a.start(30);
   turnAfter(10);
   EXPECT_THAT(listener.told, ElementsAre(10, 10)) << "once for the start, once at the end of the turn";

@@ -14,6 +14,7 @@
 #include "tests/base/io/MemIo.h"
 #include "tests/libs/fops/protoTestSupport.h"
 #include "tests/support/RecordingDest.h"
+#include "tests/support/Unprivileged.h"
 
 namespace fops {
 namespace {
@@ -28,6 +29,13 @@ Body listBytes(const std::vector<DirEntry>& list) {
   rdr::MemOutStream out;
   writeDirEntries(list, out);
   return Body().raw(test::contents(out));
+}
+
+/// The machine's name without its domain.
+std::string hostName() {
+  char host[257] = "";
+  ::gethostname(host, 256);
+  return std::string(host).substr(0, std::string(host).find('.'));
 }
 
 /// A session over a temporary folder, driven by the bytes of messages: the server's end of the protocol, the directory
@@ -60,9 +68,6 @@ protected:
 };
 
 TEST_F(LocalFileServerTest, introducesItself) {
-  char host[257] = "";
-  ::gethostname(host, 256);
-  const std::string shortName = std::string(host).substr(0, std::string(host).find('.'));
   struct {
     std::string root;
     unsigned offered, agreed;
@@ -74,7 +79,7 @@ TEST_F(LocalFileServerTest, introducesItself) {
                      {"/nowhere", 255, 4, false, ""}};
   const test::RecordingDest log("SFopsProto:rec:100");
   for (const auto& c : cases) {
-    const Body init = Body().u8(c.agreed).u8('/').u8(c.isFsRoot).text(shortName).text(c.home).text(c.home);
+    const Body init = Body().u8(c.agreed).u8('/').u8(c.isFsRoot).text(hostName()).text(c.home).text(c.home);
     EXPECT_EQ(start(c.root, c.offered), Lines{message("ServerInit", init)}) << c.root;
   }
   EXPECT_EQ(request("ClientClose"), Lines{});
@@ -83,16 +88,9 @@ TEST_F(LocalFileServerTest, introducesItself) {
   EXPECT_EQ(session, "+++++-");
 }
 
-/// Requests with what must come back, over a folder with something of each kind.
-class LocalFileServerRequestsTest : public LocalFileServerTest {
+/// Requests in each version of the protocol, over a folder with something of each kind.
+class LocalFileServerRequestsTest : public LocalFileServerTest, public testing::WithParamInterface<unsigned> {
 protected:
-  struct Case {
-    std::string request;
-    Lines reply;
-    Lines lines;  // among the log lines
-  };
-  using Cases = std::vector<Case>;
-
   void SetUp() override {
     LocalFileServerTest::SetUp();
     dir.write("f", "1");
@@ -100,130 +98,155 @@ protected:
     dir.write("t/a2", "4567");
     dir.makeDir("t/u/v");
     dir.link("nowhere", "t/dangling");
+    start(dir.path(), GetParam());
+  }
+  void TearDown() override { EXPECT_EQ(dir.list(), (Lines{"f", "home", "t"})); }
+
+  /// Sends a request cut at each of its bytes: what must come back each time, and be among the log lines.
+  void check(const std::string& request, const Lines& reply, const Lines& logged = {}) {
+    SCOPED_TRACE(testing::PrintToString(request));
+    const test::RecordingDest log("*:rec:100");
+    const auto take = [&] { return writer.take(); };
+    runCutAtEachByte(server->proto(), request, take, reply);
+    const auto lines = log.lines();
+    for (const std::string& line : logged) {
+      EXPECT_EQ(std::count(lines.begin(), lines.end(), line), request.size()) << testing::PrintToString(lines);
+    }
   }
   /// What stands in messages of version 3 only.
-  Body only3(const Body& bytes) const { return v3 ? bytes : Body(); }
-  Body pathOnly3(const char* path) const { return only3(Body().text(path).text("cd")); }
-  Body data() const { return only3(Body().text("cd")); }
+  static Body only3(const Body& bytes) { return GetParam() == 3 ? bytes : Body(); }
+  static Body pathOnly3(const char* path) { return only3(Body().text(path).text("cd")); }
+  static Body data() { return only3(Body().text("cd")); }
   std::string asked(const char* type, const char* path) const { return message(type, Body(id).text(path).raw(data())); }
   static Lines answer(const char* type, Body body, const std::string& error = "", const char* kind = "") {
     return {message(type, body.result(error, kind))};
   }
-  Cases scans();
-  Cases downloads();
-  Cases uploads();
-  Cases changes();
+  static Lines refusal(const char* type, const Body& body = Body()) { return answer(type, body, Dots, "BadPath"); }
 
-  bool v3 = false;
+  static constexpr const char* Dots = "Invalid path: . or ..";
+  const std::string refused = std::string("[BadPath] ") + Dots;
   const std::string noEntry = "): No such file or directory (2)";
-  const std::string dots = "Invalid path: . or ..";
   const std::string noFolder = "opendir(" + dir / "f" + "): Not a directory (20)";
   const std::string notMade = "mkDir(" + dir / "f/n" + "): Not a directory (20)";
+  const Body noList = Body().u32(0);
 };
 
-LocalFileServerRequestsTest::Cases LocalFileServerRequestsTest::scans() {
-  return {
-      {message("DirScan", Body().text("").u8(0).u8(1)),
-       answer("DirScanResult", listBytes({onDisk("f")})),
-       {"100 SFopsProto: Scanning directory <root>"}},
-      {message("DirScan", Body().text("t//").u8(2).u8(1)),
-       answer("DirScanResult", listBytes({onDisk("t/u"), onDisk("t/a2"), onDisk("t/a10")})),
-       {"100 LocalDirActions: Listing directory t//, full path " + dir / "t//"}},
-      {message("DirScan", Body().text("f").u8(1).u8(1)),
-       answer("DirScanResult", listBytes({}), noFolder, "NotFound"),
-       {"30 LocalDirActions: Error reading directory 'f': [System-20] " + noFolder}},
-      {message("DirScan", Body().text("..").u8(1).u8(1)),
-       answer("DirScanResult", listBytes({}), dots, "BadPath"),
-       {"100 SFopsProto: Scan error: [BadPath] " + dots}},
-      {asked("ReqEntries", "t"),
-       answer("ReqEntriesResult", listBytes(scanDir((dir / "t").c_str(), true, true)).id(5, 7).raw(pathOnly3("t"))),
-       {"100 SFopsProto: Request directory entries id=5.7: t"}},
-      {asked("ReqEntries", "f"),
-       answer("ReqEntriesResult", Body().u32(0).id(5, 7).raw(pathOnly3("f")), noFolder, "System-20"),
-       {"30 LocalFileServer: Download dir entries failed id=5.7 f: [System-20] " + noFolder}},
-  };
+INSTANTIATE_TEST_SUITE_P(Version, LocalFileServerRequestsTest, testing::Values(3U, 4U));
+
+TEST_P(LocalFileServerRequestsTest, forListsAreAnsweredCutAtAnyByteAndLogged) {
+  const std::string none = "opendir(" + dir / "none" + noEntry;
+  check(message("DirScan", Body().text("").u8(0).u8(1)), answer("DirScanResult", listBytes({onDisk("f")})),
+        {"100 SFopsProto: Scanning directory <root>"});
+  check(message("DirScan", Body().text("t//").u8(2).u8(1)),
+        answer("DirScanResult", listBytes({onDisk("t/u"), onDisk("t/a2"), onDisk("t/a10")})),
+        {"100 LocalDirActions: Listing directory t//, full path " + dir / "t//"});
+  check(message("DirScan", Body().text("f").u8(1).u8(1)), answer("DirScanResult", noList, noFolder, "NotFound"),
+        {"30 LocalDirActions: Error reading directory 'f': [System-20] " + noFolder});
+  check(message("DirScan", Body().text("none").u8(1).u8(1)), answer("DirScanResult", noList, none, "NotFound"));
+  check(message("DirScan", Body().text("..").u8(1).u8(1)), refusal("DirScanResult", noList),
+        {"100 SFopsProto: Scan error: " + refused});
+  check(asked("ReqEntries", "t"),
+        answer("ReqEntriesResult", listBytes(scanDir((dir / "t").c_str(), true, true)).id(5, 7).raw(pathOnly3("t"))),
+        {"100 SFopsProto: Request directory entries id=5.7: t"});
+  check(asked("ReqEntries", "f"),
+        answer("ReqEntriesResult", Body(noList).id(5, 7).raw(pathOnly3("f")), noFolder, "System-20"),
+        {"30 LocalFileServer: Download dir entries failed id=5.7 f: [System-20] " + noFolder});
+  check(asked("ReqEntries", ".."), refusal("ReqEntriesResult", Body(noList).id(5, 7).raw(pathOnly3(".."))));
+  check(message("GetRoot"), {message("GetRootResult", entryBytes(getDirEntry(dir.path().c_str(), hostName().c_str())))},
+        {"100 LocalDirActions: Getting root " + dir.path() + " name " + hostName()});
 }
 
-LocalFileServerRequestsTest::Cases LocalFileServerRequestsTest::downloads() {
+TEST_P(LocalFileServerRequestsTest, forDownloadsAreAnsweredCutAtAnyByteAndLogged) {
   const std::string noStat = "stat(" + dir / "none" + noEntry;
   const Body none = entryBytes(DirEntry());
   DirEntry folder = onDisk("t");
+  check(asked("DownloadFile", "none"),
+        answer("DownloadFileResult", Body(id).raw(pathOnly3("none")).raw(none), noStat, "System-2"),
+        {"30 SFopsProto: Download file id=5.7 none",
+         "30 LocalFileServer: Download file failed id=5.7 none: [System-2] " + noStat});
+  check(asked("DownloadFile", "t"),
+        answer("DownloadFileResult", Body(id).raw(pathOnly3("t")).raw(entryBytes(folder)), "Path is a directory"));
+  check(asked("DownloadFile", "a/../b"), refusal("DownloadFileResult", Body(id).raw(pathOnly3("a/../b")).raw(none)),
+        {"100 SFopsProto: Download file result id=5.7 <null>: " + refused});
   folder.size = 14;
-  return {
-      {asked("DownloadFile", "none"),
-       answer("DownloadFileResult", Body(id).raw(pathOnly3("none")).raw(none), noStat, "System-2"),
-       {"30 SFopsProto: Download file id=5.7 none",
-        "30 LocalFileServer: Download file failed id=5.7 none: [System-2] " + noStat}},
-      {asked("DownloadFile", "a/../b"),
-       answer("DownloadFileResult", Body(id).raw(pathOnly3("a/../b")).raw(none), dots, "BadPath"),
-       {"100 SFopsProto: Download file result id=5.7 <null>: [BadPath] " + dots}},
-      {asked("DownloadFolder", "t"),
-       answer("DownloadFolderResult", Body(id).raw(only3(Body().u64(14))).raw(entryBytes(folder)).raw(data())),
-       {"30 SFopsProto: Download dir id=5.7 t", "100 SFopsProto: Download dir result id=5.7 t: ok"}},
-      {asked("DownloadFolder", "f"),
-       answer("DownloadFolderResult", Body(id).raw(only3(Body().u64(1))).raw(entryBytes(onDisk("f"))).raw(data()),
-              noFolder, "System-20"),
-       {"30 LocalFileServer: Download top dir failed id=5.7 f: [System-20] " + noFolder}},
-      {message("DataReq", Body(id).u64(1)), {}, {}},
-      {message("Complete", id), {}, {"30 FileSender: Complete id=5.7 (unknown)"}},
-  };
+  check(asked("DownloadFolder", "t"),
+        answer("DownloadFolderResult", Body(id).raw(only3(Body().u64(14))).raw(entryBytes(folder)).raw(data())),
+        {"30 SFopsProto: Download dir id=5.7 t", "100 SFopsProto: Download dir result id=5.7 t: ok"});
+  check(asked("DownloadFolder", "f"),
+        answer("DownloadFolderResult", Body(id).raw(only3(Body().u64(1))).raw(entryBytes(onDisk("f"))).raw(data()),
+               noFolder, "System-20"),
+        {"30 LocalFileServer: Download top dir failed id=5.7 f: [System-20] " + noFolder});
+  check(asked("DownloadFolder", ".."),
+        refusal("DownloadFolderResult", Body(id).raw(only3(Body().u64(0))).raw(none).raw(data())));
+  check(message("DataReq", Body(id).u64(1)), {});
+  check(message("Complete", id), {}, {"30 FileSender: Complete id=5.7 (unknown)"});
 }
 
-LocalFileServerRequestsTest::Cases LocalFileServerRequestsTest::uploads() {
+TEST_P(LocalFileServerRequestsTest, forUploadsAreAnsweredCutAtAnyByteAndLogged) {
   const std::string noPlace = "fileOpenFd(" + dir / "none/n.tmp" + noEntry;
   const Body head = Body(id).raw(data()).raw(only3(Body().entry("n")));
-  return {
-      {message("UploadFile", Body(id).entry("n", 3).raw(data()).text("none")),
-       answer("CancelByReceiver", id, noPlace, "System-2"),
-       {"30 LocalFileServer: Upload file failed id=5.7 none: [System-2] " + noPlace}},
-      {message("UploadFile", Body(id).entry("n", 3).raw(data()).text("..")),
-       answer("CancelByReceiver", id, dots, "BadPath"),
-       {"100 SFopsProto: Upload file error: [BadPath] " + dots}},
-      {message("UploadFolder", Body(id).raw(data()).entry("n").text("f")),
-       answer("UploadFolderResult", Body(head).text("f/n"), notMade, "System-20"),
-       {"30 LocalFileServer: Upload dir failed id=5.7 f/n: [System-20] " + notMade}},
-      {message("UploadFolder", Body(id).raw(data()).entry("n").text("..")),
-       answer("UploadFolderResult", Body(head).text(".."), dots, "BadPath"),
-       {"100 SFopsProto: Upload dir error: [BadPath] " + dots}},
-  };
+  check(message("UploadFile", Body(id).entry("n", 3).raw(data()).text("none")),
+        answer("CancelByReceiver", id, noPlace, "System-2"),
+        {"30 SFopsProto: Upload file id=5.7 n to none",
+         "30 LocalFileServer: Upload file failed id=5.7 none: [System-2] " + noPlace});
+  check(message("UploadFile", Body(id).entry("n", 3).raw(data()).text("..")), refusal("CancelByReceiver", id),
+        {"100 SFopsProto: Upload file error: " + refused});
+  check(message("UploadFolder", Body(id).raw(data()).entry("n").text("f")),
+        answer("UploadFolderResult", Body(head).text("f/n"), notMade, "System-20"),
+        {"30 SFopsProto: Upload dir id=5.7 n to f",
+         "30 LocalFileServer: Upload dir failed id=5.7 f/n: [System-20] " + notMade});
+  check(message("UploadFolder", Body(id).raw(data()).entry("n").text("..")),
+        refusal("UploadFolderResult", Body(head).text("..")), {"100 SFopsProto: Upload dir error: " + refused});
 }
 
-LocalFileServerRequestsTest::Cases LocalFileServerRequestsTest::changes() {
+TEST_P(LocalFileServerRequestsTest, forChangesAreAnsweredCutAtAnyByteAndLogged) {
   const std::string notGone = "fileRemove(" + dir / "a\xEF\xBF\xBD" + noEntry;
   const std::string notMoved = "fileRename(" + dir / "none" + "," + dir / "x" + noEntry;
-  return {
-      {message("CreateFolder", Body().text("f").text("n")),
-       answer("CreateFolderResult", Body(), notMade, "System-20"),
-       {"30 LocalDirActions: Failed to create new dir f/n: [System-20] " + notMade}},
-      {message("DeleteFileOrFolder", Body().text("a\xFF")),
-       answer("DeleteFileOrFolderResult", Body(), notGone, "System-2"),
-       {"30 LocalDirActions: Failed to delete a\xEF\xBF\xBD - " + notGone}},
-      {message("RenameFileOrFolder", Body().text("none").text("x")),
-       answer("RenameFileOrFolderResult", Body(), notMoved, "System-2"),
-       {"30 LocalDirActions: Failed to rename none: [System-2] " + notMoved}},
-      {message("Teleport"), {}, {"100 SFopsProto: Ignoring message type: Teleport"}},
-  };
+  check(message("CreateFolder", Body().text("f").text("n")), answer("CreateFolderResult", Body(), notMade, "System-20"),
+        {"30 LocalDirActions: Failed to create new dir f/n: [System-20] " + notMade});
+  check(message("CreateFolder", Body().text("..").text("n")), refusal("CreateFolderResult"));
+  check(message("CreateFolder", Body().text("").text("..")), refusal("CreateFolderResult"));
+  check(message("DeleteFileOrFolder", Body().text("a\xFF")),
+        answer("DeleteFileOrFolderResult", Body(), notGone, "System-2"),
+        {"30 LocalDirActions: Failed to delete a\xEF\xBF\xBD - " + notGone});
+  check(message("DeleteFileOrFolder", Body().text("")),  // which would be all of it
+        answer("DeleteFileOrFolderResult", Body(), "Invalid path: empty", "BadPath"));
+  check(message("RenameFileOrFolder", Body().text("none").text("x")),
+        answer("RenameFileOrFolderResult", Body(), notMoved, "System-2"),
+        {"30 LocalDirActions: Failed to rename none: [System-2] " + notMoved});
+  check(message("RenameFileOrFolder", Body().text("..").text("x")), refusal("RenameFileOrFolderResult"));
+  check(message("RenameFileOrFolder", Body().text("f").text("..")), refusal("RenameFileOrFolderResult"));
+  check(message("Teleport"), {}, {"100 SFopsProto: Ignoring message type: Teleport"});
 }
 
-TEST_F(LocalFileServerRequestsTest, areAnsweredCutAtAnyByteAndLogged) {
-  for (const bool version3 : {true, false}) {
-    SCOPED_TRACE(version3);
-    v3 = version3;
-    start(dir.path(), v3 ? 3 : 4);
-    for (const Cases& cases : {scans(), downloads(), uploads(), changes()}) {
-      for (const Case& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.request));
-        const test::RecordingDest log("*:rec:100");
-        const auto take = [&] { return writer.take(); };
-        runCutAtEachByte(server->proto(), c.request, take, c.reply);
-        const auto lines = log.lines();
-        for (const std::string& line : c.lines) {
-          EXPECT_EQ(std::count(lines.begin(), lines.end(), line), c.request.size()) << testing::PrintToString(lines);
-        }
-      }
-    }
+TEST_F(LocalFileServerTest, raisesWhatBreaksTheProtocol) {
+  const std::string notOpen = "[ProtocolError] Protocol error: The fops server is not initialised";
+  const struct {
+    std::string message, failure;
+  } cases[] = {
+      {message("DirScan", Body().text(std::string(10241, 'a')).u8(1).u8(1)),
+       "[StringTooLongException] String exceeds maximum length"},
+      {message("UploadFile", Body(id).entry("..", 1).text("")), "[BadPath] Invalid path: . or .."},
+      {message("UploadFolder", Body(id).entry("").text("f")), "[BadPath] Invalid path: empty"},
+      {message("ClientInit", Body().u8(2)), "[ProtocolError] Protocol error: Invalid fops client version: 2"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(failureOn(server->proto(), c.message), c.failure);
+    start(dir.path());
   }
-  EXPECT_EQ(dir.list(), (Lines{"f", "home", "t"}));
+  request("ClientClose");
+  EXPECT_EQ(failureOn(server->proto(), message("GetRoot")), notOpen);
+  server.emplace(*this, writer);
+  EXPECT_EQ(failureOn(server->proto(), message("")), notOpen);
+}
+
+TEST_F(LocalFileServerTest, tellsThatAFolderIsClosed) {
+  ::chmod(dir.makeDir("closed").c_str(), 0);
+  const test::Unprivileged rights;
+  EXPECT_EQ(
+      request("DirScan", Body().text("closed").u8(1).u8(1)),
+      Lines{message("DirScanResult",
+                    Body().u32(0).result("opendir(" + dir / "closed" + "): Permission denied (13)", "AccessDenied"))});
 }
 
 TEST_F(LocalFileServerTest, leavesNothingOfUploadsThatDoNotEnd) {
@@ -247,9 +270,11 @@ TEST_F(LocalFileServerTest, makesFoldersWithTheirModes) {
   EXPECT_EQ(upload(040710, ""), message("UploadFolderResult", Body(id).text("d").result("", "")));
   EXPECT_EQ(upload(040700, "d"), message("UploadFolderResult", Body(id).text("d/d").result("", "")));
   request("CreateFolder", Body().text("some/where").text("deep"));
+  request("CreateFolder", Body().text("some").text("where"));
   EXPECT_EQ(unixMode(onDisk("d")), 040755);
   EXPECT_EQ(unixMode(onDisk("d/d")), 040700);
   EXPECT_EQ(unixMode(onDisk("some/where")), 040700);
+  EXPECT_EQ(dir.list("some"), (Lines{"where", "where(1)"}));
   start(dir.path() + "/");
   EXPECT_EQ(upload(040700, ""),
             message("UploadFolderResult", Body(id).text("d").result("Invalid path: starts with /", "BadPath")));

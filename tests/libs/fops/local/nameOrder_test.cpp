@@ -43,8 +43,9 @@ struct Case {
 
 void checkBothWays(const std::vector<Case>& cases) {
   for (const auto& [a, b, order] : cases) {
-    EXPECT_EQ(naturalCompare(a, b), order) << testing::PrintToString(a) << " : " << testing::PrintToString(b);
-    EXPECT_EQ(naturalCompare(b, a), -order) << testing::PrintToString(b) << " : " << testing::PrintToString(a);
+    SCOPED_TRACE(testing::PrintToString(a) + " : " + testing::PrintToString(b));
+    EXPECT_EQ(naturalCompare(a, b), order);
+    EXPECT_EQ(naturalCompare(b, a), -order);
   }
 }
 
@@ -107,10 +108,8 @@ Names sorted(const Names& names) {
 
 /// A name out of few pieces, so that many begin alike: letters of one to three bytes, digits, numbers beyond 32 bits.
 std::string randomName(std::mt19937& engine) {
-  static const char* const pieces[] = {"a",       "B",  "b",          "-",           " ",
-                                       "_",       ".",  "0",          "1",           "\xc3\xa9",
-                                       "10",      "02", "4294967296", "99999999999", "\xe6\x97\xa5",
-                                       "\xc3\x9f"};
+  static const char* const pieces[] = {
+      "a", "B", "b", "-", " ", "_", ".", "0", "1", "10", "02", "4294967296", "\xc3\xa9", "\xe6\x97\xa5", "\xc3\x9f"};
   std::string name;
   for (auto count = 1 + engine() % 6; count > 0; --count) {
     name += pieces[engine() % std::size(pieces)];

@@ -91,10 +91,9 @@ TEST_F(MetadataTest, looksIntoDirectoriesForDirectories) {
 
 TEST_F(MetadataTest, refusesWhatItCannotDescribe) {
   ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
-  dir.link("nowhere", "dangling");
   EXPECT_THROW(entryOf("pipe"), SpecialFileException);
-  EXPECT_EQ(test::raised([&] { entryOf("pipe"); }), dir / "pipe" + " is a special file");
-  EXPECT_EQ(test::raised([&] { entryOf("dangling"); }), "stat(" + dir / "dangling" + noEntry);
+  EXPECT_EQ(failureOf([&] { entryOf("pipe"); }), "[] " + dir / "pipe" + " is a special file");
+  EXPECT_EQ(failureOf([&] { entryOf("none"); }), "[System-2] stat(" + dir / "none" + noEntry);
   EXPECT_THROW(entryOf("bad\xff"), BadPath);
   EXPECT_THROW(getDirEntry("/tmp/", nullptr), BadPath);
   EXPECT_DEATH(getDirEntry("relative", nullptr), "filePath\\[0\\] == '/'.*libs/fops/unix/metadata");
@@ -109,19 +108,16 @@ TEST_F(MetadataTest, listsWhatIsAskedForAndLogsWhatItLeavesOut) {
   dir.link("nowhere", "to nothing");
   ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
   dir.link("pipe", "to pipe");
-  test::RecordingDest log("*:rec:100");
+  const test::RecordingDest log("*:rec:100");
   EXPECT_EQ(scan("", true, false), (Lines{"d", "to d"}));
   EXPECT_EQ(scan("", false, false), Lines{});
   EXPECT_EQ(log.lines(), Lines{}) << "nothing of what is not asked for";
   EXPECT_EQ(scan("", true, true), (Lines{"d", "f", "to d", "to f"}));
-  const Lines lines = sorted(log.lines());
-  ASSERT_EQ(lines.size(), 2U) << "nothing of special files";
-  EXPECT_EQ(lines[0].rfind("100 getDirEntry: Error for '" + dir / "bad", 0), 0U);
-  EXPECT_NE(lines[0].find("': [BadPath] Invalid path: bad UTF-8"), std::string::npos);
-  EXPECT_EQ(lines[1],
-            "100 getDirEntry: Error for '" + dir / "to nothing" + "': [System-2] stat(" + dir / "to nothing" + noEntry);
+  EXPECT_EQ(sorted(log.lines()),  // nothing of special files
+            (Lines{"100 getDirEntry: Error for '" + dir / "bad~M^?': [BadPath] Invalid path: bad UTF-8",
+                   "100 getDirEntry: Error for '" + dir / "to nothing" + "': [System-2] stat(" + dir / "to nothing" +
+                       noEntry}));
   EXPECT_EQ(scan("", false, true), (Lines{"f", "to f"}));
-  EXPECT_EQ(test::raised([&] { scan("none", true, true); }), "opendir(" + dir / "none" + noEntry);
 }
 
 TEST_F(MetadataTest, addsUpFilesAndLogsWhatItCannotRead) {
@@ -142,17 +138,14 @@ TEST_F(MetadataTest, addsUpFilesAndLogsWhatItCannotRead) {
                                             ": [System-13] opendir(" + dir / "closed" + "): Permission denied (13)",
                                         "100 getDirEntry: Error getting size of " + dir / "dangling" +
                                             ": [System-2] fileGetSize(" + dir / "dangling" + noEntry}));
-  EXPECT_EQ(test::raised([&] { size("a"); }), "opendir(" + dir / "a" + "): Not a directory (20)");
-  EXPECT_EQ(test::raised([&] { size("none"); }), "opendir(" + dir / "none" + noEntry);
+  EXPECT_EQ(failureOf([&] { size("a"); }), "[System-20] opendir(" + dir / "a" + "): Not a directory (20)");
 }
 
 TEST_F(MetadataTest, measuresALoopOfLinksUpToTheSystemsLimit) {
   dir.write("d/f", "1");
   dir.link(".", "d/loop");
   const test::RecordingDest log("*:rec:100");
-  const std::int64_t bytes = size();
-  EXPECT_GT(bytes, 1);
-  EXPECT_LE(bytes, 41);  // the system follows forty links in one path
+  EXPECT_EQ(size(), 41);  // the system follows forty links in one path
   ASSERT_EQ(log.lines().size(), 1U);
   EXPECT_NE(log.lines()[0].find("[System-40] fileGetSize("), std::string::npos) << log.lines()[0];
 }
