@@ -3,11 +3,9 @@
 #include <chrono>
 #include <thread>
 
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
+
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,11 +1,8 @@
 #pragma once
 
-#include <functional>
-#include <string>
-#include <vector>
-
-#include <signal.h>
 #include <sys/types.h>
+
+#include "tests/support/prelude.h"
 
 /// The paths of the programs under test.
 std::string helper();

@@ -1,12 +1,10 @@
 #include "tests/apps/RawPeer.h"
 
-#include <algorithm>
-
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include "tests/support/TestStreams.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,17 +1,8 @@
 #pragma once
 
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "tests/apps/Child.h"
 #include "tests/support/Body.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/prelude.h"
 
 using test::Body;
 

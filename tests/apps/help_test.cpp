@@ -3,14 +3,12 @@
 
 #include <sstream>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "base/plat/config/ConfigParameter.h"
 #include "base/plat/config/Configuration.h"
 #include "base/plat/usage/configXml.h"
 #include "base/plat/utf8.h"
 #include "tests/apps/Child.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

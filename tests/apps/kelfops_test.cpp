@@ -1,21 +1,11 @@
 // The command-line program as people and scripts use it, against the real helper over each kind of link.
 
 #include <chrono>
-#include <filesystem>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "tests/apps/Child.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/TestStreams.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

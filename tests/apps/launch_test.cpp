@@ -1,14 +1,10 @@
 // How the helper starts, finds its parent and ends: exit codes, links, the proof of the secret.
 
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include "tests/apps/RawPeer.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,15 +1,10 @@
 // Where the programs under test lie, and who runs them.
 
-#include <cstdlib>
-#include <filesystem>
-
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "tests/apps/Child.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,13 +1,7 @@
 #include "base/crypto/Digest.h"
 
-#include <string>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "base/plat/AssertionFail.h"
 #include "base/plat/hex.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 using crypto::DigestType;
 

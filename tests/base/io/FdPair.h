@@ -1,15 +1,8 @@
 #pragma once
 
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <utility>
-
-#include <fcntl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include "tests/support/descriptors.h"
+#include "tests/support/prelude.h"
 
 namespace test {
 

@@ -1,15 +1,9 @@
 #pragma once
 
-#include <climits>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
-
 #include "base/io/Io.h"
 #include "base/io/IoHandler.h"
 #include "tests/support/TestStreams.h"
+#include "tests/support/prelude.h"
 
 namespace test {
 

@@ -1,7 +1,5 @@
 #include "base/io/endpoint.h"
 
-#include <climits>
-
 #include "base/io/exceptions.h"
 #include "tests/support/prelude.h"
 

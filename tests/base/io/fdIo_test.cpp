@@ -1,7 +1,5 @@
 #include "base/io/FdIo.h"
 
-#include <map>
-
 #include "base/io/FdSelectManager.h"
 #include "base/io/IoHandler.h"
 #include "base/plat/config/Configuration.h"

@@ -1,7 +1,5 @@
 #include "base/io/FdManager.h"
 
-#include <optional>
-
 #include "base/io/FdKicker.h"
 #include "base/io/FdKickerCallback.h"
 #include "base/io/FdSelectManager.h"

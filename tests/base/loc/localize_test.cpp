@@ -1,12 +1,6 @@
 #include "base/loc/Localize.h"
 
-#include <cstdlib>
-#include <string>
 #include <thread>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "base/loc/BuiltInResource.h"
 #include "base/loc/BuiltInTexts.h"
@@ -15,8 +9,7 @@
 #include "base/loc/translate.h"
 #include "base/plat/config/ConfigParameter.h"
 #include "base/plat/config/Configuration.h"
-#include "tests/support/RecordingDest.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

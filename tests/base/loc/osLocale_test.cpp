@@ -1,20 +1,11 @@
 #include "base/loc/OsLocale.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <map>
-#include <string>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "base/loc/LocaleSetter.h"
 #include "base/loc/Localize.h"
 #include "base/loc/localeName.h"
 #include "base/loc/translate.h"
 #include "tests/support/TestLocales.h"
+#include "tests/support/prelude.h"
 
 /// The C library never frees what it makes of LOCPATH.
 extern "C" const char* __lsan_default_suppressions() {

@@ -1,13 +1,8 @@
 #include "base/loc/PoParser.h"
 
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/exceptions.h"
-#include "tests/support/RecordingDest.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,13 +1,10 @@
 #include "base/loc/translate.h"
 
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include "base/loc/LocaleSetter.h"
 #include "base/loc/Localize.h"
 #include "base/loc/badString.h"
 #include "base/loc/format.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -2,8 +2,6 @@
 
 #include "base/os/AppLoop.h"
 
-#include <sys/wait.h>
-
 #include "base/io/FdSelectManager.h"
 #include "base/os/AppLoopImpl.h"
 #include "base/os/LaunchProcess.h"

@@ -4,8 +4,6 @@
 
 #include <regex>
 
-#include <sys/stat.h>
-
 #include "base/os/commandWords.h"
 #include "base/os/environment.h"
 #include "base/os/programPath.h"

@@ -1,14 +1,11 @@
 #pragma once
 
-#include <cstdio>
 #include <ostream>
-#include <string>
 
 #include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "base/plat/Exception.h"
+#include "tests/support/prelude.h"
 
 namespace test {
 

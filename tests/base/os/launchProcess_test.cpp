@@ -1,9 +1,6 @@
 #include "base/os/LaunchProcess.h"
 
 #include <chrono>
-#include <cstdio>
-
-#include <sys/wait.h>
 
 #include "base/os/AppLoop.h"
 #include "base/os/SignalHandler.h"

@@ -1,7 +1,5 @@
 #include "base/os/setuidHelper.h"
 
-#include <map>
-
 #include <grp.h>
 #include <pwd.h>
 #include <sys/resource.h>

@@ -2,7 +2,6 @@
 
 #include "base/os/UnixIo.h"
 
-#include <sys/stat.h>
 #include <sys/un.h>
 
 #include "base/io/TcpIo.h"

@@ -1,18 +1,12 @@
 #include "base/plat/Exception.h"
 
-#include <cerrno>
-#include <string>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "base/plat/assert.h"
 #include "base/plat/config/ConfigParameter.h"
 #include "base/plat/config/Configuration.h"
 #include "base/plat/exceptions.h"
 #include "base/plat/log/LogDest.h"
 #include "base/plat/logging/logging.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace plat {
 namespace {

@@ -1,25 +1,15 @@
 #include "base/plat/String.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <deque>
 #include <random>
-#include <string>
-#include <tuple>
-#include <utility>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "base/plat/AssertionFail.h"
 #include "base/plat/CircularVector.h"
 #include "base/plat/DString.h"
 #include "base/plat/MBuf.h"
 #include "base/plat/exceptions.h"
 #include "base/plat/hex.h"
 #include "base/plat/numbers.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace plat {
 namespace {

@@ -1,18 +1,11 @@
 #include "base/plat/strings.h"
 
 #include <clocale>
-#include <cstdlib>
-#include <map>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "base/plat/DString.h"
 #include "base/plat/markup.h"
 #include "base/plat/utf8.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace plat {
 namespace {

@@ -2,20 +2,13 @@
 
 #include <array>
 #include <chrono>
-#include <climits>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
-#include <string>
-#include <utility>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/time.h>
 
 #include "base/plat/dateText.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace plat {
 namespace {

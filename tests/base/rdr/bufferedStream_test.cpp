@@ -1,12 +1,10 @@
-#include <climits>
 #include <fstream>
-
-#include <gtest/gtest.h>
 
 #include "base/plat/config/ConfigParameter.h"
 #include "base/plat/config/Configuration.h"
 #include "base/rdr/BlockLender.h"
 #include "tests/support/TestStreams.h"
+#include "tests/support/prelude.h"
 
 using namespace test;
 

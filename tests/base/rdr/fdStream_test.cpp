@@ -1,11 +1,5 @@
-#include <csignal>
-#include <cstdio>
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include "base/os/BorrowingFileStream.h"
 #include "base/plat/Time.h"
@@ -17,8 +11,8 @@
 #include "base/rdr/exceptions.h"
 #include "base/rdr/fdWait.h"
 #include "tests/base/io/FdPair.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/TestStreams.h"
+#include "tests/support/prelude.h"
 
 using namespace test;
 
@@ -157,7 +151,7 @@ TEST_F(FdStreams, raiseOrSwallowWriteErrors) {
 }
 
 TEST(FileOutStream, writesWhatIsPendingToTheFileItWasWrittenFor) {
-  const TempDir dir;
+  const test::TempDir dir;
   const std::string bytes = pattern(50000);
   {
     rdr::FileOutStream out((dir / "a").c_str());
@@ -184,7 +178,7 @@ TEST(FileStreams, reportAFullDevice) {
 }
 
 TEST(FileFdOutStream, writesWhatIsPendingAtItsEndAndClosesWhatItOwns) {
-  const TempDir dir;
+  const test::TempDir dir;
   const std::string path = dir / "f";
   int fd = -1;
   {
@@ -201,7 +195,7 @@ TEST(FileFdOutStream, writesWhatIsPendingAtItsEndAndClosesWhatItOwns) {
 }
 
 TEST(FileFdOutStream, joinsBufferedBytesAndLargeBlocksInOrderAndInWholePages) {
-  const TempDir dir;
+  const test::TempDir dir;
   std::string written;
   os::FileFdOutStream out((dir / "f").c_str(), {O_WRONLY | O_CREAT | O_TRUNC, 0600});
   for (const std::size_t length : {5U, 16384U, 16379U, 1U, 16383U, 16385U, 4096U, 65536U, 16800U, 16800U, 3U}) {
@@ -219,7 +213,7 @@ TEST(FileFdOutStream, joinsBufferedBytesAndLargeBlocksInOrderAndInWholePages) {
 }
 
 TEST(BorrowingFileStream, writesBlocksBeforeTheBufferThatTheyLieInChanges) {
-  const TempDir dir;
+  const test::TempDir dir;
   const std::string source = pattern(100000);
   std::string written;
   auto in = std::make_unique<FedInStream>(source, 4000);
@@ -263,7 +257,7 @@ TEST(BorrowingFileStream, reportsAFailureThatItsLenderSawFirst) {
 }
 
 TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {
-  const TempDir dir;
+  const test::TempDir dir;
   const std::string path = dir / "f";
   dir.write("f", "old");
   chmod(path.c_str(), 0640);
@@ -288,7 +282,7 @@ TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {
 }
 
 TEST(TransactedFileOutStream, leavesNothingAfterAFailure) {
-  const TempDir dir;
+  const test::TempDir dir;
   const std::string path = dir.makeDir("folder");
   EXPECT_EQ(raised([&] { rdr::TransactedFileOutStream(path.c_str()).commit(); }),
             "fileRename(" + path + ".tmp," + path + "): Is a directory (21)");

@@ -1,6 +1,4 @@
-#include <climits>
 
-#include <gtest/gtest.h>
 
 #include "base/plat/DString.h"
 #include "base/rdr/ByteReader.h"
@@ -8,6 +6,7 @@
 #include "base/rdr/TextAppender.h"
 #include "base/rdr/exceptions.h"
 #include "tests/support/TestStreams.h"
+#include "tests/support/prelude.h"
 
 using namespace std::string_view_literals;
 using rdr::ByteReader;

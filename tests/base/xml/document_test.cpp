@@ -1,12 +1,10 @@
 #include "base/xml/Document.h"
 
 #include <fstream>
-#include <string>
-
-#include <gtest/gtest.h>
 
 #include "base/xml/errors.h"
 #include "base/xml/escape.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -2,9 +2,6 @@
 
 #include "libs/fops/DirEntry.h"
 
-#include <gtest/gtest.h>
-
-#include "base/plat/AssertionFail.h"
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/exceptions.h"
 #include "libs/fops/dirEntryIo.h"
@@ -12,6 +9,7 @@
 #include "libs/fops/local/LocalFsRoot.h"
 #include "libs/fops/path.h"
 #include "tests/libs/fops/protoTestSupport.h"
+#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {

@@ -1,12 +1,8 @@
-#include <string>
-#include <utility>
-#include <vector>
 
-#include <gtest/gtest.h>
 
-#include "base/plat/AssertionFail.h"
 #include "libs/fops/CFopsProto.h"
 #include "tests/libs/fops/protoTestSupport.h"
+#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {

@@ -1,21 +1,12 @@
 #pragma once
 
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "base/plat/config/ConfigParameter.h"
 #include "base/plat/config/Configuration.h"
 #include "base/rdr/MemOutStream.h"
 #include "libs/fops/FopsProto.h"
 #include "tests/support/Body.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/TestStreams.h"
+#include "tests/support/prelude.h"
 
 // What the tests of the protocol and of the file service share: fakes that record, parameters for the length of a test.
 

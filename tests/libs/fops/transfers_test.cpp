@@ -1,11 +1,4 @@
 #include <array>
-#include <memory>
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "base/plat/Time.h"
 #include "base/rdr/MemInStream.h"
@@ -14,7 +7,7 @@
 #include "libs/fops/TransferObserver.h"
 #include "libs/fops/local/LocalFileWriter.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/RecordingDest.h"
+#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {

@@ -1,17 +1,13 @@
 #include "base/loc/BuiltInTexts.h"
 
-#include <map>
 #include <regex>
-#include <set>
-#include <string>
-
-#include <gtest/gtest.h>
 
 #include "base/loc/LocaleSetter.h"
 #include "base/loc/Localize.h"
 #include "base/loc/translate.h"
 #include "base/plat/Lock.h"
 #include "base/plat/utf8.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,8 +1,4 @@
-#include <string>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "base/os/info/AppInfo.h"
 #include "base/plat/Exception.h"
@@ -15,10 +11,8 @@
 #include "libs/product/ConfigFile.h"
 #include "libs/product/ConfigStoreFile.h"
 #include "libs/product/configFileFormat.h"
-#include "tests/support/RecordingDest.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,15 +1,9 @@
 #include "libs/product/productInit.h"
 
-#include <cstdlib>
 #include <sstream>
-#include <string>
 
-#include <gmock/gmock.h>
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/loc/Localize.h"
 #include "base/os/info/AppInfo.h"
@@ -22,8 +16,8 @@
 #include "libs/product/ProductInfo.h"
 #include "libs/product/VersionInfoUpdater.h"
 #include "libs/product/directories.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

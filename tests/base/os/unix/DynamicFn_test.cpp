@@ -1,15 +1,8 @@
 #include "base/os/unix/DynamicFn.h"
 
-#include <cstring>
-#include <filesystem>
-
 #include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
-#include "tests/support/RecordingDest.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/prelude.h"
 
 using plat::DynamicFn;
 using testing::ElementsAre;

@@ -1,7 +1,5 @@
 #include "base/os/unix/treeWalk.h"
 
-#include <filesystem>
-
 #include "base/os/unix/DirEnum.h"
 #include "tests/support/prelude.h"
 

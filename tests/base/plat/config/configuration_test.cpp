@@ -1,20 +1,10 @@
 #include "base/plat/config/Configuration.h"
 
-#include <cstdio>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "base/plat/AssertionFail.h"
 #include "base/plat/config/BinaryParameter.h"
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/IntParameter.h"
 #include "base/plat/config/StringParameter.h"
-#include "tests/support/RecordingDest.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,12 +1,5 @@
-#include <climits>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include "base/plat/AssertionFail.h"
 #include "base/plat/config/BinaryParameter.h"
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/Configuration.h"
@@ -17,8 +10,7 @@
 #include "base/plat/config/StringParameter.h"
 #include "base/plat/exceptions.h"
 #include "base/plat/usage/configXml.h"
-#include "tests/support/RecordingDest.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace plat {
 namespace {

@@ -1,19 +1,7 @@
 #include "base/plat/file/FilePtr.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <string>
-
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "base/plat/exceptions.h"
-#include "tests/support/RecordingDest.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,20 +1,9 @@
 #include "base/plat/file/fileTree.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <string>
-#include <tuple>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "base/plat/file/file.h"
 #include "tests/support/FewDescriptors.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace plat {
 namespace {

@@ -1,27 +1,14 @@
 #include "base/plat/file/file.h"
 
 #include <array>
-#include <cerrno>
-#include <functional>
-#include <memory>
-#include <string>
-#include <utility>
-
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "base/plat/file/fileLinks.h"
 #include "base/plat/file/filePaths.h"
 #include "base/plat/file/filePerms.h"
 #include "base/rdr/exceptions.h"
 #include "base/rdr/fileReadBytes.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/Unprivileged.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace plat {
 namespace {

@@ -1,16 +1,13 @@
 #include "base/plat/ipc/LogDestIpc.h"
 
-#include <climits>
-#include <functional>
 #include <thread>
-
-#include <gtest/gtest.h>
 
 #include "base/io/FdSelectManager.h"
 #include "base/plat/log/LogSrc.h"
 #include "base/plat/logging/logging.h"
 #include "tests/base/io/MemIo.h"
 #include "tests/support/Body.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

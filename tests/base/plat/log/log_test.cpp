@@ -1,21 +1,13 @@
-#include <climits>
-#include <cstdlib>
-#include <string>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "base/os/info/AppInfo.h"
-#include "base/plat/AssertionFail.h"
 #include "base/plat/String.h"
 #include "base/plat/config/StringParameter.h"
 #include "base/plat/log/LogDestMem.h"
 #include "base/plat/log/LogSrc.h"
 #include "base/plat/logging/logParameters.h"
 #include "base/plat/logging/logging.h"
-#include "tests/support/RecordingDest.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

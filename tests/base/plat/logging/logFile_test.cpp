@@ -1,15 +1,7 @@
-#include <cstdio>
-#include <cstdlib>
-#include <ctime>
-#include <filesystem>
-#include <regex>
-#include <string>
-#include <tuple>
-#include <utility>
+#include "base/plat/logging/logFile.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include <ctime>
+#include <regex>
 
 #include "base/plat/Exception.h"
 #include "base/plat/Time.h"
@@ -19,9 +11,8 @@
 #include "base/plat/file/file.h"
 #include "base/plat/logging/LogDestFile.h"
 #include "base/plat/logging/LogDestFileMgr.h"
-#include "base/plat/logging/logFile.h"
 #include "base/plat/logging/logParameters.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

@@ -1,20 +1,13 @@
 #include "base/plat/thread/Thread.h"
 
-#include <functional>
 #include <future>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "base/plat/Exception.h"
 #include "base/plat/Lock.h"
 #include "base/plat/Mutex.h"
 #include "base/plat/thread/Condition.h"
-#include "tests/support/RecordingDest.h"
+#include "tests/support/prelude.h"
 
 namespace {
 

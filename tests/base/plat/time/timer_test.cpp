@@ -1,21 +1,8 @@
 #include "base/plat/time/Timer.h"
 
-#include <climits>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "base/plat/AssertionFail.h"
 #include "base/plat/time/TimerManager.h"
 #include "tests/support/ManualClock.h"
-#include "tests/support/RecordingDest.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 namespace plat {
 namespace {

@@ -1,20 +1,12 @@
 #include "libs/fops/local/LocalFileServer.h"
 
-#include <cstdlib>
-#include <optional>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include "base/plat/AssertionFail.h"
 #include "libs/fops/dirEntryIo.h"
 #include "libs/fops/local/SFopsMgrViaIpc.h"
 #include "libs/fops/unix/metadata.h"
 #include "tests/base/io/MemIo.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/RecordingDest.h"
 #include "tests/support/Unprivileged.h"
+#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {

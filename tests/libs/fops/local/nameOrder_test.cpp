@@ -1,10 +1,4 @@
-#include <algorithm>
-#include <memory>
 #include <random>
-#include <set>
-#include <string>
-
-#include <gtest/gtest.h>
 
 #include "base/loc/LocaleSetter.h"
 #include "base/plat/String.h"
@@ -12,6 +6,7 @@
 #include "libs/fops/local/EntrySorter.h"
 #include "libs/fops/local/naturalCompare.h"
 #include "tests/support/TestLocales.h"
+#include "tests/support/prelude.h"
 
 /// The C library never frees what it makes of LOCPATH.
 extern "C" const char* __lsan_default_suppressions() {

@@ -1,18 +1,11 @@
 #include "libs/fops/unix/metadata.h"
 
-#include <algorithm>
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "base/plat/Time.h"
 #include "libs/fops/exceptions.h"
 #include "libs/fops/unix/treeSize.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/RecordingDest.h"
 #include "tests/support/Unprivileged.h"
+#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {
