@@ -122,7 +122,7 @@ void FdIo::updateInterest(bool read, bool write) {
   }
 }
 
-// Leaving lazy mode sends what is pending, and waits for it.
+/// Leaving lazy mode sends what is pending, and waits for it.
 void FdIo::setStreamModes(bool lazy) {
   fdIn().setNonBlocking(lazy);
   try {
@@ -201,7 +201,7 @@ void FdIo::setSocketError(int error) {
   socketError_ = error;
 }
 
-// The handler may have destroyed this object when it returns; it must not have when it throws.
+/// The handler may have destroyed this object when it returns; it must not have when it throws.
 void FdIo::readable() {
   try {
     PLAT_REQUIRE_AS(handler_, "handler", __FILE__, __LINE__);
@@ -234,7 +234,7 @@ void FdIo::writable() {
   }
 }
 
-// Everything has left the buffer.
+/// Everything has left the buffer.
 void FdIo::drained() {
   switch (state_) {
     case State::ShuttingDown:
@@ -282,7 +282,7 @@ bool FdIo::timerFired(plat::Timer& timer) {
   return false;
 }
 
-// The peer has taken nothing for too long. It ends on the path of any other read error.
+/// The peer has taken nothing for too long. It ends on the path of any other read error.
 void FdIo::flushTimedOut() {
   log.debug("flush timer");
   // In a shutdown too: one that tells nobody, and whose flush stalls, ends in this failure.
@@ -297,7 +297,7 @@ void FdIo::flushTimedOut() {
   }
 }
 
-// DESTROYS ITSELF.
+/// DESTROYS ITSELF.
 void FdIo::completeShutdown() {
   log.debug("shutdown complete %p (fd=%d)", static_cast<void*>(this), fd_);
   tellClosed();
@@ -308,7 +308,7 @@ void FdIo::completeShutdown() {
   delete this;
 }
 
-// What the handler makes of the news must not keep the connection from being deleted.
+/// What the handler makes of the news must not keep the connection from being deleted.
 void FdIo::tellClosed() {
   if (handler_ == nullptr) {
     return;
@@ -320,7 +320,7 @@ void FdIo::tellClosed() {
   }
 }
 
-// DESTROYS ITSELF if it was shutting down.
+/// DESTROYS ITSELF if it was shutting down.
 void FdIo::managerGone() {
   if (state_ == State::ShuttingDown) {
     tellClosed();

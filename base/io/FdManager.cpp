@@ -79,13 +79,14 @@ void FdManager::clearPendingWrite(FdHandler& handler) noexcept {
   activeWrite.remove(handler);
 }
 
-// Started afresh: a wake timer that is due in the turn under way would fire too early to end the next wait.
+/// Started afresh: a wake timer that is due in the turn under way would fire too early to end the next wait.
 void FdManager::wake() {
   wakeAsked_ = true;
   wakeTimer_.start(0);
 }
 
-// What waits for a descriptor knows nothing of these lists; a timer that is due is what keeps it from sleeping on them.
+/// What waits for a descriptor knows nothing of these lists; a timer that is due is what keeps it from sleeping on
+/// them.
 void FdManager::wakeForPending() {
   // Once is enough, and this runs after every write.
   if (!wakeTimer_.running()) {
@@ -112,7 +113,7 @@ void FdManager::dispatch() {
   }
 }
 
-// Swapping keeps the capacity of both lists. The end is read afresh after each call, which may have removed handlers.
+/// Swapping keeps the capacity of both lists. The end is read afresh after each call, which may have removed handlers.
 void FdManager::dispatchList(HandlerList& pending, HandlerList& active, void (FdHandler::*call)()) {
   active.swap(pending);
   // What a round that ended in an exception has left undone is dropped here, as processEvents() says.

@@ -39,7 +39,7 @@ void MsgIpc::readWholeMessage() {
   } while (!inState(&MsgIpc::startMsg));
 }
 
-// A message that failed must not make the next read fail, which would begin in the middle of this one.
+/// A message that failed must not make the next read fail, which would begin in the middle of this one.
 void MsgIpc::skipFailedMessage() {
   try {
     if (in_.inMsg()) {

@@ -13,7 +13,7 @@ namespace io {
 
 namespace {
 
-plat::LogSrc tcpLog("TcpIo");
+plat::LogSrc log("TcpIo");
 
 /// Runs a name query that must not throw. @param what the operation's name, for the log.
 template <class Query>
@@ -21,7 +21,7 @@ plat::String logFailure(const char* what, Query query) {
   try {
     return query();
   } catch (const plat::Exception& e) {
-    tcpLog.info("%s error: %s", what, plat::ExceptionText(e).get());
+    log.info("%s error: %s", what, plat::ExceptionText(e).get());
     return "";
   }
 }
@@ -36,7 +36,7 @@ TcpIo::TcpIo(int socketFd, bool closeAtEnd, bool isConnecting, int inBufSize, in
   // The output stream collects what belongs together by itself; the system's waiting for more would only hold back its
   // end.
   if (!setNoDelay(socketFd, false)) {
-    tcpLog.debug("unable to setsockopt TCP_NODELAY: %d", errno);
+    log.debug("unable to setsockopt TCP_NODELAY: %d", errno);
   }
   if (myInfo().isLoopback() && peerInfo().isLoopback()) {
     flags().insert("secureTransport");

@@ -110,7 +110,7 @@ const char* PoParser::takeLine(const char* line) {
   return error;
 }
 
-// An entry with an empty key is the file's own header, by the custom of the format, and no text.
+/// An entry with an empty key is the file's own header, by the custom of the format, and no text.
 void PoParser::endEntry() {
   if (state_ == State::InId) {
     report("Expected msgstr");

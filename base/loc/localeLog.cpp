@@ -11,7 +11,7 @@ plat::LogSrc& localeLog() {
 }
 
 namespace {
-// Listed with the other sources even if nothing is ever translated.
+/// Listed with the other sources even if nothing is ever translated.
 [[maybe_unused]] plat::LogSrc& registered = localeLog();
 }  // namespace
 

@@ -31,7 +31,7 @@ FileFdOutStream::~FileFdOutStream() {
   }
 }
 
-// What receiving a large file costs is decided here: by copies, by pages touched twice, and by the number of calls.
+/// What receiving a large file costs is decided here: by copies, by pages touched twice, and by the number of calls.
 void FileFdOutStream::writeBytes(const void* data, int length) {
   const auto* from = static_cast<const std::uint8_t*>(data);
   if (length >= bufferSize() && !traced()) {

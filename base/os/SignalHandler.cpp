@@ -98,7 +98,7 @@ void SignalHandler::resetSignals(const BlockRecord& record) const noexcept {
   }
 }
 
-// Ends by the BlockException of the empty pipe, which FdKicker takes.
+/// Ends by the BlockException of the empty pipe, which FdKicker takes.
 void SignalHandler::fdKicked(io::FdKicker&, rdr::InStream& in) {
   for (;;) {
     const int sig = in.readU8();

@@ -48,7 +48,7 @@ bool duplicate(int from, int to) noexcept {
 
 }  // namespace
 
-// Unchecked by the address sanitizer: exec never gives the marks on this frame back, which the launcher shares.
+/// Unchecked by the address sanitizer: exec never gives the marks on this frame back, which the launcher shares.
 [[gnu::no_sanitize_address]] void LaunchChild::becomeProgram() noexcept {
   resetAllHandlers();
   // SIGPIPE ignored and a lowered limit would be handed on by exec, to a program that never asked for either.

@@ -16,10 +16,10 @@ namespace plat {
 
 namespace {
 
-// 1601-01-01 to 1970-01-01.
+/// 1601-01-01 to 1970-01-01.
 constexpr std::int64_t UnixEpochSeconds = UnixEpochTicks / TicksPerSecond;
 
-// Wide enough for any sum of seconds and microseconds before it is clamped.
+/// Wide enough for any sum of seconds and microseconds before it is clamped.
 __extension__ using Wide = __int128;
 
 FileTime clampToTicks(Wide ticks) noexcept {
@@ -31,7 +31,7 @@ FileTime toTicks(const timespec& time) noexcept {
   return static_cast<FileTime>(time.tv_sec) * TicksPerSecond + time.tv_nsec / 100;
 }
 
-// The coarse clock costs a fraction of the fine one, but on many kernels it ticks every 4 ms: too seldom for timers.
+/// The coarse clock costs a fraction of the fine one, but on many kernels it ticks every 4 ms: too seldom for timers.
 bool coarseClockWillDo() noexcept {
   timespec resolution{};
   timespec now{};

@@ -29,7 +29,7 @@ constexpr bool isLeapYear(std::int64_t year) noexcept {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }
 
-// Days before each month of a common year; one more after February of a leap year.
+/// Days before each month of a common year; one more after February of a leap year.
 constexpr int DaysBefore[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365};
 
 constexpr int daysBeforeMonth(std::int64_t year, int month0) noexcept {
@@ -83,7 +83,7 @@ bool readChar(const char*& at, char expected) noexcept {
   return true;
 }
 
-// The digits behind the point, in ticks; at least one digit.
+/// The digits behind the point, in ticks; at least one digit.
 bool readFraction(const char*& at, FileTime& ticks) noexcept {
   // From the eighth digit on it is 0, and digits below a tick count for nothing.
   FileTime unit = TicksPerSecond / 10;
@@ -94,7 +94,7 @@ bool readFraction(const char*& at, FileTime& ticks) noexcept {
   return at != begin;
 }
 
-// What follows the time: nothing, "Z" or an offset; up to the end of the text.
+/// What follows the time: nothing, "Z" or an offset; up to the end of the text.
 bool readZone(const char* at, FileTime& offset) noexcept {
   if (*at == '\0') {
     return true;
@@ -121,7 +121,7 @@ bool readZone(const char* at, FileTime& offset) noexcept {
   return *at == '\0' && hours <= 23 && minutes <= 59;
 }
 
-// The format with every `%Y` replaced by the year's digits. strftime's own have no fixed width for years below 1000.
+/// The format with every `%Y` replaced by the year's digits. strftime's own have no fixed width for years below 1000.
 std::string withYear(const char* format, std::int64_t year) {
   char digits[24];
   std::snprintf(digits, sizeof digits, "%04lld", static_cast<long long>(year));

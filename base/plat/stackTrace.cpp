@@ -9,7 +9,7 @@
 
 namespace plat {
 
-// Not inlined, since the frame that is left out has to be its own.
+/// Not inlined, since the frame that is left out has to be its own.
 [[gnu::noinline]] std::vector<std::string> stackTrace() {
   constexpr int maxFrames = 62;
   void* frames[maxFrames];

@@ -4,7 +4,7 @@
 
 namespace rdr {
 
-// A ceiling of 0 leaves that of the buffer's own size, whichever that is.
+/// A ceiling of 0 leaves that of the buffer's own size, whichever that is.
 BufferedNBOutStream::BufferedNBOutStream(int size) : BufferedOutStream(size, 0) {}
 
 int BufferedNBOutStream::spaceLeft() {

@@ -14,13 +14,13 @@ namespace fops {
 
 namespace {
 
-// Longest text of a reply, in bytes: a path that was sent with a name added to it. As the server repairs what it reads,
-// each byte of either may have become the three of U+FFFD.
+/// Longest text of a reply, in bytes: a path that was sent with a name added to it. As the server repairs what it
+/// reads, each byte of either may have become the three of U+FFFD.
 constexpr std::uint32_t MaxReplyText = 3 * (FopsProto::MaxPathLength + 1 + MaxEntryNameLength);
 
 }  // namespace
 
-// Without "ServerInit", which alone may come ahead of a session, and without the data messages, which both ends share.
+/// Without "ServerInit", which alone may come ahead of a session, and without the data messages, which both ends share.
 const CFopsProto::Reply CFopsProto::replies[] = {
     {"GetRootResult", &CFopsProto::handleGetRootResult},
     {"DirScanResult", &CFopsProto::handleDirScanResult},
@@ -245,7 +245,7 @@ void CFopsProto::writeEmptyMsg(const char* type) {
   endMsg();
 }
 
-// The version stays: replies to earlier requests may still be on their way.
+/// The version stays: replies to earlier requests may still be on their way.
 void CFopsProto::clientClose() {
   writeEmptyMsg("ClientClose");
 }

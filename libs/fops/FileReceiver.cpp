@@ -19,7 +19,7 @@ namespace fops {
 
 namespace {
 
-plat::LogSrc vlog("FileReceiver");
+plat::LogSrc log("FileReceiver");
 
 }  // namespace
 
@@ -57,7 +57,7 @@ void FileReceiver::done(TransferId id, int status, const plat::Exception& error)
 void FileReceiver::add(TransferId id, std::unique_ptr<FileWriter> writer) {
   // As the peer says it, and without harm: it is compared and never allocated.
   const auto size = static_cast<std::uint64_t>(writer->entry().size);
-  vlog.info("New id=%s %s %lld bytes", TransferIdText(id).get(), writer->displayPath(), static_cast<long long>(size));
+  log.info("New id=%s %s %lld bytes", TransferIdText(id).get(), writer->displayPath(), static_cast<long long>(size));
   const auto i = find(id);
   PLAT_ASSERT_AS(i == files_.end(), "i == files.end()", "libs/fops/FileReceiver", __LINE__);
   files_.push_back({&peer_, id, std::move(writer), size, 0, 0});
@@ -78,9 +78,9 @@ void FileReceiver::request(ReceiveFile& file) {
   // Set before the call: a sender may answer from inside it.
   file.windowEnd = wanted == size ? wanted : file.position + RequestWindow / 2;
   file.peer->dataReq(id, wanted);
-  if (vlog.enabled(plat::LogVerbose)) {
-    vlog.verbose("DataReq id=%s %lld (%lld%%)", TransferIdText(id).get(), static_cast<long long>(wanted),
-                 static_cast<long long>(size ? wanted * 100 / size : 0));
+  if (log.enabled(plat::LogVerbose)) {
+    log.verbose("DataReq id=%s %lld (%lld%%)", TransferIdText(id).get(), static_cast<long long>(wanted),
+                static_cast<long long>(size ? wanted * 100 / size : 0));
   }
 }
 
@@ -89,7 +89,7 @@ void FileReceiver::endFile(ReceiveFile& file) {
   const TransferId id = file.id;
   file.writer->finish();
   file.peer->complete(id);
-  vlog.info("Complete id=%s %s", TransferIdText(id).get(), nameOf(id));
+  log.info("Complete id=%s %s", TransferIdText(id).get(), nameOf(id));
 }
 
 void FileReceiver::dataChunk(TransferId id, std::uint64_t chunkPosition, std::int32_t length,
@@ -105,8 +105,8 @@ void FileReceiver::dataChunk(TransferId id, std::uint64_t chunkPosition, std::in
     if (i == files_.end()) {
       return;  // ended from inside a call to the peer, who knows
     }
-    vlog.info("Error id=%s %s: %s", TransferIdText(id).get(), i->writer->displayPath(),
-              plat::ExceptionText(error).get());
+    log.info("Error id=%s %s: %s", TransferIdText(id).get(), i->writer->displayPath(),
+             plat::ExceptionText(error).get());
     i->peer->cancelByReceiver(id, error);
     done(id, 2, error);
   }
@@ -149,7 +149,7 @@ void FileReceiver::takeChunk(ReceiveFile& file, std::uint64_t chunkPosition, std
 }
 
 void FileReceiver::cancelBySender(TransferId id, const plat::Exception& error) {
-  vlog.info("Cancel by sender id=%s %s: %s", TransferIdText(id).get(), nameOf(id), plat::ExceptionText(error).get());
+  log.info("Cancel by sender id=%s %s: %s", TransferIdText(id).get(), nameOf(id), plat::ExceptionText(error).get());
   done(id, 2, error);
 }
 
@@ -157,8 +157,8 @@ void FileReceiver::cancel(TransferId id, bool onlyIfKnown, const plat::Exception
   if (onlyIfKnown && find(id) == files_.end()) {
     return;
   }
-  vlog.info("Cancel by receiver id=%s %s: %s", TransferIdText(id).get(), nameOf(id),
-            plat::ExceptionText(error, "cancelled").get());
+  log.info("Cancel by receiver id=%s %s: %s", TransferIdText(id).get(), nameOf(id),
+           plat::ExceptionText(error, "cancelled").get());
   peer_.cancelByReceiver(id, error);
   remove(id);
 }

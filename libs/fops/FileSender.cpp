@@ -18,7 +18,7 @@ namespace fops {
 
 namespace {
 
-plat::LogSrc vlog("FileSender");
+plat::LogSrc log("FileSender");
 
 /// Most bytes of one chunk, whatever the stream has at hand.
 constexpr std::uint64_t MaxChunk = 1048576;
@@ -57,8 +57,8 @@ bool FileSender::remove(TransferId id) {
 }
 
 void FileSender::add(TransferId id, const char* clientPath, std::uint64_t size, std::unique_ptr<rdr::InStream> stream) {
-  vlog.info("New id=%s %s %lld bytes", TransferIdText(id).get(), clientPath ? clientPath : "",
-            static_cast<long long>(size));
+  log.info("New id=%s %s %lld bytes", TransferIdText(id).get(), clientPath ? clientPath : "",
+           static_cast<long long>(size));
   const auto i = find(id);
   PLAT_ASSERT_AS(i == files_.end(), "i == files.end()", "libs/fops/FileSender", __LINE__);
   files_.push_back({&peer_, id, plat::String(clientPath), size, 0, std::move(stream)});
@@ -80,7 +80,7 @@ void FileSender::dataReq(TransferId id, std::uint64_t request) {
     if (i == files_.end()) {
       return;  // ended from inside a call to the peer, who knows
     }
-    vlog.info("Error id=%s %s: %s", TransferIdText(id).get(), i->name.orEmpty(), plat::ExceptionText(error).get());
+    log.info("Error id=%s %s: %s", TransferIdText(id).get(), i->name.orEmpty(), plat::ExceptionText(error).get());
     i->peer->cancelBySender(id, error);
     if (remove(id) && observer_) {
       observer_->transferDone(id, 2, error);
@@ -91,9 +91,9 @@ void FileSender::dataReq(TransferId id, std::uint64_t request) {
 void FileSender::send(std::size_t index, std::uint64_t request) {
   SendFile* file = &files_[index];
   const TransferId id = file->id;
-  if (vlog.enabled(plat::LogVerbose)) {
-    vlog.verbose("DataReq id=%s %lld (%lld%%)", TransferIdText(id).get(), static_cast<long long>(request),
-                 static_cast<long long>(file->size ? request * 100 / file->size : 0));
+  if (log.enabled(plat::LogVerbose)) {
+    log.verbose("DataReq id=%s %lld (%lld%%)", TransferIdText(id).get(), static_cast<long long>(request),
+                static_cast<long long>(file->size ? request * 100 / file->size : 0));
   }
   // Credit only grows. A request that grants nothing, or more than there is, comes from a peer that has lost count.
   if (file->position >= request || request > file->size) {
@@ -118,14 +118,14 @@ void FileSender::send(std::size_t index, std::uint64_t request) {
 }
 
 void FileSender::complete(TransferId id) {
-  vlog.info("Complete id=%s %s", TransferIdText(id).get(), nameOf(id));
+  log.info("Complete id=%s %s", TransferIdText(id).get(), nameOf(id));
   if (remove(id) && observer_) {
     observer_->transferDone(id, 0, plat::Exception());
   }
 }
 
 void FileSender::cancelByReceiver(TransferId id, const plat::Exception& error) {
-  vlog.info("Cancel by receiver id=%s %s: %s", TransferIdText(id).get(), nameOf(id), plat::ExceptionText(error).get());
+  log.info("Cancel by receiver id=%s %s: %s", TransferIdText(id).get(), nameOf(id), plat::ExceptionText(error).get());
   if (remove(id) && observer_) {
     observer_->transferDone(id, 2, error);
   }
@@ -136,8 +136,8 @@ void FileSender::cancel(TransferId id, const plat::Exception& error) {
   if (i == files_.end()) {
     return;
   }
-  vlog.info("Cancel by sender id=%s %s: %s", TransferIdText(id).get(), i->name.orEmpty(),
-            plat::ExceptionText(error, "cancelled").get());
+  log.info("Cancel by sender id=%s %s: %s", TransferIdText(id).get(), i->name.orEmpty(),
+           plat::ExceptionText(error, "cancelled").get());
   i->peer->cancelBySender(id, error);
   remove(id);
 }

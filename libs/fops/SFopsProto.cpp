@@ -38,8 +38,8 @@ const char* nameOrNull(const DirEntry& entry) {
 
 }  // namespace
 
-// Without "ClientInit", which alone may come when there is no session, and without the data messages, which both ends
-// share.
+/// Without "ClientInit", which alone may come when there is no session, and without the data messages, which both ends
+/// share.
 const SFopsProto::Request SFopsProto::requests[] = {
     {"ClientClose", &SFopsProto::handleClientClose},
     {"GetRoot", &SFopsProto::handleGetRoot},

@@ -14,7 +14,7 @@ namespace fops {
 
 namespace {
 
-// What assertions about the record name as their place, whichever file holds them.
+/// What assertions about the record name as their place, whichever file holds them.
 constexpr char RecordSource[] = "libs/fops/DirEntry";
 
 void writeOsAttr(const OsAttr& attr, rdr::OutStream& out) {
@@ -28,9 +28,9 @@ bool isPlainText(const std::uint8_t* text, std::size_t length) {
   return std::all_of(text, text + length, [](std::uint8_t c) { return c > 0 && c < 0x80; });
 }
 
-// The usual attribute lies whole in the window and has a name that needs no repair: it is taken from there with one
-// copy and no allocation.
-// @return false, with nothing consumed, if it is not of that kind
+/// The usual attribute lies whole in the window and has a name that needs no repair: it is taken from there with one
+/// copy and no allocation.
+/// @return false, with nothing consumed, if it is not of that kind
 bool readOsAttrInPlace(OsAttrs& attrs, rdr::InStream& in) {
   const std::uint8_t* const record = in.getPtr();
   const auto available = static_cast<std::size_t>(in.nUnread());

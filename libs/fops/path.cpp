@@ -10,7 +10,7 @@ namespace fops {
 
 namespace {
 
-// The tests that every name has to pass, in the order in which their reasons are reported.
+/// The tests that every name has to pass, in the order in which their reasons are reported.
 void checkName(const char* name, bool refuseBackslash) {
   if (!plat::isValidUtf8(name)) {
     throw BadPath("Invalid path: bad UTF-8");

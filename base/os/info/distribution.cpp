@@ -14,7 +14,7 @@ namespace os {
 
 namespace {
 
-// Words that the names of release files begin with.
+/// Words that the names of release files begin with.
 constexpr const char* Distributions[] = {"SuSE",     "debian",      "fedora",     "redhat",    "centos",
                                          "mandrake", "mandriva",    "rocks",      "slackware", "yellowdog",
                                          "gentoo",   "UnitedLinux", "turbolinux", "arch",      "mageia"};

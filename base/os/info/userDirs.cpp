@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* UserDirsFile = "$HOME/.config/user-dirs.dirs";
 
-// The folder that an assignment names; null if there is none.
+/// The folder that an assignment names; null if there is none.
 plat::String assignedFolder(const char* value) {
   if (!plat::isValidUtf8(value)) {
     return nullptr;

@@ -33,7 +33,7 @@ bool fileLimitRead = false;
 std::atomic<bool> haveCloexecFlags = true;
 std::atomic<bool> haveDupCloexec = true;
 
-// A peer that has gone is an error of the write that finds it so, not the end of the process.
+/// A peer that has gone is an error of the write that finds it so, not the end of the process.
 void ignoreSigPipe() noexcept {
   struct sigaction action = {};
   if (::sigaction(SIGPIPE, nullptr, &action) == 0 && (action.sa_flags & SA_SIGINFO) == 0 &&

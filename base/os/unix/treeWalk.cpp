@@ -13,7 +13,7 @@ namespace os {
 
 namespace {
 
-// A folder that has been read, and the folders in it that are still to be entered, the next one last.
+/// A folder that has been read, and the folders in it that are still to be entered, the next one last.
 struct Level {
   std::size_t pathLength;
   std::vector<std::string> folders;
@@ -30,7 +30,7 @@ void guarded(std::exception_ptr& failure, Step step) {
   }
 }
 
-// The folder is closed again before anything in it is entered, so one descriptor is enough for any depth.
+/// The folder is closed again before anything in it is entered, so one descriptor is enough for any depth.
 Level readFolder(const std::string& path, TreeVisitor& visitor, bool followLink) {
   Level level{path.size(), {}, nullptr};
   visitor.enterFolder(path.c_str());

@@ -19,7 +19,7 @@ bool leadsNowhere(int error) noexcept {
   return error == ENOENT || error == ENOTDIR;
 }
 
-// Everything up to the end of the file, wherever that is.
+/// Everything up to the end of the file, wherever that is.
 struct flock wholeFile(short type) noexcept {
   struct flock lock {};
   lock.l_type = type;

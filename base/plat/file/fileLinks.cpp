@@ -39,7 +39,7 @@ std::string readTarget(const char* reported, const char* link) {
   return {target, static_cast<std::size_t>(length)};
 }
 
-// Replaces the first link on the path by its target, and leaves a path that is not normalised. False if there is none.
+/// Replaces the first link on the path by its target, and leaves a path that is not normalised. False if there is none.
 bool followFirstLink(const char* reported, std::string& path) {
   std::size_t end = 0;
   while (true) {

@@ -14,7 +14,7 @@ std::string_view viewOf(const char* text) noexcept {
   return text != nullptr ? text : std::string_view();
 }
 
-// Takes the next element off `rest`, which has no slash at its front; empty at the end.
+/// Takes the next element off `rest`, which has no slash at its front; empty at the end.
 std::string_view takeElement(std::string_view& rest) noexcept {
   const std::string_view element = rest.substr(0, rest.find('/'));
   rest.remove_prefix(element.size());

@@ -17,7 +17,7 @@ namespace {
 constexpr mode_t GroupAndOthers = 077;
 constexpr mode_t PrivateMask = 07700;
 
-// The group stays as it is.
+/// The group stays as it is.
 constexpr gid_t SameGroup = static_cast<gid_t>(-1);
 
 void makePrivateFd(int fd) {

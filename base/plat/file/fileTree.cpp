@@ -25,7 +25,7 @@ namespace {
 
 enum class MkDirOutcome { Created, Existed, Failed };
 
-// With Failed, `errno` tells why.
+/// With Failed, `errno` tells why.
 MkDirOutcome tryMkDir(const char* path, bool isPrivate, bool fixExisting) {
   if (::mkdir(path, isPrivate ? 0700 : 0777) == 0) {
     return MkDirOutcome::Created;

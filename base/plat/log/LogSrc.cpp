@@ -64,7 +64,7 @@ LogSrc::LogSrc(const char* name) noexcept : name_(name), next_(firstSource) {
   constructed_ = true;
 }
 
-// Leaves all fields as they are, for whoever logs later still.
+/// Leaves all fields as they are, for whoever logs later still.
 LogSrc::~LogSrc() {
   for (LogSrc** link = &firstSource; *link != nullptr; link = &(*link)->next_) {
     if (*link == this) {
@@ -177,8 +177,8 @@ void LogSrc::log(int level, const char* fmt, ...) {
 }
 #endif
 
-// Works on a source that is not constructed yet (to tell so) and on one that is destroyed already, as promised; the
-// sanitizer would object to either.
+/// Works on a source that is not constructed yet (to tell so) and on one that is destroyed already, as promised; the
+/// sanitizer would object to either.
 __attribute__((no_sanitize("vptr"))) void LogSrc::write(int level, const char* text) {
   PLAT_REQUIRE_AS(constructed_, "constructed", "base/plat/LogSrc", __LINE__);
   const bool routed = routes_ != nullptr && !routes_->levels.empty();

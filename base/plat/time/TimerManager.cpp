@@ -18,7 +18,7 @@ LogSrc log("TimerManager");
 
 constinit thread_local TimerManager* thrInst = nullptr;
 
-// How far beyond the first expiry the clock may run before a hook should suspect a jump: 240 seconds.
+/// How far beyond the first expiry the clock may run before a hook should suspect a jump: 240 seconds.
 constexpr FileTime JumpLimit = 2'400'000'000;
 
 FileTime intervalTicks(int intervalMs) noexcept {
@@ -103,7 +103,7 @@ void TimerManager::stop(Timer& timer) {
   }
 }
 
-// Reads the clock, as before any use of the list. `restarted` tells whether it had jumped.
+/// Reads the clock, as before any use of the list. `restarted` tells whether it had jumped.
 FileTime TimerManager::checkTime(bool* restarted) {
   const FileTime limit = first_ != nullptr ? first_->expiry_ + JumpLimit : -1;
   bool jumped = false;
@@ -137,7 +137,7 @@ void TimerManager::restartAll(FileTime now) {
   }
 }
 
-// Searches from the back: a new timer mostly expires after those that run already.
+/// Searches from the back: a new timer mostly expires after those that run already.
 void TimerManager::insert(Timer& timer) noexcept {
   Timer* before = last_;
   while (before != nullptr && before->expiry_ > timer.expiry_) {
@@ -186,7 +186,7 @@ void TimerManager::fire(Timer& timer) {
   insert(timer);
 }
 
-// A callback has thrown: the timers that it kept from firing stay due.
+/// A callback has thrown: the timers that it kept from firing stay due.
 void TimerManager::putBackDue() noexcept {
   while (!due_.empty()) {
     insert(*due_.popFront());

@@ -2,9 +2,9 @@
 
 namespace {
 
-// French has a no-break space before a colon and inside quotation marks, and a curved apostrophe. One text is worded
-// otherwise, since other programs know it by its bytes: plat_bad_argument. plat_configuration_global_params is shown
-// with a colon put behind it, so its French text ends in the space that belongs before that.
+/// French has a no-break space before a colon and inside quotation marks, and a curved apostrophe. One text is worded
+/// otherwise, since other programs know it by its bytes: plat_bad_argument. plat_configuration_global_params is shown
+/// with a colon put behind it, so its French text ends in the space that belongs before that.
 constexpr loc::TextRow Rows[] = {
     {
         .key = "plat_bad_argument",

@@ -19,7 +19,7 @@ namespace fops {
 
 namespace {
 
-plat::LogSrc vlog("LocalDirActions");
+plat::LogSrc log("LocalDirActions");
 
 /// The type word for a listing that failed, or null to keep the exception's own.
 const char* listingErrorType(int err) {
@@ -42,7 +42,7 @@ LocalDirActions::LocalDirActions(Callback& callback, const LocalFsRoot& root, co
     : callback_(callback), root_(root), name_(name), sort_(sort) {}
 
 void LocalDirActions::getRoot() {
-  vlog.debug("Getting root %s name %s", root_.rootDir(), name_.orEmpty());
+  log.debug("Getting root %s name %s", root_.rootDir(), name_.orEmpty());
   callback_.getRootResult(getDirEntry(root_.rootDir(), name_.orEmpty()));
 }
 
@@ -50,11 +50,11 @@ void LocalDirActions::dirScan(const char* path, bool includeDirs, bool includeFi
   std::vector<DirEntry> list;
   plat::Exception error;
   const plat::String local = root_.toLocalPath(path);
-  vlog.debug("Listing directory %s, full path %s", path && *path ? path : "<root>", local.get());
+  log.debug("Listing directory %s, full path %s", path && *path ? path : "<root>", local.get());
   try {
     list = scanDir(local.get(), includeDirs, includeFiles);
   } catch (const plat::SystemException& e) {
-    vlog.info("Error reading directory '%s': %s", path ? path : "", plat::ExceptionText(e).get());
+    log.info("Error reading directory '%s': %s", path ? path : "", plat::ExceptionText(e).get());
     error = e;
     if (const char* type = listingErrorType(e.err)) {
       error.setType(type);
@@ -75,13 +75,13 @@ void LocalDirActions::createFolder(const char* dir, const char* name) {
   plat::Exception error;
   try {
     const plat::String unique = plat::fileFreeName(root_.toLocalPath(dir).get(), name);
-    vlog.info("Create new dir %s", unique.get());
+    log.info("Create new dir %s", unique.get());
     plat::mkDirs(unique.get(), true, false);
     // Where the root ends in a slash the path has two in a row behind it, and this raises: the folder has been made,
     // and the reply tells a failure.
     clientPath = root_.toClientPath(unique.get(), true);
   } catch (const plat::Exception& e) {
-    vlog.info("Failed to create new dir %s: %s", clientPath.orEmpty(), plat::ExceptionText(e).get());
+    log.info("Failed to create new dir %s: %s", clientPath.orEmpty(), plat::ExceptionText(e).get());
     error = e;
   }
   callback_.createFolderResult(clientPath.get(), error);
@@ -89,7 +89,7 @@ void LocalDirActions::createFolder(const char* dir, const char* name) {
 
 void LocalDirActions::deleteFileOrFolder(const char* path) {
   const plat::String local = root_.toLocalPath(path);
-  vlog.info("Delete path %s", path);
+  log.info("Delete path %s", path);
   plat::Exception error;
   try {
     if (plat::fileIsDir(local.get())) {
@@ -98,19 +98,19 @@ void LocalDirActions::deleteFileOrFolder(const char* path) {
       plat::fileRemove(local.get());
     }
   } catch (const plat::Exception& e) {
-    vlog.info("Failed to delete %s - %s", path, e.message);
+    log.info("Failed to delete %s - %s", path, e.message);
     error = e;
   }
   callback_.deleteFileOrFolderResult(path, error);
 }
 
 void LocalDirActions::renameFileOrFolder(const char* from, const char* to) {
-  vlog.info("Renaming path from %s to %s", from, to);
+  log.info("Renaming path from %s to %s", from, to);
   plat::Exception error;
   try {
     plat::fileRename(root_.toLocalPath(from).get(), root_.toLocalPath(to).get());
   } catch (const plat::Exception& e) {
-    vlog.info("Failed to rename %s: %s", from, plat::ExceptionText(e).get());
+    log.info("Failed to rename %s: %s", from, plat::ExceptionText(e).get());
     error = e;
   }
   callback_.renameFileOrFolderResult(from, to, error);

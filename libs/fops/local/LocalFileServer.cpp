@@ -27,7 +27,7 @@ namespace fops {
 
 namespace {
 
-plat::LogSrc vlog("LocalFileServer");
+plat::LogSrc log("LocalFileServer");
 
 }  // namespace
 
@@ -47,8 +47,8 @@ void LocalFileServer::uploadFile(TransferId id, const DirEntry& entry, const cha
     receiver_.add(
         id, std::make_unique<LocalFileWriter>(entry, local.get(), os::OpenArgs{O_WRONLY | O_CREAT | O_TRUNC, 0644}));
   } catch (const plat::Exception& error) {
-    vlog.info("Upload file failed id=%s %s: %s", TransferIdText(id).get(), destination,
-              plat::ExceptionText(error).get());
+    log.info("Upload file failed id=%s %s: %s", TransferIdText(id).get(), destination,
+             plat::ExceptionText(error).get());
     // The receiver need not know the id: what failed may have been the making of the file.
     receiver_.cancel(id, false, error);
   }
@@ -64,8 +64,8 @@ void LocalFileServer::uploadFolder(TransferId id, const DirEntry& entry, const c
     // The name as it was really made: the peer sends the folder's contents to this path.
     clientPath = root_.toClientPath(unique.get(), true);
   } catch (const plat::Exception& e) {
-    vlog.info("Upload dir failed id=%s %s: %s", TransferIdText(id).get(), clientPath.orEmpty(),
-              plat::ExceptionText(e).get());
+    log.info("Upload dir failed id=%s %s: %s", TransferIdText(id).get(), clientPath.orEmpty(),
+             plat::ExceptionText(e).get());
     error = e;
   }
   proto_.uploadFolderResult(id, clientPath.get(), clientData, entry, error);
@@ -84,7 +84,7 @@ void LocalFileServer::downloadFile(TransferId id, const char* path, const char* 
     auto stream = std::make_unique<rdr::FileInStream>(local.get());
     sender_.add(id, path, static_cast<std::uint64_t>(file.size), std::move(stream));
   } catch (const plat::Exception& e) {
-    vlog.info("Download file failed id=%s %s: %s", TransferIdText(id).get(), path, plat::ExceptionText(e).get());
+    log.info("Download file failed id=%s %s: %s", TransferIdText(id).get(), path, plat::ExceptionText(e).get());
     error = e;
   }
   proto_.downloadFileResult(id, file, path, clientData, error);
@@ -98,7 +98,7 @@ void LocalFileServer::downloadFolder(TransferId id, const char* path, const char
     folder = getDirEntry(local.get(), nullptr);
     folder.size = dirTreeSize(local.get());
   } catch (const plat::Exception& e) {
-    vlog.info("Download top dir failed id=%s %s: %s", TransferIdText(id).get(), path, plat::ExceptionText(e).get());
+    log.info("Download top dir failed id=%s %s: %s", TransferIdText(id).get(), path, plat::ExceptionText(e).get());
     error = e;
   }
   proto_.downloadFolderResult(id, folder, clientData, error);
@@ -110,7 +110,7 @@ void LocalFileServer::reqEntries(TransferId id, const char* path, const char* cl
   try {
     list = scanDir(root_.toLocalPath(path).get(), true, true);
   } catch (const plat::Exception& e) {
-    vlog.info("Download dir entries failed id=%s %s: %s", TransferIdText(id).get(), path, plat::ExceptionText(e).get());
+    log.info("Download dir entries failed id=%s %s: %s", TransferIdText(id).get(), path, plat::ExceptionText(e).get());
     error = e;
   }
   proto_.reqEntriesResult(id, list, path, clientData, error);

@@ -17,7 +17,7 @@ namespace fops {
 
 namespace {
 
-plat::LogSrc vlog("LocalFileWriter");
+plat::LogSrc log("LocalFileWriter");
 
 constexpr std::int64_t LargeFile = 65536;  // smaller ones are not worth a list of blocks
 constexpr int ExclusiveTries = 100;        // more than there are names to try
@@ -32,7 +32,7 @@ LocalFileWriter::LocalFileWriter(const DirEntry& announced, const char* destDir,
   destPath_ = plat::fileJoin(destDir, name);
   openArgs.permission = unixMode(entry()) & PermissionBits;
   openTemp(plat::String::format("%s.tmp", name).get(), openArgs, entry().size > LargeFile ? lender : nullptr);
-  vlog.debug("Writing to %s", tempPath_.get());
+  log.debug("Writing to %s", tempPath_.get());
 }
 
 void LocalFileWriter::openTemp(const char* name, os::OpenArgs openArgs, rdr::BlockLender* lender) {
@@ -62,7 +62,7 @@ LocalFileWriter::~LocalFileWriter() {
     return;
   }
   try {
-    vlog.debug("Removing %s", tempPath_.get());
+    log.debug("Removing %s", tempPath_.get());
   } catch (...) {
     // The line is not worth the file that would stay behind.
   }
@@ -80,13 +80,13 @@ void LocalFileWriter::finish() {
   out_.reset();
   // Only now: the name may have been taken since the upload began.
   const plat::String finalPath = plat::fileFreeName(destDir_.orEmpty(), entry().name.orEmpty());
-  vlog.debug("Renaming as %s from %s", finalPath.get(), tempPath_.get());
+  log.debug("Renaming as %s from %s", finalPath.get(), tempPath_.get());
   plat::fileRename(tempPath_.get(), finalPath.get());
   if (fopsPreserveTimestamps()) {
     try {
       plat::fileSetTime(finalPath.get(), entry().modifyTime, entry().accessTime);
     } catch (const plat::Exception& error) {
-      vlog.debug("Failed to set timestamps: %s", plat::ExceptionText(error).get());
+      log.debug("Failed to set timestamps: %s", plat::ExceptionText(error).get());
     }
   }
   tempPath_ = nullptr;

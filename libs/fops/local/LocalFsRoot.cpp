@@ -16,7 +16,7 @@ namespace {
 plat::StringParameter fopsDir("FopsDir", "Directory to make available via file transfer", "/", true);
 plat::BoolParameter fopsCaseSensitive("_FopsCaseSensitive", "", true);
 
-// Byte by byte: this folds ASCII and leaves other characters as they are.
+/// Byte by byte: this folds ASCII and leaves other characters as they are.
 void toUpper(plat::String& text) {
   for (char* p = text.data(); p && *p; ++p) {
     *p = static_cast<char>(std::toupper(static_cast<unsigned char>(*p)));
