@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <utility>
 
 #include <sys/uio.h>
 #include <unistd.h>
@@ -12,8 +13,17 @@
 namespace os {
 
 namespace {
+
 constexpr int PageSize = 4096;  // any page of the system's is a multiple; a file's pages are then touched once each
+
+int checkedCount(ssize_t written) {
+  if (written <= 0) {
+    throw plat::SystemException("write", written < 0 ? errno : EIO);
+  }
+  return static_cast<int>(written);
 }
+
+}  // namespace
 
 FileFdOutStream::FileFdOutStream(int descriptor, bool own) : fd_(descriptor), ownFd_(own) {}
 
@@ -44,23 +54,24 @@ void FileFdOutStream::writeBytes(const void* data, int length) {
   copyThroughBuffer(from, length);
 }
 
+void FileFdOutStream::flushAndClose() {
+  flush();
+  const int closing = std::exchange(fd_, -1);
+  // After EINTR the descriptor is gone all the same.
+  if (ownFd_ && closing >= 0 && ::close(closing) != 0 && errno != EINTR) {
+    throw plat::SystemException("close", errno);
+  }
+}
+
 int FileFdOutStream::writeWithBlock(const std::uint8_t* pending, int pendingLength, const std::uint8_t* block,
                                     int length) {
   const iovec parts[] = {{const_cast<std::uint8_t*>(pending), static_cast<std::size_t>(pendingLength)},
                          {const_cast<std::uint8_t*>(block), static_cast<std::size_t>(length)}};
-  const ssize_t written = writev(fd_, parts, 2);
-  if (written < 0) {
-    throw plat::SystemException("write", errno);
-  }
-  return static_cast<int>(written);
+  return checkedCount(writev(fd_, parts, 2));
 }
 
 int FileFdOutStream::writeFromBuffer(const std::uint8_t* data, int len, bool) {
-  const ssize_t written = write(fd_, data, static_cast<std::size_t>(len));
-  if (written < 0) {
-    throw plat::SystemException("write", errno);
-  }
-  return static_cast<int>(written);
+  return checkedCount(write(fd_, data, static_cast<std::size_t>(len)));
 }
 
 }  // namespace os

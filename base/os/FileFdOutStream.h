@@ -10,7 +10,8 @@ namespace os {
 ///
 /// Ownership: owns what it has opened itself, otherwise as told.
 /// Lifecycle: the destructor writes what is pending and swallows a failure: call flush() where that matters.
-/// Failure:   plat::SystemException "write", also for EINTR, which does not come up with local files.
+/// Failure:   plat::SystemException "write", also for EINTR, which does not come up with local files, and with EIO if
+///            the system takes nothing of something, since going on might never end.
 class FileFdOutStream : public rdr::BufferedNBOutStream {
 public:
   FileFdOutStream(int descriptor, bool own);
@@ -19,6 +20,11 @@ public:
   ~FileFdOutStream() override;
 
   void writeBytes(const void* data, int length) override;
+
+  /// Ends the stream: writes what is pending and, if the descriptor is its own, closes it. Some file systems tell only
+  /// then that the bytes have found no room. The stream takes nothing more.
+  /// @throws plat::SystemException "write", "close"
+  void flushAndClose();
 
   [[nodiscard]] int fd() const noexcept { return fd_; }
 

@@ -1,10 +1,13 @@
 #include "libs/fops/FopsProto.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <string_view>
 
 #include "base/plat/config/IntParameter.h"
 #include "base/plat/exceptions.h"
 #include "base/plat/log/LogSrc.h"
+#include "base/plat/utf8.h"
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"
 
@@ -43,7 +46,15 @@ plat::LogSrc& FopsProto::protoLog() {
 }
 
 void FopsProto::readType() {
-  in->readBytesInto(in->readU8(), msgType, true);
+  const std::uint8_t length = in->readU8();
+  in->readBytesInto(length, msgType, false);
+  // No type holds a zero byte. In its place goes another that none holds, so that the handlers and the log, which take
+  // texts by their terminators, see all of what was sent.
+  char* const end = msgType.data() + length;
+  std::replace(msgType.data(), end, '\0', '\1');
+  if (!plat::isValidUtf8(msgType.get())) {
+    msgType = plat::DString(plat::utf8Repair(msgType.get()).get());
+  }
 }
 
 rdr::OutStream& FopsProto::startMsg(const char* type) {

@@ -1,5 +1,7 @@
 #include "libs/fops/local/LocalFileServer.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -10,6 +12,8 @@
 #include "base/os/info/userDirs.h"
 #include "base/plat/Exception.h"
 #include "base/plat/config/StringParameter.h"
+#include "base/plat/exceptions.h"
+#include "base/plat/file/FilePtr.h"
 #include "base/plat/file/file.h"
 #include "base/plat/file/fileTree.h"
 #include "base/plat/log/LogSrc.h"
@@ -28,6 +32,29 @@ namespace fops {
 namespace {
 
 plat::LogSrc log("LocalFileServer");
+
+void refuseDirectory(const DirEntry& entry) {
+  if ((entry.flags & Directory) != 0) {
+    throw plat::Exception("Path is a directory");
+  }
+}
+
+/// Opens a file to be sent and describes what was opened: since it was looked at by its path, another process may have
+/// put something else there. A pipe that nobody writes to must not stop the loop, nor a terminal become the process's
+/// own.
+/// @throws plat::SystemExceptionFmt "Error opening \"%s\""; what getOpenEntry() throws
+std::unique_ptr<rdr::FileInStream> openRegular(const char* local, DirEntry& file) {
+  plat::FilePtr opened;
+  opened.attach(plat::fileOpenStream(local, O_RDONLY | O_NONBLOCK | O_NOCTTY, "r"), true);
+  if (!opened.isOpen()) {
+    throw plat::SystemExceptionFmt("Error opening \"%s\"", errno, local);
+  }
+  file = getOpenEntry(::fileno(opened.get()), local);
+  refuseDirectory(file);
+  std::setvbuf(opened.get(), nullptr, _IONBF,
+               0);  // the stream has a buffer, and fills it in one read(2) without a copy
+  return std::make_unique<rdr::FileInStream>(opened.release(), true);
+}
 
 }  // namespace
 
@@ -76,12 +103,9 @@ void LocalFileServer::downloadFile(TransferId id, const char* path, const char* 
   plat::Exception error;
   try {
     const plat::String local = root_.toLocalPath(path);
-    // Ahead of opening, since it refuses special files: to open a pipe that nobody writes to would stop the loop.
     file = getDirEntry(local.get(), nullptr);
-    if ((file.flags & Directory) != 0) {
-      throw plat::Exception("Path is a directory");
-    }
-    auto stream = std::make_unique<rdr::FileInStream>(local.get());
+    refuseDirectory(file);
+    auto stream = openRegular(local.get(), file);
     sender_.add(id, path, static_cast<std::uint64_t>(file.size), std::move(stream));
   } catch (const plat::Exception& e) {
     log.info("Download file failed id=%s %s: %s", TransferIdText(id).get(), path, plat::ExceptionText(e).get());

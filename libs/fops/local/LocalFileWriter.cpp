@@ -21,7 +21,7 @@ plat::LogSrc log("LocalFileWriter");
 
 constexpr std::int64_t LargeFile = 65536;  // smaller ones are not worth a list of blocks
 constexpr int ExclusiveTries = 100;        // more than there are names to try
-constexpr mode_t PermissionBits = 07777;   // what open() takes of a mode; the rest of the attribute is the file's type
+constexpr mode_t PermissionBits = 0777;    // a peer makes no program that runs as somebody else
 
 }  // namespace
 
@@ -76,7 +76,7 @@ rdr::OutStream& LocalFileWriter::getOutStream() {
 void LocalFileWriter::finish() {
   // By itself, since the destructor of the stream swallows what goes wrong: a full disk must be heard of before the
   // rename.
-  out_->flush();
+  out_->flushAndClose();
   out_.reset();
   // Only now: the name may have been taken since the upload began.
   const plat::String finalPath = plat::fileFreeName(destDir_.orEmpty(), entry().name.orEmpty());

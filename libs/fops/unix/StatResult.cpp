@@ -25,6 +25,10 @@ StatResult::StatResult(const char* path) noexcept {
   error = ::stat(path, &st) == 0 ? 0 : errno;
 }
 
+StatResult::StatResult(int fd) noexcept {
+  error = ::fstat(fd, &st) == 0 ? 0 : errno;
+}
+
 StatResult::StatResult(const os::DirEnum& elements) noexcept {
   const int done =
       needsPath(elements) ? ::stat(elements.path(), &st) : ::fstatat(elements.fd(), elements.name(), &st, 0);

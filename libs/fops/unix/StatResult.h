@@ -14,6 +14,9 @@ namespace fops {
 struct StatResult {
   explicit StatResult(const char* path) noexcept;
 
+  /// Of what a descriptor is open on, whatever has become of its path.
+  explicit StatResult(int fd) noexcept;
+
   /// Of the path that `elements` stepped to; looked up from the open folder where that makes no difference, which
   /// spares the way down the path.
   explicit StatResult(const os::DirEnum& elements) noexcept;

@@ -64,6 +64,11 @@ void fillEntry(DirEntry& entry, const char* path, const StatResult& found) {
   }
 }
 
+const char* lastElement(const char* path) noexcept {
+  const char* const slash = std::strrchr(path, '/');
+  return slash ? slash + 1 : path;
+}
+
 void requireAbsolute(const char* path) {
   PLAT_ASSERT_AS(path[0] == '/', "filePath[0] == '/'", "libs/fops/unix/metadata", __LINE__);
 }
@@ -71,13 +76,16 @@ void requireAbsolute(const char* path) {
 }  // namespace
 
 DirEntry getDirEntry(const char* path, const char* name) {
-  if (!name) {
-    const char* slash = std::strrchr(path, '/');
-    name = slash ? slash + 1 : path;
-  }
-  DirEntry entry(name, 0);
+  DirEntry entry(name ? name : lastElement(path), 0);
   requireAbsolute(path);
   fillEntry(entry, path, StatResult(path));
+  return entry;
+}
+
+DirEntry getOpenEntry(int fd, const char* path) {
+  DirEntry entry(lastElement(path), 0);
+  requireAbsolute(path);
+  fillEntry(entry, path, StatResult(fd));
   return entry;
 }
 

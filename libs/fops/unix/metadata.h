@@ -19,6 +19,10 @@ namespace fops {
 /// @throws BadPath for a name that no path could hold; plat::SystemException "stat(%s)"; SpecialFileException.
 DirEntry getDirEntry(const char* path, const char* name);
 
+/// Describes what `fd` is open on, as getDirEntry() does for the path that it was opened by and that gives the name.
+/// @throws as getDirEntry()
+DirEntry getOpenEntry(int fd, const char* path);
+
 /// Lists a directory in the order of the file system. Left out are special files, and with a line at debug what cannot
 /// be described: dangling links, names that are not UTF-8.
 /// @param local absolute local path.

@@ -194,6 +194,19 @@ TEST(FileFdOutStream, writesWhatIsPendingAtItsEndAndClosesWhatItOwns) {
   EXPECT_EQ(close(fd), 0);
 }
 
+TEST(FileFdOutStream, tellsThatClosingFailed) {
+  const test::TempDir dir;
+  os::FileFdOutStream out((dir / "f").c_str(), {O_WRONLY | O_CREAT, 0600});
+  put(out, "bytes");
+  out.flushAndClose();
+  EXPECT_EQ(dir.read("f"), "bytes");
+  EXPECT_LT(out.fd(), 0);
+  out.flushAndClose();  // has nothing left to do
+  os::FileFdOutStream lost((dir / "f").c_str(), {O_WRONLY, 0});
+  close(lost.fd());
+  EXPECT_EQ(raised([&] { lost.flushAndClose(); }), "close: Bad file descriptor (9)");
+}
+
 TEST(FileFdOutStream, joinsBufferedBytesAndLargeBlocksInOrderAndInWholePages) {
   const test::TempDir dir;
   std::string written;
