@@ -130,7 +130,7 @@ void GetCommand::entriesResult(fops::TransferId id, std::vector<fops::DirEntry>&
 }
 
 void GetCommand::takeEntry(const Item& parent, const fops::DirEntry& entry) {
-  const std::string remote = parent.remote + "/" + entry.name.get();
+  const std::string remote = joinLocalPath(parent.remote, entry.name.get());
   if (entry.flags & fops::Directory) {
     queueFolder(remote, parent.folder, entry);
   } else {

@@ -8,7 +8,7 @@
 #include "apps/kelfops/localPath.h"
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/exceptions.h"
-#include "libs/fops/unix/metadata.h"
+#include "libs/fops/local/metadata.h"
 
 namespace {
 

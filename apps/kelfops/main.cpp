@@ -23,7 +23,7 @@
 #include "base/loc/Localize.h"
 #include "base/os/AppLoop.h"
 #include "base/os/info/AppInfo.h"
-#include "base/os/programPath.h"
+#include "base/os/info/programPath.h"
 #include "base/plat/Exception.h"
 #include "base/plat/logging/logging.h"
 

@@ -7,7 +7,7 @@
 namespace io {
 
 EndpointInvalid::EndpointInvalid(const char* key)
-    : plat::Exception(loc::translate(key, __FILE__, __LINE__, false), "EndpointInvalid") {}
+    : plat::Exception(LOC_TR_AS(key, "base/io/EndpointInvalid.cpp"), "EndpointInvalid") {}
 
 namespace {
 
@@ -33,7 +33,7 @@ GetAddrInfoException::GetAddrInfoException(const char* call, int errorCode)
 
 const char* GetAddrInfoException::userText() const {
   const char* const key = textKey(code);
-  return key ? LOC_TR(key) : message;
+  return key ? LOC_TR_AS(key, "base/io/GetAddrInfoException.cpp") : message;
 }
 
 }  // namespace io

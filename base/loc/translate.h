@@ -26,4 +26,6 @@ const char* translatePlural(Localize& localize, const char* key, std::int64_t co
 }  // namespace loc
 
 /// The text of a key that is shown without arguments.
-#define LOC_TR(key) ::loc::translate(key, __FILE__, __LINE__, false)
+#define LOC_TR(key) LOC_TR_AS(key, __FILE__)
+/// The same with the source named that reports of a missing text show: they keep it when the code moves.
+#define LOC_TR_AS(key, file) ::loc::translate(key, file, __LINE__, false)

@@ -8,12 +8,13 @@
 #include "base/loc/format.h"
 #include "base/loc/translate.h"
 #include "base/os/commandWords.h"
+#include "base/os/info/programPath.h"
 #include "base/os/info/sysInfo.h"
-#include "base/os/programPath.h"
 #include "base/plat/Exception.h"
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/StringParameter.h"
 #include "base/plat/file/file.h"
+#include "base/plat/file/filePaths.h"
 
 namespace os {
 
@@ -79,8 +80,7 @@ bool isUbuntu(const char* etc) {
 Tool findTool(const char* etc) {
   const bool hasSu = !findExecutable("su", true).isNull();
   plat::String sudo = findExecutable("sudo", true);
-  const bool useSu =
-      hasSu && (sudo.isNull() || plat::fileExistsNoThrow(plat::String::format("%s/redhat-release", etc).get()));
+  const bool useSu = hasSu && (sudo.isNull() || plat::fileExistsNoThrow(plat::fileJoin(etc, "redhat-release").get()));
   if (useSu) {
     return {{"su", "-", "root", "-c"}, true};
   }

@@ -5,11 +5,11 @@
 
 #include <unistd.h>
 
+#include "base/os/auditLogin.h"
+#include "base/os/changeUser.h"
 #include "base/os/environment.h"
+#include "base/os/selinuxContext.h"
 #include "base/os/unix/account.h"
-#include "base/os/unix/auditLogin.h"
-#include "base/os/unix/changeUser.h"
-#include "base/os/unix/selinuxContext.h"
 #include "base/plat/Exception.h"
 #include "base/plat/exceptions.h"
 #include "base/plat/numbers.h"

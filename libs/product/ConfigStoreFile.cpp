@@ -77,7 +77,7 @@ void loadFile(const char* path, int priority, plat::Configuration& configuration
 ConfigStoreFile::ConfigStoreFile(const Directories& dirs) : userFile_(dirs.userConfigFile) {
   if (!dirs.program.isNull()) {
     const plat::String beside = plat::fileJoin(dirs.program.get(), os::AppInfo::pathComp());
-    addLayer(plat::String::format("%s/config.d", beside.get()), PriorityUser, true);
+    addLayer(plat::fileJoin(beside.get(), "config.d"), PriorityUser, true);
     addLayer(plat::fileJoin(beside.get(), "policy.d"), PriorityPolicy, false);
   }
   addLayer(plat::fileJoin(dirs.machine.get(), "config.d"), PriorityUser, true);

@@ -23,7 +23,7 @@ plat::String profileDirectory(const char* variable, const plat::String& user, co
     return fallback;
   }
   // A name with a slash would lead out of the folder of profiles.
-  return plat::String::format("%s/profiles/%s", user.get(), plat::fileSanitiseName(name, '-').get());
+  return plat::fileJoin(plat::fileJoin(user.get(), "profiles").get(), plat::fileSanitiseName(name, '-').get());
 }
 
 }  // namespace

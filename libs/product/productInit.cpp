@@ -7,7 +7,7 @@
 
 #include "base/loc/Localize.h"
 #include "base/os/info/AppInfo.h"
-#include "base/os/programPath.h"
+#include "base/os/info/programPath.h"
 #include "base/plat/Exception.h"
 #include "base/plat/NeverDestroyed.h"
 #include "base/plat/config/Configuration.h"

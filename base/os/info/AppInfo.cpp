@@ -81,7 +81,7 @@ void setDisplayName(const char* name) {
 
 plat::String getDisplayName() {
   if (names().displayKey.get()) {
-    return loc::translate(names().displayKey.get(), "base/os/info/AppInfo.cpp", __LINE__, false);
+    return LOC_TR_AS(names().displayKey.get(), "base/os/AppInfo.cpp");
   }
   return names().displayName.get() ? names().displayName : plat::String(app());
 }

@@ -1,5 +1,7 @@
 #include "base/plat/config/BinaryParameter.h"
 
+#include <utility>
+
 #include "base/plat/hex.h"
 
 namespace plat {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "base/plat/config/TypedParameter.h"
 
 namespace plat {

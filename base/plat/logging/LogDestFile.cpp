@@ -1,5 +1,6 @@
 #include "base/plat/logging/LogDestFile.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>

@@ -91,7 +91,7 @@ void TimerManager::start(Timer& timer, int ms) {
 
 void TimerManager::stop(Timer& timer) {
   const bool wasFirst = first_ == &timer;
-  // Neither holds for a timer that is being fired: that one is in `due_` alone.
+  // Neither holds for a timer that is due in this turn: that one waits in `due_` alone.
   if (wasFirst || timer.prev_ != nullptr) {
     unlink(timer);
   } else {

@@ -69,7 +69,7 @@ private:
   TimerManager* previous_;
   Timer* first_ = nullptr;  // by rising expiry; equal ones in starting order
   Timer* last_ = nullptr;
-  CircularVector<Timer*> due_;  // being fired; in neither list nor idle
+  CircularVector<Timer*> due_;  // taken from the list, to be fired one by one
   Listener* listener_ = nullptr;
 };
 

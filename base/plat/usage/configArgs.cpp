@@ -11,6 +11,8 @@ namespace plat {
 
 namespace {
 
+constexpr const char* Label = "base/plat/configArgs.cpp";  // what reports of missing texts show
+
 bool asksForHelp(const char* arg) {
   for (const char* const word : {"-help", "--help", "-h", "/?"}) {
     if (strCompareNoCase(arg, word) == 0) {
@@ -76,9 +78,9 @@ void Configuration::parseArgsOrThrow(char**& cursor, HelpCallback helpCallback) 
   if (*cursor == nullptr) {
     return;
   }
-  const String bad = loc::format(loc::translate("plat_bad_argument", __FILE__, __LINE__, true), {*cursor});
+  const String bad = loc::format(loc::translate("plat_bad_argument", Label, __LINE__, true), {*cursor});
   Exception failure(Formatted, "%s%s%s", bad.orEmpty(), helpCallback ? "  " : "",
-                    helpCallback ? LOC_TR("plat_run_with_help") : "");
+                    helpCallback ? LOC_TR_AS("plat_run_with_help", Label) : "");
   failure.setType("BadCmdLineArg");
   throw failure;
 }

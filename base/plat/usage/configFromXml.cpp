@@ -91,7 +91,8 @@ Head readHead(const Document::Element& element) {
     if (takesArguments(head.locDesc)) {
       incompatible();
     }
-    LOC_TR(head.locDesc);  // a key that has no text is told to the log now, rather than when somebody asks for help
+    LOC_TR_AS(head.locDesc, "base/plat/configFromXml.cpp");  // a key that has no text is told to the log now, rather
+                                                             // than when somebody asks for help
   }
   if (head.name == nullptr || (head.description == nullptr && head.locDesc == nullptr) ||
       element.childCount("value") == 0) {

@@ -16,6 +16,8 @@ namespace plat {
 
 namespace {
 
+constexpr const char* Label = "base/plat/configHelp.cpp";  // what reports of missing texts show
+
 constexpr int HelpWidth = 79;
 constexpr int HelpNameWidth = 14;
 
@@ -53,7 +55,8 @@ String describe(const ConfigParameter& parameter, bool showDefaults, int width, 
   }
   String note("");
   if (showDefaults) {
-    note = String::format("(%s=%s)", LOC_TR("plat_configuration_help_default"), parameter.getValueStr().orEmpty());
+    note = String::format("(%s=%s)", LOC_TR_AS("plat_configuration_help_default", Label),
+                          parameter.getValueStr().orEmpty());
   }
   if (lastLineLength(line.get()) + lastLineLength(note.get()) >= width) {
     line.appendFormat("%-*c%s", indent + 1, '\n', note.get());
@@ -66,16 +69,16 @@ String describe(const ConfigParameter& parameter, bool showDefaults, int width, 
 }  // namespace
 
 const char* ConfigParameter::getDescription() const {
-  return desc_ ? desc_ : loc::translate(locDesc_, "base/plat/config/ConfigParameter.cpp", __LINE__, false);
+  return desc_ ? desc_ : LOC_TR_AS(locDesc_, "base/plat/ConfigParameter.cpp");
 }
 
 void Configuration::printHelp(bool showAdvanced, bool showDefaults) {
-  std::printf("%s\n\n", wrapWords(LOC_TR("plat_configuration_param_usage"), HelpWidth, 0).get());
+  std::printf("%s\n\n", wrapWords(LOC_TR_AS("plat_configuration_param_usage", Label), HelpWidth, 0).get());
   printParams(showAdvanced, showDefaults, stdout, HelpWidth, HelpNameWidth);
   if (showAdvanced) {
-    std::printf("\n%s\n", LOC_TR("plat_configuration_log_names_title"));
+    std::printf("\n%s\n", LOC_TR_AS("plat_configuration_log_names_title", Label));
     logPrintSources(HelpWidth, stdout);
-    std::printf("\n%s\n", LOC_TR("plat_configuration_log_dests_title"));
+    std::printf("\n%s\n", LOC_TR_AS("plat_configuration_log_dests_title", Label));
     LogDest::printAll(stdout);
   }
 }
@@ -83,7 +86,7 @@ void Configuration::printHelp(bool showAdvanced, bool showDefaults) {
 void Configuration::printParams(bool showAdvanced, bool showDefaults, std::FILE* stream, int width,
                                 int nameWidth) const {
   if (locDesc() != nullptr) {
-    std::fprintf(stream, "%s:\n", LOC_TR(locDesc()));
+    std::fprintf(stream, "%s:\n", LOC_TR_AS(locDesc(), Label));
   } else {
     std::fprintf(stream, "%s Parameters:\n", name());
   }

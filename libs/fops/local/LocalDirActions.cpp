@@ -12,8 +12,8 @@
 #include "libs/fops/DirEntry.h"
 #include "libs/fops/local/EntrySorter.h"
 #include "libs/fops/local/LocalFsRoot.h"
+#include "libs/fops/local/metadata.h"
 #include "libs/fops/path.h"
-#include "libs/fops/unix/metadata.h"
 
 namespace fops {
 

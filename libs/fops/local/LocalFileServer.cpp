@@ -20,9 +20,9 @@
 #include "base/rdr/FileInStream.h"
 #include "libs/fops/DirEntry.h"
 #include "libs/fops/local/LocalFileWriter.h"
+#include "libs/fops/local/metadata.h"
+#include "libs/fops/local/treeSize.h"
 #include "libs/fops/path.h"
-#include "libs/fops/unix/metadata.h"
-#include "libs/fops/unix/treeSize.h"
 
 // Each operation keeps what can fail in one block and replies behind it in either case, so that a request gets one
 // answer. That to the upload of a file is its receiver's first "DataReq", or a cancel.

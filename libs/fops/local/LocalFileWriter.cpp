@@ -4,14 +4,14 @@
 
 #include <fcntl.h>
 
-#include "base/os/BorrowingFileStream.h"
-#include "base/os/FileFdOutStream.h"
 #include "base/plat/Exception.h"
 #include "base/plat/exceptions.h"
 #include "base/plat/file/file.h"
 #include "base/plat/file/filePaths.h"
 #include "base/plat/file/fileTree.h"
 #include "base/plat/log/LogSrc.h"
+#include "base/rdr/BorrowingFileStream.h"
+#include "base/rdr/FileFdOutStream.h"
 
 namespace fops {
 

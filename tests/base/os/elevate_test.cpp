@@ -6,7 +6,7 @@
 
 #include "base/os/commandWords.h"
 #include "base/os/environment.h"
-#include "base/os/programPath.h"
+#include "base/os/info/programPath.h"
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/Configuration.h"
 #include "base/plat/config/StringParameter.h"

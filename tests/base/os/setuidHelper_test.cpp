@@ -4,10 +4,10 @@
 #include <pwd.h>
 #include <sys/resource.h>
 
+#include "base/os/auditLogin.h"
+#include "base/os/changeUser.h"
+#include "base/os/selinuxContext.h"
 #include "base/os/unix/DynamicFn.h"
-#include "base/os/unix/auditLogin.h"
-#include "base/os/unix/changeUser.h"
-#include "base/os/unix/selinuxContext.h"
 #include "tests/base/os/inChild.h"
 #include "tests/support/prelude.h"
 

@@ -1,9 +1,9 @@
 
 #include <sys/time.h>
 
-#include "base/os/BorrowingFileStream.h"
 #include "base/plat/Time.h"
 #include "base/plat/exceptions.h"
+#include "base/rdr/BorrowingFileStream.h"
 #include "base/rdr/FdInStreamOwn.h"
 #include "base/rdr/FdOutStream.h"
 #include "base/rdr/FileOutStream.h"

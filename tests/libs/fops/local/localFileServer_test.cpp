@@ -2,7 +2,7 @@
 
 #include "libs/fops/dirEntryIo.h"
 #include "libs/fops/local/SFopsMgrViaIpc.h"
-#include "libs/fops/unix/metadata.h"
+#include "libs/fops/local/metadata.h"
 #include "tests/base/io/MemIo.h"
 #include "tests/libs/fops/protoTestSupport.h"
 #include "tests/support/Unprivileged.h"

@@ -1,4 +1,4 @@
-#include "base/os/programPath.h"
+#include "base/os/info/programPath.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "libs/fops/unix/metadata.h"
+#include "libs/fops/local/metadata.h"
 
 #include <cstring>
 #include <utility>
@@ -11,8 +11,8 @@
 #include "base/plat/assert.h"
 #include "base/plat/exceptions.h"
 #include "libs/fops/exceptions.h"
-#include "libs/fops/unix/StatResult.h"
-#include "libs/fops/unix/metadataLog.h"
+#include "libs/fops/local/StatResult.h"
+#include "libs/fops/local/metadataLog.h"
 
 namespace fops {
 

@@ -1,4 +1,4 @@
-#include "libs/fops/unix/StatResult.h"
+#include "libs/fops/local/StatResult.h"
 
 #include <cerrno>
 #include <climits>

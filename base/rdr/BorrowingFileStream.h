@@ -4,8 +4,8 @@
 
 #include <sys/uio.h>
 
-#include "base/os/FileFdOutStream.h"
 #include "base/rdr/BlockLender.h"
+#include "base/rdr/FileFdOutStream.h"
 
 namespace os {
 

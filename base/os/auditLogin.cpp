@@ -1,4 +1,4 @@
-#include "base/os/unix/auditLogin.h"
+#include "base/os/auditLogin.h"
 
 #include <cerrno>
 #include <cstdio>

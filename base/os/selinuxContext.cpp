@@ -1,4 +1,4 @@
-#include "base/os/unix/selinuxContext.h"
+#include "base/os/selinuxContext.h"
 
 #include <cerrno>
 #include <cstdio>

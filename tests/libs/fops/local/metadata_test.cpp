@@ -1,8 +1,8 @@
-#include "libs/fops/unix/metadata.h"
+#include "libs/fops/local/metadata.h"
 
 #include "base/plat/Time.h"
 #include "libs/fops/exceptions.h"
-#include "libs/fops/unix/treeSize.h"
+#include "libs/fops/local/treeSize.h"
 #include "tests/libs/fops/protoTestSupport.h"
 #include "tests/support/Unprivileged.h"
 #include "tests/support/prelude.h"

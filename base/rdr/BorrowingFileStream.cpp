@@ -1,4 +1,4 @@
-#include "base/os/BorrowingFileStream.h"
+#include "base/rdr/BorrowingFileStream.h"
 
 #include <cerrno>
 #include <cstddef>

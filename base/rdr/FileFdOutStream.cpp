@@ -1,4 +1,4 @@
-#include "base/os/FileFdOutStream.h"
+#include "base/rdr/FileFdOutStream.h"
 
 #include <cerrno>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "base/os/unix/changeUser.h"
+#include "base/os/changeUser.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "libs/fops/unix/treeSize.h"
+#include "libs/fops/local/treeSize.h"
 
 #include <exception>
 #include <vector>
@@ -7,8 +7,8 @@
 #include "base/os/unix/treeWalk.h"
 #include "base/plat/Exception.h"
 #include "base/plat/exceptions.h"
-#include "libs/fops/unix/StatResult.h"
-#include "libs/fops/unix/metadataLog.h"
+#include "libs/fops/local/StatResult.h"
+#include "libs/fops/local/metadataLog.h"
 
 namespace fops {
 
