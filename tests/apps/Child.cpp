@@ -1,24 +1,18 @@
 #include "tests/apps/Child.h"
 
 #include <chrono>
+#include <fstream>
 #include <thread>
 
 #include <sys/mman.h>
-
-#include "tests/support/prelude.h"
 
 namespace {
 
 constexpr auto Patience = std::chrono::seconds(30);
 
 std::string contents(int fd) {
-  std::string text;
-  char piece[4096];
-  off_t offset = 0;
-  for (ssize_t got; (got = pread(fd, piece, sizeof piece, offset)) > 0; offset += got) {
-    text.append(piece, static_cast<std::size_t>(got));
-  }
-  return text;
+  std::ifstream file("/proc/self/fd/" + std::to_string(fd));  // from its start, whoever wrote last
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace
@@ -50,8 +44,6 @@ Child::~Child() {
     kill(pid_, SIGKILL);
     waitpid(pid_, nullptr, 0);
   }
-  close(outputFd_);
-  close(errorFd_);
 }
 
 bool Child::isRunning() {

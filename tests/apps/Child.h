@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include "tests/support/prelude.h"
 
 /// The paths of the programs under test.
@@ -33,8 +31,7 @@ public:
 
 private:
   pid_t pid_ = -1;
-  int outputFd_ = -1;
-  int errorFd_ = -1;
+  const test::Fd outputFd_, errorFd_;
   bool waited_ = false;
   int result_ = 0;
 };

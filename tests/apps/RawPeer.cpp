@@ -1,22 +1,16 @@
 #include "tests/apps/RawPeer.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 
 #include "tests/support/TestStreams.h"
-#include "tests/support/prelude.h"
 
-namespace {
-
-constexpr int PatienceMs = 30000;
-
-}  // namespace
-
-RawPeer::RawPeer(const std::string& root, std::vector<std::string> settings, const std::function<void()>& prepare) {
+RawPeer::RawPeer(const std::vector<std::string>& settings, const std::function<void()>& prepare) {
   int fds[2];
   socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds);
   fd_ = fds[0];
-  std::vector<std::string> words = {helper(), std::to_string(Child::LinkNumber), "FopsDir=" + root};
+  const timeval patience = {30, 0};
+  setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  std::vector<std::string> words = {helper(), std::to_string(Child::LinkNumber), "FopsDir=" + dir.path()};
   words.insert(words.end(), settings.begin(), settings.end());
   child_ = std::make_unique<Child>(words, prepare, fds[1]);
   close(fds[1]);
@@ -30,13 +24,7 @@ void RawPeer::closeLink() {
 }
 
 void RawPeer::send(const std::string& bytes) const {
-  for (std::size_t sent = 0; sent < bytes.size();) {
-    const ssize_t count = ::send(fd_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-    if (count <= 0) {
-      return;  // the helper has gone; the test sees that elsewhere
-    }
-    sent += static_cast<std::size_t>(count);
-  }
+  ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);  // that the helper has gone, a test sees elsewhere
 }
 
 void RawPeer::message(const std::string& name, const std::string& body) const {
@@ -48,21 +36,11 @@ void RawPeer::fops(const std::string& type, const std::string& payload) const {
 }
 
 bool RawPeer::read(std::size_t count, std::string& bytes) {
-  char piece[32768];
-  while (count > 0) {
-    pollfd watched = {fd_, POLLIN, 0};
-    if (poll(&watched, 1, PatienceMs) <= 0) {
-      ADD_FAILURE() << "the helper is silent";
-      return false;
-    }
-    const ssize_t got = recv(fd_, piece, std::min(count, sizeof piece), 0);
-    if (got <= 0) {
-      return false;
-    }
-    bytes.append(piece, static_cast<std::size_t>(got));
-    count -= static_cast<std::size_t>(got);
-  }
-  return true;
+  const std::size_t before = bytes.size();
+  bytes.resize(before + count);
+  const ssize_t got = count == 0 ? 0 : recv(fd_, bytes.data() + before, count, MSG_WAITALL);
+  EXPECT_TRUE(got >= 0 || errno != EAGAIN) << "the helper is silent";
+  return got == static_cast<ssize_t>(count);
 }
 
 std::optional<RawPeer::Message> RawPeer::receive() {
@@ -88,8 +66,8 @@ std::optional<RawPeer::Message> RawPeer::receive() {
 
 Fields RawPeer::next() {
   while (const std::optional<Message> message = receive()) {
-    if (message->name == "fops") {
-      return Fields(message->body);
+    if (message->first == "fops") {
+      return Fields(message->second);
     }
   }
   ADD_FAILURE() << "the link closed";

@@ -2,7 +2,6 @@
 
 #include "tests/apps/Child.h"
 #include "tests/support/Body.h"
-#include "tests/support/prelude.h"
 
 using test::Body;
 
@@ -38,15 +37,10 @@ inline const std::string ClientInit4 = Body().u16(0x8011).shortText("fops").shor
 /// and speaks the wire protocol on the other, with none of the program's own code.
 class RawPeer {
 public:
-  struct Message {
-    std::string name;
-    std::string body;
-  };
+  using Message = std::pair<std::string, std::string>;  // name and body
 
-  /// @param root what the helper exports.
-  /// @param settings further words for its command line.
-  explicit RawPeer(const std::string& root, std::vector<std::string> settings = {},
-                   const std::function<void()>& prepare = {});
+  /// @param settings further words for the helper's command line.
+  explicit RawPeer(const std::vector<std::string>& settings = {}, const std::function<void()>& prepare = {});
   ~RawPeer() { closeLink(); }
 
   /// Bytes as they are; one framed message; one of the session.
@@ -81,6 +75,8 @@ public:
   void closeLink();
   Child& child() { return *child_; }
 
+  const test::TempDir dir;  ///< what the helper exports
+
 private:
   /// Appends so many bytes of the link; false if it closes before.
   bool read(std::size_t count, std::string& bytes);
@@ -88,13 +84,4 @@ private:
   int fd_ = -1;
   std::unique_ptr<Child> child_;
   std::vector<std::string> log_;
-};
-
-/// A helper that serves a temporary folder, with a session of the newest version open.
-class SessionTest : public testing::Test {
-protected:
-  SessionTest() { peer.openSession(); }
-
-  test::TempDir dir;
-  RawPeer peer{dir.path()};
 };

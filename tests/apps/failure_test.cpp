@@ -1,7 +1,6 @@
 // What a broken peer or a broken machine can do to the helper: each case with its outcome, and nothing half-written
 // left on disk.
 
-#include <filesystem>
 #include <thread>
 
 #include <sys/resource.h>
@@ -11,7 +10,6 @@
 namespace {
 
 using Names = std::vector<std::string>;
-using FailureTest = SessionTest;
 
 /// Lowers a limit of the process to so much.
 void limitTo(__rlimit_resource resource, rlim_t most) {
@@ -22,23 +20,21 @@ void limitTo(__rlimit_resource resource, rlim_t most) {
 }  // namespace
 
 TEST(Failure, ofTheLinkOrASignalInMidUploadLeavesNoTemporaryFile) {
-  const test::TempDir dir;
   for (const int number : {0, SIGTERM, SIGINT}) {
-    RawPeer peer(dir.path());
+    RawPeer peer;
     peer.openSession();
     peer.fops("UploadFile", Body().id(1).entryWithMode("part", 1000000, 0100644).text(""));
     peer.expect("DataReq");
     peer.fops("DataChunk", Body().id(1).u64(0).text(std::string(100000, 'x')));
-    EXPECT_EQ(dir.list(), Names{"part.tmp"});
+    EXPECT_EQ(peer.dir.list(), Names{"part.tmp"});
     number == 0 ? peer.closeLink() : static_cast<void>(kill(peer.child().pid(), number));
     EXPECT_EQ(peer.child().wait(), number == 0 ? 1 : 0) << number;
-    EXPECT_EQ(dir.list(), Names{});
+    EXPECT_EQ(peer.dir.list(), Names{});
   }
 }
 
 TEST(Failure, ofAFullDiskCancelsTheUpload) {
-  const test::TempDir dir;
-  RawPeer peer(dir.path(), {}, [] { limitTo(RLIMIT_FSIZE, 200000); });
+  RawPeer peer({}, [] { limitTo(RLIMIT_FSIZE, 200000); });
   peer.openSession();
   peer.fops("UploadFile", Body().id(1).entryWithMode("big", 400000, 0100644).text(""));
   peer.expect("DataReq");
@@ -47,13 +43,12 @@ TEST(Failure, ofAFullDiskCancelsTheUpload) {
   }
   EXPECT_EQ(peer.expect("CancelByReceiver").rest(), Body().id(1).result("write: File too large (27)", "System-27"));
   peer.ask("GetRoot");
-  EXPECT_EQ(dir.list(), Names{});
+  EXPECT_EQ(peer.dir.list(), Names{});
 }
 
 TEST(Failure, ofDescriptorsIsARepliedFailure) {
-  const test::TempDir dir;
-  dir.write("f", "x");
-  RawPeer peer(dir.path(), {}, [] { limitTo(RLIMIT_NOFILE, 16); });
+  RawPeer peer({}, [] { limitTo(RLIMIT_NOFILE, 16); });
+  peer.dir.write("f", "x");
   const auto download = [&](std::uint32_t id) { return peer.ask("DownloadFile", Body().id(id).text("f")).rest(); };
   const auto listed = [&] { return peer.ask("DirScan", Body().text("").u8(1).u8(1)).number(4); };
   const std::string success = Body().result("", "");
@@ -72,9 +67,8 @@ TEST(Failure, ofDescriptorsIsARepliedFailure) {
 }
 
 TEST(Failure, ofAReaderThatStallsEndsTheProcessAfterTheFlushTimeout) {
-  const test::TempDir dir;
-  dir.write("big", std::string(4000000, 'x'));
-  RawPeer peer(dir.path(), {"LazyFlushTimeout=1"});
+  RawPeer peer({"LazyFlushTimeout=1"});
+  peer.dir.write("big", std::string(4000000, 'x'));
   peer.openSession();
   peer.ask("DownloadFile", Body().id(1).text("big"));
   peer.fops("DataReq", Body().id(1).u64(4000000));
@@ -85,16 +79,20 @@ TEST(Failure, ofAReaderThatStallsEndsTheProcessAfterTheFlushTimeout) {
   EXPECT_EQ(peer.child().wait(), 1);
 }
 
-TEST_F(FailureTest, ofAFileThatShrinksCancelsTheDownload) {
-  dir.write("f", std::string(100000, 'x'));
+TEST(Failure, ofAFileThatShrinksCancelsTheDownload) {
+  RawPeer peer;
+  peer.openSession();
+  peer.dir.write("f", std::string(100000, 'x'));
   peer.ask("DownloadFile", Body().id(1).text("f"));
-  std::filesystem::resize_file(dir / "f", 10);
+  std::filesystem::resize_file(peer.dir / "f", 10);
   peer.fops("DataReq", Body().id(1).u64(100000));
   EXPECT_EQ(peer.expect("DataChunk").rest().size(), 20U + 10U);
   EXPECT_EQ(peer.expect("CancelBySender").rest(), Body().id(1).result("End of file", "EndOfStream"));
 }
 
-TEST_F(FailureTest, ofAFatalAssertionReachesTheParentFirst) {
+TEST(Failure, ofAFatalAssertionReachesTheParentFirst) {
+  RawPeer peer;
+  peer.openSession();
   peer.askForLog(100);
   peer.fops("CreateFolder", Body().text("/abs").text("x"));
   peer.drain();

@@ -8,7 +8,6 @@
 #include "base/plat/usage/configXml.h"
 #include "base/plat/utf8.h"
 #include "tests/apps/Child.h"
-#include "tests/support/prelude.h"
 
 namespace {
 

@@ -4,7 +4,6 @@
 #include <sys/un.h>
 
 #include "tests/apps/RawPeer.h"
-#include "tests/support/prelude.h"
 
 namespace {
 
@@ -21,29 +20,22 @@ protected:
     EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     EXPECT_EQ(listen(listener, 1), 0);
   }
-  ~LaunchTest() override {
-    close(fd);
-    close(listener);
-  }
-  void accept() {
-    close(fd);
-    fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-  }
+  void accept() { fd.emplace(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)); }
   /// Sends all that the helper is to get, and gives what comes until the link closes.
   std::string answerTo(const std::string& bytes) {
-    EXPECT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
-    shutdown(fd, SHUT_WR);
+    EXPECT_EQ(send(*fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    shutdown(*fd, SHUT_WR);
     std::string all;
     char piece[4096];
-    for (ssize_t count; (count = recv(fd, piece, sizeof piece, 0)) > 0;) {
+    for (ssize_t count; (count = recv(*fd, piece, sizeof piece, 0)) > 0;) {
       all.append(piece, static_cast<std::size_t>(count));
     }
     return all;
   }
 
   const test::TempDir dir;
-  const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  int fd = -1;
+  const test::Fd listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  std::optional<test::Fd> fd;
 };
 
 }  // namespace
@@ -93,8 +85,7 @@ TEST(Launch, makesTheUsersDirectoriesPrivate) {
 }
 
 TEST(Launch, refusesABadArgumentBehindTheLink) {
-  const test::TempDir dir;
-  RawPeer peer(dir.path(), {"NoSuchParameter=1"});
+  RawPeer peer({"NoSuchParameter=1"});
   EXPECT_EQ(peer.child().wait(), 1);
   EXPECT_NE(peer.child().errors().find("Bad argument 'NoSuchParameter=1'.  Run with -help for usage."),
             std::string::npos);
@@ -122,7 +113,7 @@ TEST_F(LaunchTest, servesADetachedGrandchildAfterFork) {
   EXPECT_EQ(child.wait(), 0);
   ucred peer = {};
   socklen_t size = sizeof peer;
-  ASSERT_EQ(getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size), 0);
+  ASSERT_EQ(getsockopt(*fd, SOL_SOCKET, SO_PEERCRED, &peer, &size), 0);
   EXPECT_NE(peer.pid, child.pid());
   EXPECT_NE(getsid(peer.pid), getsid(0));
   EXPECT_NE(answerTo(ClientInit4).find("ServerInit"), std::string::npos);

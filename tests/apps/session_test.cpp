@@ -1,7 +1,5 @@
 // One session of the real helper, byte by byte: what goes in, what comes out, what stands on disk.
 
-#include <filesystem>
-
 #include "tests/apps/RawPeer.h"
 #include "tests/support/TestStreams.h"
 
@@ -58,29 +56,21 @@ void upload(RawPeer& peer, const std::string& name, const std::string& bytes, st
 }  // namespace
 
 TEST(Session, opensWithTheNotificationAheadOfServerInit) {
-  const test::TempDir dir;
-  RawPeer peer(dir.path());
-  const auto expectNotification = [&](char value) {
-    const auto message = peer.receive();
-    ASSERT_TRUE(message);
-    EXPECT_EQ(message->name, "fopsNotification");
-    EXPECT_EQ(message->body, std::string(1, value));
-  };
+  RawPeer peer;
   peer.send(ClientInit4);
-  expectNotification('\1');
+  EXPECT_EQ(peer.receive(), RawPeer::Message("fopsNotification", Body().u8(1)));
   Fields init = peer.expect("ServerInit");
   EXPECT_EQ(init.take(3), std::string("\4/\0", 3));
   EXPECT_EQ(init.text().find('.'), std::string::npos);
   EXPECT_EQ(init.rest(), Body().text("").text(""));  // the home lies outside the tree
   peer.fops("ClientClose");
-  expectNotification('\0');
+  EXPECT_EQ(peer.receive(), RawPeer::Message("fopsNotification", Body().u8(0)));
   peer.openSession(3);  // the process goes on; a later session starts anew
 }
 
 TEST(Session, takesEveryMessageByteByByte) {
-  const test::TempDir dir;
-  dir.write("a.txt", "hello");
-  RawPeer peer(dir.path());
+  RawPeer peer;
+  peer.dir.write("a.txt", "hello");
   const std::string body = Body().shortText("fops").shortText("DirScan").text("").u8(1).u8(1);
   // The same request, once in one frame and once with every byte in a frame of its own.
   Body bytes = Body().raw(ClientInit4).u16(0x8000 | static_cast<unsigned>(body.size())).raw(body);
@@ -98,27 +88,28 @@ TEST(Session, takesEveryMessageByteByByte) {
   }
 }
 
-TEST_F(SessionTest, movesFilesOfEverySizeAroundTheBoundariesBothWays) {
+TEST(Session, movesFilesOfEverySizeAroundTheBoundariesBothWays) {
+  RawPeer peer;
+  peer.openSession();
   for (const std::size_t size : {0U, 1U, 16799U, 16800U, 16801U, 524288U, 1048575U, 1048576U, 1048577U, 3145728U}) {
     SCOPED_TRACE(size);
     const std::string bytes = pattern(size);
     const std::string name = "f" + std::to_string(size);
     upload(peer, name, bytes, 65536);
-    EXPECT_EQ(dir.read(name), bytes);
-    EXPECT_EQ(std::filesystem::status(dir / name).permissions(), std::filesystem::perms(0640));
+    EXPECT_EQ(peer.dir.read(name), bytes);
+    EXPECT_EQ(std::filesystem::status(peer.dir / name).permissions(), std::filesystem::perms(0640));
     EXPECT_EQ(download(peer, name, size, 524288), bytes);
   }
   EXPECT_TRUE(peer.child().isRunning());
 }
 
 TEST(Session, takesChunksUpToTheLimitAndEndsOverALargerOne) {
-  const test::TempDir dir;
-  RawPeer peer(dir.path(), {"_FopsMaxChunkSize=1000"});
+  RawPeer peer({"_FopsMaxChunkSize=1000"});
   peer.askForLog(100);
   peer.message("Zzz", std::string(100000, 'z'));  // not known here, and skipped
   peer.openSession();
   upload(peer, "small", pattern(5000), 999);
-  EXPECT_EQ(dir.read("small"), pattern(5000));
+  EXPECT_EQ(peer.dir.read("small"), pattern(5000));
   peer.fops("DataChunk", Body().id(1).u64(0).text(pattern(1000)));
   peer.drain();
   EXPECT_EQ(peer.child().wait(), 1);
@@ -127,9 +118,8 @@ TEST(Session, takesChunksUpToTheLimitAndEndsOverALargerOne) {
 }
 
 TEST(Session, endsAtANameThatLooksCorruptAndWhenThePeerDoesNotUnderstand) {
-  const test::TempDir dir;
   for (const auto& [name, body] : {std::pair("1zz", std::string("body")), {"badMsg", Body().shortText("fops")}}) {
-    RawPeer peer(dir.path());
+    RawPeer peer;
     peer.openSession();
     peer.message(name, body);
     EXPECT_FALSE(peer.receive()) << name;

