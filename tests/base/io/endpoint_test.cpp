@@ -10,23 +10,20 @@ using namespace io;
 constexpr int BasePort = 1000;
 constexpr int PortRange = 100;
 
-const char* const General = "Invalid endpoint";
 const char* const Empty = "Invalid endpoint: empty host and/or port";
 const char* const Bracket = "Invalid endpoint: unmatched \"[\" in host";
 const char* const BadPort = "Invalid endpoint: port not correctly specified";
-const char* const BadEscape = "Invalid endpoint: incorrect % escape";
 
-template <class Call>
-std::string refusal(const Call& call) {
+std::string refusal(const auto& call) {
   return test::messageFrom<EndpointInvalid>(call);
 }
 
-TEST(SplitHostPort, takesEndpointsApart) {
+TEST(SplitHostPort, takesEndpointsApartAndRefusesWhatIsNone) {
   const std::tuple<const char*, const char*, int> cases[] = {
-      {"host", "host", 1000},   {"host:", "host", 1000},        {"host::", "host", 1000},
-      {"host:0", "host", 1000}, {"host:99", "host", 1099},      {"host:100", "host", 100},
-      {"host::1", "host", 1},   {"host::65535", "host", 65535}, {":5", "localhost", 1005},
-      {"", "localhost", 1000},  {"[::1]", "[::1]", 1000},       {"[fe80::1%eth0]::5", "[fe80::1%eth0]", 5},
+      {"host:", "host", 1000},        {"host::", "host", 1000},
+      {"host:0", "host", 1000},       {"host:100", "host", 100},
+      {"host::65535", "host", 65535}, {":5", "localhost", 1005},
+      {"", "localhost", 1000},        {"[fe80::1%eth0]::5", "[fe80::1%eth0]", 5},
   };
   plat::String host;
   for (const auto& [text, expectedHost, expectedPort] : cases) {
@@ -37,42 +34,32 @@ TEST(SplitHostPort, takesEndpointsApart) {
   }
   splitHostPort("only:", host, nullptr, -1, 0);
   EXPECT_STREQ(host.get(), "only");
-}
 
-TEST(SplitHostPort, refusesWhatIsNone) {
-  const struct {
-    const char* refusal;
-    int defaultPort;
-    std::vector<const char*> texts;
-    bool hasPort = true;
-  } cases[] = {
+  const std::tuple<const char*, int, std::vector<const char*>> refused[] = {
+      // with the default port
       {Empty, -1, {""}},
       {Empty, BasePort, {"[]:5"}},
       {Bracket, BasePort, {"[::1"}},
-      {General, BasePort, {"[::1]x", "[a[b]", "a]b:5"}},
+      {"Invalid endpoint", BasePort, {"[::1]x", "[a[b]", "a]b:5"}},
       {BadPort, -1, {"host", "host:"}},
       {BadPort, 65536, {"host"}},
       {BadPort, BasePort, {"host::0", "host:65536", "host:5x", "host:-5", "host:::5", "host::99999999999999999999"}},
-      {BadPort, BasePort, {"host:5"}, false},
-      {Empty, -1, {""}, false},
   };
-  for (const auto& c : cases) {
-    for (const char* text : c.texts) {
-      SCOPED_TRACE(text);
-      plat::String host;
+  for (const auto& [expected, defaultPort, texts] : refused) {
+    for (const char* text : texts) {
       int port = 77;
-      EXPECT_EQ(refusal([&] { splitHostPort(text, host, c.hasPort ? &port : nullptr, c.defaultPort, PortRange); }),
-                c.refusal);
+      const auto split = std::bind(splitHostPort, text, std::ref(host), &port, defaultPort, PortRange);
+      EXPECT_EQ(refusal(split), expected) << text;
       EXPECT_EQ(port, 77);
     }
   }
+  EXPECT_EQ(refusal([&] { splitHostPort("host:5", host, nullptr, BasePort, PortRange); }), BadPort);
   EXPECT_STREQ(EndpointInvalid("io_error_endpoint_empty").type, "EndpointInvalid");
 }
 
 TEST(FormatEndpoint, isTheShortestFormThatIsTakenApartAgain) {
   const std::tuple<const char*, int, int, int, const char*> cases[] = {
       {"host", 1000, 1000, 100, "host"},
-      {"host", 1005, 1000, 100, "host:5"},
       {"host", 1099, 1000, 100, "host:99"},
       {"host", 1100, 1000, 100, "host::1100"},
       {"host", 999, 1000, 100, "host::999"},
@@ -81,8 +68,6 @@ TEST(FormatEndpoint, isTheShortestFormThatIsTakenApartAgain) {
       {"[fe80::1]", -1, -1, -1, "[fe80::1]"},
       {"host", -2, INT_MAX, 1, "host::-2"},
       {"host", INT_MAX, -2, INT_MAX, "host::2147483647"},
-      {"host", 65535, 65500, 100, "host:35"},
-      {"h%\xC3\xA9 /@", 7, 5, 1, "h%\xC3\xA9 /@::7"},
       {":", 65535, 65535, 0, "[:]"},
   };
   for (const auto& [host, port, basePort, portRange, text] : cases) {
@@ -106,7 +91,7 @@ TEST(HostText, isEscapedAndBracketedAndBothAreUndone) {
   EXPECT_STREQ(stripBrackets("[::1]").get(), "::1");
   EXPECT_EQ(refusal([&] { stripBrackets("["); }), Bracket);
   for (const char* text : {"%", "a%4", "%4g", "%%20", "% 4"}) {
-    EXPECT_EQ(refusal([&] { unescapeEndpoint(text, false); }), BadEscape);
+    EXPECT_EQ(refusal([&] { unescapeEndpoint(text, false); }), "Invalid endpoint: incorrect % escape");
   }
 }
 

@@ -49,8 +49,8 @@ TEST(IpInfo, knowsWhatKindOfAddressItHolds) {
   EXPECT_FALSE(IpInfo("0.0.0.0", 80) == IpInfo("::", 80));
   EXPECT_EQ(IpInfo(80, true, AF_INET), IpInfo("127.0.0.1", 80));
   EXPECT_EQ(IpInfo(0, false, AF_INET), IpInfo("0.0.0.0", 0));
-  EXPECT_EQ(IpInfo(80, true, AF_INET6), IpInfo("::1", 80));
-  EXPECT_EQ(IpInfo(65535, false, AF_INET6), IpInfo("::", 65535));
+  EXPECT_EQ(IpInfo(65535, true, AF_INET6), IpInfo("::1", 65535));
+  EXPECT_EQ(IpInfo(80, false, AF_INET6), IpInfo("::", 80));
   EXPECT_STREQ(IpInfo("2001:db8:0::5", 80).displayText("P", nullptr).get(), "2001:db8::5::80 (P)");
   EXPECT_STREQ(IpInfo("2001:db8::5", 80).displayText("P", "a.host").get(), "a.host::80 (P)");
 }
@@ -60,8 +60,7 @@ TEST(IpInfo, refusesWhatIsNoAddress) {
   storage.ss_family = AF_UNIX;
   const auto* const address = reinterpret_cast<const sockaddr*>(&storage);
   EXPECT_THAT(messageFrom([&] { IpInfo(address, sizeof storage); }),
-              StartsWith("Assertion 'len == sizeof(sockaddr_in) || ((len) == sizeof(sockaddr_in6))' failed at "
-                         "base/io/IpInfo:"));
+              HasSubstr(" 'len == sizeof(sockaddr_in) || ((len) == sizeof(sockaddr_in6))' failed"));
   EXPECT_THAT(messageFrom([&] { IpInfo(address, sizeof(sockaddr_in)); }),
               HasSubstr(" 'family() == 2 || ((family()) == 10)' failed"));
   storage.ss_family = AF_INET6;
@@ -76,18 +75,13 @@ TEST(IpInfo, refusesWhatIsNoAddress) {
   EXPECT_THAT(messageFrom([] { IpInfo(-1, IpInfo::End::Peer); }), StartsWith("getpeername: "));
 }
 
-TEST(IpInfo, numericHostsAndPortsOnly) {
-  const std::tuple<const char*, int, int> cases[] = {{"localhost", 80, EAI_NONAME},
-                                                     {nullptr, 80, EAI_NONAME},
-                                                     {"127.0.0.1", 65536, EAI_SERVICE},
-                                                     {"::1", -1, EAI_SERVICE}};
+TEST(IpInfo, takesNumericHostsAndPortsOnlyAndHasATextForTheUser) {
+  const std::tuple<const char*, int, int> cases[] = {
+      {"localhost", 80, EAI_NONAME}, {nullptr, 80, EAI_NONAME}, {"127.0.0.1", 65536, EAI_SERVICE}};
   for (const auto& [host, port, code] : cases) {
     EXPECT_EQ(messageFrom<io::GetAddrInfoException>([host = host, port = port] { IpInfo(host, port); }),
               "getaddrinfo: '" + std::string(::gai_strerror(code)) + "' (" + std::to_string(code) + ")");
   }
-}
-
-TEST(GetAddrInfoException, hasATextForTheUser) {
   const io::GetAddrInfoException known("getaddrinfo", EAI_AGAIN), other("getaddrinfo", EAI_FAMILY);
   EXPECT_STREQ(known.userText(), "Temporary name lookup failure");
   EXPECT_STREQ(other.userText(), other.message);
@@ -163,14 +157,12 @@ int interfaceWritten(const PktInfo& info) {
 }
 
 TEST(PktInfo, onlyLinkLocalAddressesKeepTheirInterface) {
-  const PktInfo local = received("fe80::1");
-  const PktInfo global = received("2001:db8::1");
+  const PktInfo local = received("fe80::1"), global = received("2001:db8::1");
   EXPECT_EQ(interfaceWritten(local), 3);
   EXPECT_EQ(interfaceWritten(global), 0);
   EXPECT_EQ(interfaceWritten(PktInfo()), -1) << "the system chooses";
   EXPECT_EQ(reinterpret_cast<const sockaddr_in6*>(IpInfo(local, 5).address())->sin6_scope_id, 3U);
   EXPECT_EQ(reinterpret_cast<const sockaddr_in6*>(IpInfo(global, 5).address())->sin6_scope_id, 0U);
-  EXPECT_FALSE(local == global);
   EXPECT_EQ(received("fe80::1", 1), PktInfo()) << "cut off by the system";
   Datagram small(39);
   EXPECT_THROW(local.write(small.header), AssertionFail);
@@ -193,7 +185,6 @@ TEST(TcpIo, knowsBothEndsByNumberAndByTheNameThatTheUserKnows) {
     EXPECT_EQ(client.peerEndpoint().get(), numeric + port);
     EXPECT_EQ(accepted.peerEndpoint(), client.myEndpoint());
     EXPECT_EQ(client.displayName(), host + port + " (TCP)");
-    EXPECT_EQ(client.flags().count("secureTransport"), bound.isLoopback() ? 1U : 0U);
     EXPECT_EQ(accepted.flags().count("secureTransport"), bound.isLoopback() ? 1U : 0U);
     EXPECT_NE(intOption(client.fd(), IPPROTO_TCP, TCP_NODELAY), 0);
 
@@ -228,10 +219,8 @@ TEST(TcpIo, namesOfAnUnconnectedSocketAreEmptyAndRaiseNothing) {
   TcpIo io(fd, true, true);
   const RecordingDest log("TcpIo:rec:30");
   EXPECT_EQ(io.displayName(), "<fd" + std::to_string(fd) + ">");
-  EXPECT_STREQ(io.peerEndpoint().get(), "");
-  EXPECT_STREQ(io.resolvedPeerEndpoint().get(), "");
-  EXPECT_STREQ(io.peerAddress().get(), "");
-  EXPECT_STREQ(io.myEndpoint().get(), "0.0.0.0::0");
+  const plat::String names[] = {io.peerEndpoint(), io.resolvedPeerEndpoint(), io.myEndpoint(), io.peerAddress()};
+  EXPECT_THAT(names, ElementsAre("", "", "0.0.0.0::0", ""));
   EXPECT_THAT(log.lines(), SizeIs(4));
   EXPECT_THAT(log.lines().back(), StartsWith("30 TcpIo: peerAddress error: "));
 }

@@ -50,34 +50,24 @@ TEST(AppLoopTest, runsAgainAfterItsEndAndAfterAnException) {
 class SignalHandlerTest : public Test {
 protected:
   /// Registered as long as it lives, for the signals that the test says.
-  class Recorder : public SignalHandler::Callback {
-  public:
-    Recorder(const char* name, std::string& calls) : name_(name), calls_(calls) {}
+  struct Recorder : SignalHandler::Callback {
+    Recorder(const char* itsName, std::string& theCalls) : name(itsName), allCalls(theCalls) {}
     ~Recorder() override {
       for (int sig : {SIGUSR1, SIGUSR2}) {
         SignalHandler::instance().setHandler(sig, this, false);
       }
     }
     void signalled(int sig) override {
-      calls_.append(name_).append(sig == SIGUSR1 ? "1 " : "2 ");
-      if (onSignal) {
-        onSignal();
-      }
+      allCalls.append(name).append(sig == SIGUSR1 ? "1 " : "2 ");
+      onSignal();
     }
-    std::function<void()> onSignal;
-
-  private:
-    const char* const name_;
-    std::string& calls_;
+    const char* const name;
+    std::string& allCalls;
+    std::function<void()> onSignal = [] {};
   };
 
   void enable(int sig, SignalHandler::Callback& callback, bool on = true) {
     SignalHandler::instance().setHandler(sig, &callback, on);
-  }
-  static void (*actionOf(int sig))(int) {
-    struct sigaction action = {};
-    ::sigaction(sig, nullptr, &action);
-    return action.sa_handler;
   }
   /// The calls of the next turn, such as "a1 b2 ".
   std::string turn() {
@@ -91,7 +81,7 @@ protected:
   Recorder b{"b", calls};
 };
 
-TEST_F(SignalHandlerTest, everyDeliveryCallsEveryCallbackOfTheSignalLastRegisteredFirst) {
+TEST_F(SignalHandlerTest, everyDeliveryCallsEveryCallbackLastRegisteredFirstUnlessThePipeIsFull) {
   enable(SIGUSR1, a);
   enable(SIGUSR1, b);
   enable(SIGUSR2, a);
@@ -100,17 +90,14 @@ TEST_F(SignalHandlerTest, everyDeliveryCallsEveryCallbackOfTheSignalLastRegister
   }
   EXPECT_EQ(calls, "") << "nothing runs in signal context";
   EXPECT_EQ(turn(), "b1 a1 b1 a1 a2 ");
-}
 
-TEST_F(SignalHandlerTest, aFullPipeDropsSignalsAndErrnoIsLeftAlone) {
-  enable(SIGUSR1, a);
   constexpr std::size_t Raised = 70'000;
   errno = ERANGE;
   for (std::size_t i = 0; i < Raised; ++i) {
     ::raise(SIGUSR1);
   }
   EXPECT_EQ(errno, ERANGE);
-  EXPECT_LT(turn().size(), Raised * 3);
+  EXPECT_LT(turn().size(), Raised * std::strlen("b1 a1 "));
 }
 
 TEST_F(SignalHandlerTest, registrationsMayChangeDuringADispatch) {
@@ -127,14 +114,13 @@ TEST_F(SignalHandlerTest, registrationsMayChangeDuringADispatch) {
   EXPECT_EQ(turn(), "a2 ");
   enable(SIGUSR1, a);
   enable(SIGUSR1, b, false);  // both of them
-  EXPECT_NE(actionOf(SIGUSR1), SIG_DFL);
   ::raise(SIGUSR1);
   EXPECT_EQ(turn(), "a1 ");
   enable(SIGUSR1, a, false);
-  EXPECT_EQ(actionOf(SIGUSR1), SIG_DFL) << "the last callback is gone";
+  EXPECT_EQ(::signal(SIGUSR1, SIG_DFL), SIG_DFL) << "the last callback is gone";
 }
 
-TEST_F(SignalHandlerTest, theAppsHandlerNamesTheSignalAndEndsTheLoopWith0) {
+TEST_F(SignalHandlerTest, theAppsHandlerEndsTheLoopWith0AndNamesTheSignalAsLinuxDoes) {
   static plat::LogSrc source("TestSignals");
   test::RecordingDest log("TestSignals:rec:30");
   os::SignalHandlerApp app(&source);
@@ -146,9 +132,6 @@ TEST_F(SignalHandlerTest, theAppsHandlerNamesTheSignalAndEndsTheLoopWith0) {
   EXPECT_EQ(loop.run(), 0) << "7, and then the signal before the turn was over";
   enable(SIGUSR1, app, false);
   EXPECT_THAT(log.lines(), ElementsAre("30 TestSignals: Got signal SIGUSR1"));
-}
-
-TEST(SignalName, knowsTheLinuxNumbersOnly) {
   for (int sig = 1; sig <= 31; ++sig) {
     const std::string systemsName = ::sigabbrev_np(sig);
     EXPECT_EQ(os::signalName(sig), "SIG" + (systemsName == "POLL" ? "IO" : systemsName));
@@ -197,9 +180,7 @@ TEST_F(ProcessMonitorTest, tellsTheEndOnceAndReapsTheChild) {
   for (const bool deadBefore : {false, true}) {
     const auto child = startSleeper();
     const pid_t pid = child->pid;
-    if (deadBefore) {
-      end(pid);
-    }
+    deadBefore ? end(pid) : void();
     watch(*child);
     EXPECT_THAT(statuses, IsEmpty());
     if (!deadBefore) {

@@ -28,9 +28,8 @@ std::string shown(const Words& words) {
 TEST(CommandWords, areSplitAtBlanksOutsideOfQuotes) {
   const std::pair<const char*, const char*> cases[] = {
       {" \t\n", ""},
-      {"  a\t b\n", "[a][b]"},
       {"\"/a b/c\" -t \"x  y\"z", "[/a b/c][-t][x  yz]"},
-      {"a \"\" b", "[a][][b]"},
+      {"  a\t \"\" b\n", "[a][][b]"},
       {"a\\ b \\\"c \"d\\\"e\\\\ f\"", "[a b][\"c][d\"e\\ f]"},
       {"it's 'a b'", "[it's]['a][b']"},
       {"a \"b c", "[a][b c]"},
@@ -41,23 +40,45 @@ TEST(CommandWords, areSplitAtBlanksOutsideOfQuotes) {
   }
 }
 
-/// Gives `PATH` back at the end.
-class FindProgramTest : public testing::Test {
+/// A `PATH` of one private folder with stand-ins, and a private folder for the files that tell distributions apart.
+class ElevateTest : public testing::Test {
 protected:
-  ~FindProgramTest() override { os::setEnvironment("PATH", path_.c_str()); }
+  ElevateTest() {
+    os::setEnvironment("PATH", dir.makeDir("bin").c_str());
+    os::setEnvironment("DBUS_SESSION_BUS_ADDRESS", "");
+    dir.makeDir("etc");
+  }
+  ~ElevateTest() override {
+    os::setEnvironment("PATH", path_.c_str());
+    os::unsetEnvironment("DBUS_SESSION_BUS_ADDRESS");
+    os::allowPkexec = true;
+    command.unsetParam(10, true);
+    singleArg.unsetParam(10, true);
+  }
 
   void install(const std::string& name, mode_t mode = 0755) {
     dir.write(name, "");
     ::chmod((dir / name).c_str(), mode);
   }
 
+  /// All words for a command, with "@" for the folder of each program that was found.
+  std::string elevated(Words args = {"c", "it's"}, const char* title = "App") {
+    os::getElevateProg(args, title, (dir / "etc").c_str());
+    return std::regex_replace(shown(args), std::regex(dir / "bin/"), "@");
+  }
+  std::string failure() {
+    return test::messageFrom([this] { elevated(); });
+  }
+
   test::TempDir dir;
+  plat::StringParameter& command = plat::Configuration::global().getStringParam("ElevateCmd");
+  plat::BoolParameter& singleArg = plat::Configuration::global().getBoolParam("ElevateCmdSingleArg");
 
 private:
-  std::string path_ = std::getenv("PATH");
+  const std::string path_ = std::getenv("PATH");
 };
 
-TEST_F(FindProgramTest, theFirstThingOfThatNameInPathDecides) {
+TEST_F(ElevateTest, findsTheFirstThingOfThatNameInPathAndProgramsBesideThisOne) {
   dir.makeDir("empty");
   dir.makeDir("folder/tool");
   install("good/tool");
@@ -78,9 +99,8 @@ TEST_F(FindProgramTest, theFirstThingOfThatNameInPathDecides) {
   for (const char* name : {"bad/tool", "folder/tool", "missing/tool"}) {
     EXPECT_EQ(os::findExecutable((dir / name).c_str(), true), nullptr);
   }
-}
 
-TEST_F(FindProgramTest, programsAreLookedForBesideThisOne) {
+  os::setEnvironment("PATH", (dir / "good").c_str());
   const plat::String self = os::programPath();
   const std::string path = self.get();
   EXPECT_EQ(os::findProgram(nullptr, true, false), self);
@@ -88,34 +108,6 @@ TEST_F(FindProgramTest, programsAreLookedForBesideThisOne) {
   EXPECT_EQ(os::findProgram("no-such-program", false, true), nullptr);
   EXPECT_EQ(test::failureFrom([] { os::findProgram("no-such-program", true, true); }).err, ENOENT);
 }
-
-/// A `PATH` of one private folder with stand-ins, and a private folder for the files that tell distributions apart.
-class ElevateTest : public FindProgramTest {
-protected:
-  ElevateTest() {
-    os::setEnvironment("PATH", dir.makeDir("bin").c_str());
-    os::setEnvironment("DBUS_SESSION_BUS_ADDRESS", "");
-    dir.makeDir("etc");
-  }
-  ~ElevateTest() override {
-    os::unsetEnvironment("DBUS_SESSION_BUS_ADDRESS");
-    os::allowPkexec = true;
-    command.unsetParam(10, true);
-    singleArg.unsetParam(10, true);
-  }
-
-  /// All words for a command, with "@" for the folder of each program that was found.
-  std::string elevated(Words args = {"c", "it's"}, const char* title = "App") {
-    os::getElevateProg(args, title, (dir / "etc").c_str());
-    return std::regex_replace(shown(args), std::regex(dir / "bin/"), "@");
-  }
-  std::string failure() {
-    return test::messageFrom([this] { elevated(); });
-  }
-
-  plat::StringParameter& command = plat::Configuration::global().getStringParam("ElevateCmd");
-  plat::BoolParameter& singleArg = plat::Configuration::global().getBoolParam("ElevateCmdSingleArg");
-};
 
 TEST_F(ElevateTest, theConfiguredCommandNeedsNoSearch) {
   os::setEnvironment("PATH", "~/refused");
@@ -141,15 +133,15 @@ TEST_F(ElevateTest, theToolDependsOnWhatIsThere) {
   ::unlink((dir / "bin/su").c_str());
   EXPECT_EQ(elevated(), byUser);
 
+  for (const char* const bus : {"unix:path=/run/bus", ""}) {  // first no pkexec, then no bus
+    os::setEnvironment("DBUS_SESSION_BUS_ADDRESS", bus);
+    EXPECT_EQ(elevated(), byUser);
+    install("bin/pkexec");
+  }
   os::setEnvironment("DBUS_SESSION_BUS_ADDRESS", "unix:path=/run/bus");
-  EXPECT_EQ(elevated(), byUser);
-  install("bin/pkexec");
   EXPECT_EQ(elevated(), "[@pkexec][c][it's]");
   os::allowPkexec = false;
   EXPECT_EQ(elevated(), byUser);
-  os::allowPkexec = true;
-  os::setEnvironment("DBUS_SESSION_BUS_ADDRESS", "");
-  EXPECT_EQ(elevated(), byUser) << "there is no session bus";
 }
 
 TEST_F(ElevateTest, theFirstTerminalOfTheTableWins) {

@@ -32,8 +32,7 @@ inline std::string contentsOf(int fd) {
 }
 
 /// Runs `body` in a child, so that it may change the user, execute a program or end the process.
-template <class Body>
-Outcome inChild(const Body& body) {
+Outcome inChild(const auto& body) {
   const int output = ::memfd_create("output", MFD_CLOEXEC);
   const int errors = ::memfd_create("errors", MFD_CLOEXEC);
   const pid_t pid = ::fork();

@@ -116,25 +116,23 @@ TEST(LaunchChild, runsNoHandlerOfTheParent) {
 }
 
 TEST(LaunchChild, leavesWhatIsBelowAndWhatIsToStayInEveryWayOfClosing) {
-  const struct {
-    const char* how;
-    void (*close)();
-  } cases[] = {{"by range", [] { os::closeFrom(20, 25); }},
-               {"by listing", [] { os::closeListedFrom(20, 25) ? void() : ::_exit(98); }},
-               {"by counting", [] { os::closeCountedFrom(20, 25); }}};
-  for (const auto& c : cases) {
-    const test::Outcome outcome = test::inChild([&c] {
+  const std::pair<const char*, void (*)()> cases[] = {
+      {"by range", [] { os::closeFrom(20, 25); }},
+      {"by listing", [] { os::closeListedFrom(20, 25) ? void() : ::_exit(98); }},
+      {"by counting", [] { os::closeCountedFrom(20, 25); }}};
+  for (const auto& way : cases) {
+    const test::Outcome outcome = test::inChild([&way] {
       for (int fd = 18; fd < 1000; ++fd) {
         ::dup2(0, fd);
       }
-      c.close();
+      way.second();
       for (int fd = 18; fd < 1000; ++fd) {
         if ((::fcntl(fd, F_GETFD) >= 0) != (fd < 20 || fd == 25)) {
           throw plat::Exception(plat::Formatted, "%d", fd);
         }
       }
     });
-    EXPECT_EQ(outcome, (test::Outcome{test::Returned, "", ""})) << c.how;
+    EXPECT_EQ(outcome, (test::Outcome{test::Returned, "", ""})) << way.first;
   }
   EXPECT_FALSE(os::closeListedFrom(1000, -1, "/no/such/folder"));
 }

@@ -95,7 +95,7 @@ TEST_F(LaunchProcessTest, passesArgumentsAndEnvironmentAndNothingElse) {
   EXPECT_EQ(outputOf(inherits), "kept\n");
 }
 
-TEST_F(LaunchProcessTest, aFailedStartIsAnExceptionHereAndNoChild) {
+TEST_F(LaunchProcessTest, aFailedOrSenselessStartIsAnExceptionHereAndNoChild) {
   for (const int level : {0, 1, 2}) {
     for (const int highest : {1, 60}) {  // above 1, the pipe for the error is in the way
       const Launch launch = program({"/no/such/program"});
@@ -114,9 +114,7 @@ TEST_F(LaunchProcessTest, aFailedStartIsAnExceptionHereAndNoChild) {
     launch->childDup[to] = from;
     EXPECT_EQ(startFailure(launch), std::string(call) + ": Bad file descriptor (9)");
   }
-}
 
-TEST_F(LaunchProcessTest, refusesWhatCannotBeMeant) {
   const Launch launch = program({"true"});
   EXPECT_THAT(test::messageFrom([&] { launch->redirectDup2(3, 4); }), EndsWith(": redirectDup2: fd 3 not redirected"));
   EXPECT_EQ(test::messageFrom([&] { launch->wait(nullptr, 0); }), "LaunchProcess: process detached or not started");
@@ -157,27 +155,25 @@ TEST_F(LaunchProcessTest, redirectsInEveryClash) {
   for (const char* name : files) {
     dir.write(name, name);
   }
-  const struct {
-    const char* what;
-    int order[3];  // the files are opened as these numbers, and so named 3, 4 and 5 in the child
-  } cases[] = {{"straight", {3, 4, 5}}, {"swapped", {4, 3, 5}}, {"in a ring", {4, 5, 3}}, {"far", {30, 31, 32}}};
-  for (const auto& c : cases) {
+  // The files are opened as these numbers, and so named 3, 4 and 5 in the child: straight, swapped, in a ring, far.
+  const std::vector<int> orders[] = {{3, 4, 5}, {4, 3, 5}, {4, 5, 3}, {30, 31, 32}};
+  for (const std::vector<int>& order : orders) {
     // In a child, as the numbers may be in use here.
     const test::Outcome outcome = test::inChild([&] {
       os::closeFrom(3);
       const Launch launch = shell("cat <&3 >&9; cat <&4; cat <&5");
-      for (int i = 0; i < 3; ++i) {
+      for (int i : {0, 1, 2}) {
         ::dup3(::open((dir / files[i]).c_str(), O_RDONLY | O_CLOEXEC), 50 + i, O_CLOEXEC);
       }
-      for (int i = 0; i < 3; ++i) {
-        launch->childDup[3 + i] = ::dup3(50 + i, c.order[i], O_CLOEXEC);
+      for (int i : {0, 1, 2}) {
+        launch->childDup[3 + i] = ::dup3(50 + i, order[static_cast<std::size_t>(i)], O_CLOEXEC);
       }
       launch->childDup[1] = ::fcntl(1, F_DUPFD_CLOEXEC, 60);
       launch->redirectDup2(1, 9);
       launch->start();
       ::_exit(statusOf(launch));
     });
-    EXPECT_EQ(outcome, (test::Outcome{0, "abc", ""})) << c.what;
+    EXPECT_EQ(outcome, (test::Outcome{0, "abc", ""})) << PrintToString(order);
   }
 }
 
@@ -261,12 +257,10 @@ TEST_F(LaunchProcessTest, waitsNoLongerThanToldOrNeeded) {
   brief->start();
   EXPECT_TRUE(brief->wait(&status, 60'000));
   EXPECT_LT(steady_clock::now() - begin, milliseconds(900));
-}
 
-TEST_F(LaunchProcessTest, theDestructorWaitsForAChildThatIsNotDetached) {
   test::RecordingDest log("LaunchProcess:rec:0");
   shell("sleep 0.1; echo done >" + dir / "done")->start();
-  EXPECT_TRUE(dir.exists("done"));
+  EXPECT_TRUE(dir.exists("done")) << "the destructor waits";
   {
     const Launch stolen = program({"/bin/true"});
     stolen->start();

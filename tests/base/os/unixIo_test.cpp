@@ -106,7 +106,7 @@ TEST(AdoptFd, makesAConnectionOfItsKind) {
 class LaunchedProcessPipeTest : public Test {
 protected:
   /// The text of what connecting raises; "" if it connects. The connection is kept in `io`, the number of arguments
-  /// that were taken in `taken`, and the device of standard error then in `stderrDevice`; standard error is as it was.
+  /// that were taken in `taken`, and where standard error went in `errorsGoTo`; standard error is as it was.
   std::string connect(std::vector<std::string> words, int minExtraArgs = 0) {
     const Fd standardError(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 10));
     std::vector<char*> argv;
@@ -117,10 +117,8 @@ protected:
     char** cursor = argv.data();
     const std::string raised =
         messageFrom([&] { io = os::LaunchedProcessPipe((dir / "debug.log").c_str()).connect(cursor, minExtraArgs); });
-    struct stat st = {};
-    ::fstat(STDERR_FILENO, &st);
+    errorsGoTo = std::filesystem::read_symlink("/proc/self/fd/2");
     ::dup2(standardError, STDERR_FILENO);
-    stderrDevice = st.st_rdev;
     taken = cursor - argv.data();
     return io != nullptr ? "" : raised;
   }
@@ -130,53 +128,44 @@ protected:
   const Fd listener{serve(path)};
   std::unique_ptr<io::Io> io;
   std::ptrdiff_t taken = 0;
-  dev_t stderrDevice = 0;
+  std::string errorsGoTo;
 };
 
 TEST_F(LaunchedProcessPipeTest, refusesBadCommandLines) {
-  const struct {
-    std::vector<std::string> words;
-    const char* refusal;
-    int minExtraArgs = 0;
-  } cases[] = {{{}, "Bad command-line: got <null> instead of pipe name"},
-               {{"-lppDebug", "-dummy"}, "Bad command-line: got -dummy instead of pipe name"},
-               {{"-5"}, "Bad command-line: got -5 instead of pipe name"},
-               {{"-hash"}, "-hash argument bad or missing"},
-               {{"-hash", "", "pipe"}, "-hash argument bad or missing"},
-               {{"-hash", "0g", "pipe"}, "-hash argument bad or missing"},
-               {{path, "one"}, "This program is not intended to be run directly.", 2},
-               {{std::string(108, 'x')}, "UnixIo: File name too long (36)"},
-               {{"7x"}, "connect: No such file or directory (2)"},
-               {{"99999999999"}, "connect: No such file or directory (2)"},
-               {{"999"}, "setInheritable: Bad file descriptor (9)"}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(connect(c.words, c.minExtraArgs), c.refusal);
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{}, "Bad command-line: got <null> instead of pipe name"},
+      {{"-lppDebug", "-dummy"}, "Bad command-line: got -dummy instead of pipe name"},
+      {{"-5"}, "Bad command-line: got -5 instead of pipe name"},
+      {{"-hash"}, "-hash argument bad or missing"},
+      {{"-hash", "", "pipe"}, "-hash argument bad or missing"},
+      {{"-hash", "0g", "pipe"}, "-hash argument bad or missing"},
+      {{std::string(108, 'x')}, "UnixIo: File name too long (36)"},
+      {{"7x"}, "connect: No such file or directory (2)"},
+      {{"99999999999"}, "connect: No such file or directory (2)"},
+      {{"999"}, "setInheritable: Bad file descriptor (9)"}};
+  for (const auto& [words, refusal] : cases) {
+    EXPECT_EQ(connect(words), refusal);
   }
+  EXPECT_EQ(connect({path, "one"}, 2), "This program is not intended to be run directly.");
   EXPECT_EQ(connect({"-lppDebug", dir / "missing"}), "connect: No such file or directory (2)");
   EXPECT_THAT(dir.read("debug.log"), MatchesRegex("[0-9-]{10} [0-9:]{8}Z: connecting to '" + (dir / "missing") +
                                                   "'\nconnect: No such file or directory .2.\n"));
 }
 
-TEST_F(LaunchedProcessPipeTest, connectsToAPathAndMovesStandardErrorAway) {
+TEST_F(LaunchedProcessPipeTest, connectsToAPathOrAnInheritedDescriptorAndMovesStandardErrorAway) {
   EXPECT_EQ(connect({path, "-lppDebug", "Name=Value"}, 1), "");
   EXPECT_EQ(io->displayName(), "<unix-client-" + path + UidAtEnd);
   EXPECT_EQ(taken, 1);
-  struct stat null = {};
-  ::stat("/dev/null", &null);
-  EXPECT_EQ(stderrDevice, null.st_rdev);
+  EXPECT_EQ(errorsGoTo, "/dev/null");
   const auto whereItWasClosed = inChild([this] {
     ::close(STDERR_FILENO);
-    char* words[] = {const_cast<char*>(path.c_str()), nullptr};
-    char** cursor = words;
-    io = os::LaunchedProcessPipe((dir / "debug.log").c_str()).connect(cursor, 0);
+    connect({path});
     ::_exit(::fcntl(STDERR_FILENO, F_GETFD));  // programs that are started from here get it too
   });
   EXPECT_EQ(whereItWasClosed.result, 0);
-}
 
-TEST_F(LaunchedProcessPipeTest, aNumberIsAnInheritedDescriptorWhichNeedsNoSecret) {
   FdPair pair;
-  EXPECT_EQ(connect({"-hash", "00", std::to_string(pair.takeNear())}), "");
+  EXPECT_EQ(connect({"-hash", "00", std::to_string(pair.takeNear())}), "") << "a descriptor needs no secret";
   pair.send("x");
   EXPECT_EQ(io->in()->readU8(), 'x');
 }

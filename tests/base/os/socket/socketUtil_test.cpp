@@ -40,33 +40,26 @@ using namespace test;
 using io::IpInfo;
 
 /// The operation that the call says has failed, and its errno.
-template <class Call>
-std::string raisedBy(const Call& call) {
+std::string raisedBy(const auto& call) {
   const plat::SystemException failure = failureFrom(call);
   const std::string message = failure.message;
   return message.substr(0, message.find(": ")) + " " + std::to_string(failure.err);
 }
 
-rlim_t descriptorLimit() {
-  rlimit limit = {};
-  ::getrlimit(RLIMIT_NOFILE, &limit);
-  return limit.rlim_cur;
-}
-
 /// For a process of its own, started afresh: the initialisation is done once.
-[[noreturn]] void checkInit(rlim_t limit, rlim_t limited, sighandler_t sigPipe, sighandler_t ignored) {
-  const FdLimit first(limit);
+[[noreturn]] void checkInit(int limit, int limited, sighandler_t sigPipe, sighandler_t ignored) {
+  const FdLimit first(static_cast<rlim_t>(limit));
   ::signal(SIGPIPE, sigPipe);
   os::socketInit();
-  EXPECT_EQ(descriptorLimit(), limited);
+  EXPECT_EQ(::getdtablesize(), limited);
   EXPECT_EQ(::signal(SIGPIPE, SIG_IGN), ignored);
   const FdLimit changed(600);
   os::socketInit();
   os::socketRestoreForExec(false);
-  EXPECT_EQ(descriptorLimit(), 600U) << "not again, and not asked to restore the limit";
+  EXPECT_EQ(::getdtablesize(), 600) << "not again, and not asked to restore the limit";
   EXPECT_EQ(::signal(SIGPIPE, SIG_IGN), SIG_DFL);
   os::socketRestoreForExec(true);
-  EXPECT_EQ(descriptorLimit(), limit);
+  EXPECT_EQ(::getdtablesize(), limit);
   std::_Exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
@@ -78,7 +71,7 @@ TEST(SocketInitDeathTest, limitsDescriptorsAndIgnoresSigPipeUntilTheNextProgram)
   GTEST_FLAG_SET(death_test_style, "fast");
 }
 
-TEST(SocketUtil, whatIsMadeIsNotInherited) {
+TEST(SocketUtil, whatIsMadeIsNotInheritedAndCallsThatFailSayWhatWasTriedAndLeakNothing) {
   int fds[2];
   os::socketPairCloseOnExec(fds);
   const Fd a(fds[0]), b(fds[1]), target(::dup(0));
@@ -90,9 +83,7 @@ TEST(SocketUtil, whatIsMadeIsNotInherited) {
   EXPECT_EQ(::write(target, "x", 1), 1) << "connected";
   os::setInheritableOrThrow(a, true, false);
   EXPECT_TRUE(os::getInheritable(a));
-}
 
-TEST(SocketUtil, callsThatFailSayWhatWasTriedAndLeakNothing) {
   const auto before = openFds();
   EXPECT_EQ(raisedBy([] { os::setInheritableOrThrow(-1, false, true); }), "setInheritable 9");
   EXPECT_EQ(raisedBy([] { os::getInheritable(-1); }), "getInheritable 9");
@@ -103,7 +94,6 @@ TEST(SocketUtil, callsThatFailSayWhatWasTriedAndLeakNothing) {
   EXPECT_EQ(raisedBy([] { os::acceptSocket(-1); }), "accept 9");
   EXPECT_EQ(raisedBy([] { os::setReceiveBuffer(-1, 1); }), "getsockopt(SO_RCVBUF) 9");
   EXPECT_EQ(os::openSocket(12345, SOCK_STREAM, 0), -1);
-  int fds[2];
   {
     const FdLimit one = fewDescriptors(1);
     EXPECT_EQ(raisedBy([&] { os::socketPairCloseOnExec(fds); }), "socketpair 24");
@@ -145,7 +135,7 @@ TEST(SocketUtil, connectionsAndDatagramsCarryTheTrafficClass) {
   EXPECT_EQ(intOption(second, IPPROTO_IP, IP_TOS), 0);
 }
 
-TEST(SocketOptions, buffersGrowNeverShrinkAndAreAskedForInSmallerSizesIfTooLarge) {
+TEST(SocketOptions, buffersGrowAsFarAsTheSystemLetsThemAndPathMtuDiscoveryFallsBackOnTheOlderMode) {
   const Fd fd(os::openSocket(AF_INET, SOCK_DGRAM, 0));
   const auto sendBuffer = [&fd] { return intOption(fd, SOL_SOCKET, SO_SNDBUF); };
   const auto grow = [&fd](int size) { return os::growSocketBuffer(fd, size, SO_SNDBUF, "SO_SNDBUF"); };
@@ -170,10 +160,7 @@ TEST(SocketOptions, buffersGrowNeverShrinkAndAreAskedForInSmallerSizesIfTooLarge
   EXPECT_GT(sendBuffer(), present);
   EXPECT_THAT(log.lines(),
               ElementsAre("100 SocketUtil: Using send buffer size of " + std::to_string(sendBuffer() / 1024) + " KiB"));
-}
 
-TEST(SocketOptions, pathMtuDiscoveryFallsBackOnTheOlderMode) {
-  const Fd fd(os::openSocket(AF_INET, SOCK_DGRAM, 0));
   for (const bool on : {true, false}) {
     EXPECT_TRUE(os::setPathMtuDiscovery(fd, AF_INET, on));
     EXPECT_EQ(intOption(fd, IPPROTO_IP, IP_MTU_DISCOVER), on ? 3 : 0);
@@ -183,7 +170,7 @@ TEST(SocketOptions, pathMtuDiscoveryFallsBackOnTheOlderMode) {
     EXPECT_TRUE(os::setPathMtuDiscovery(fd, family, true));
     EXPECT_THAT(std::exchange(refusals, {}).values, ElementsAre(3, 2));
   }
-  RecordingDest log("SocketUtil:rec:100");
+  log.clear();
   EXPECT_FALSE(os::setPathMtuDiscovery(-1, AF_INET, true));
   EXPECT_TRUE(os::setPathMtuDiscovery(-1, AF_INET6, false));
   const std::string call = "100 SocketUtil: setsockopt(";

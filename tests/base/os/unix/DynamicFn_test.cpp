@@ -1,5 +1,7 @@
 #include "base/os/unix/DynamicFn.h"
 
+#include <array>
+
 #include <dlfcn.h>
 
 #include "tests/support/prelude.h"
@@ -8,9 +10,7 @@ using plat::DynamicFn;
 using testing::ElementsAre;
 
 TEST(DynamicFn, takesTheFirstVersionAndTheFirstNameThatExistAndNoVersionLast) {
-  const struct {
-    const char *library, *symbols, *line;
-  } cases[] = {
+  const std::array<const char*, 3> cases[] = {
       {"c[997,6,998]", "kelNoSuch,strlen,strcmp", "110 DynamicFn: found 'strlen' in 'libc.so.6'"},
       {"c[,6", ",strlen", "110 DynamicFn: found 'strlen' in 'libc.so.6'"},
       {"/../kel[1]", "strlen", "110 DynamicFn: found 'strlen' in 'lib/../kel.so'"},
@@ -26,13 +26,13 @@ TEST(DynamicFn, takesTheFirstVersionAndTheFirstNameThatExistAndNoVersionLast) {
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(dir.path());
   test::RecordingDest rec("DynamicFn:rec:110");
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.library);
+  for (const auto& [library, symbols, line] : cases) {
+    SCOPED_TRACE(library);
     rec.clear();
     using Length = std::size_t(const char*);
-    Length* const length = DynamicFn::findAs<Length>(c.library, c.symbols);
-    EXPECT_THAT(rec.lines(), ElementsAre(c.line));
-    EXPECT_EQ(length != nullptr && length("four") == 4, std::strstr(c.line, "found") != nullptr);
+    Length* const length = DynamicFn::findAs<Length>(library, symbols);
+    EXPECT_THAT(rec.lines(), ElementsAre(line));
+    EXPECT_EQ(length != nullptr && length("four") == 4, std::strstr(line, "found") != nullptr);
   }
   std::filesystem::current_path(before);
 }
