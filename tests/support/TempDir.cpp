@@ -23,29 +23,28 @@ namespace {
   throw std::runtime_error(what + " " + path + ": " + std::strerror(errno));
 }
 
-fs::recursive_directory_iterator walk(const std::string& path) {
-  std::error_code ignored;
-  return fs::recursive_directory_iterator(path, fs::directory_options::skip_permission_denied, ignored);
+/// Calls `visit` for everything below a folder that may be read; a folder's permissions may be changed on the way.
+template <class Visit>
+void walk(const std::string& path, Visit visit) {
+  std::error_code error;
+  for (fs::recursive_directory_iterator at(path, fs::directory_options::skip_permission_denied, error);
+       at != fs::end(at); at.increment(error)) {
+    visit(*at);
+  }
 }
 
-void reportTemporaryFiles(const std::string& path) {
+void reportTemporaryFile(const fs::directory_entry& entry) {
   static const std::regex temporary(R"(.*\.tmp(\([0-9]+\))?)");
-  std::error_code error;
-  for (auto at = walk(path); at != fs::end(at); at.increment(error)) {
-    if (std::regex_match(at->path().filename().string(), temporary)) {
-      ADD_FAILURE() << "temporary file left behind: " << at->path().string();
-    }
+  if (std::regex_match(entry.path().filename().string(), temporary)) {
+    ADD_FAILURE() << "temporary file left behind: " << entry.path().string();
   }
 }
 
 // A folder gets its permissions back before it is entered, so one walk from the top opens everything.
-void restorePermissions(const std::string& path) {
-  ::chmod(path.c_str(), 0700);
+void restorePermissions(const fs::directory_entry& entry) {
   std::error_code error;
-  for (auto at = walk(path); at != fs::end(at); at.increment(error)) {
-    if (!at->is_symlink(error) && at->is_directory(error)) {
-      ::chmod(at->path().c_str(), 0700);
-    }
+  if (!entry.is_symlink(error) && entry.is_directory(error)) {
+    ::chmod(entry.path().c_str(), 0700);
   }
 }
 
@@ -59,20 +58,15 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-  try {
-    reportTemporaryFiles(path_);
-    std::error_code error;
+  std::error_code error;
+  walk(path_, reportTemporaryFile);
+  fs::remove_all(path_, error);
+  if (error) {
+    restorePermissions(fs::directory_entry(path_));
+    walk(path_, restorePermissions);
     fs::remove_all(path_, error);
-    if (error) {
-      restorePermissions(path_);
-      fs::remove_all(path_, error);
-    }
-    if (error) {
-      ADD_FAILURE() << "cannot remove " << path_ << ": " << error.message();
-    }
-  } catch (const std::exception& e) {
-    ADD_FAILURE() << "cannot clear " << path_ << ": " << e.what();
   }
+  EXPECT_FALSE(error) << "cannot remove " << path_ << ": " << error.message();
 }
 
 std::string TempDir::operator/(std::string_view name) const {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/socket.h>
-
 #include "tests/support/prelude.h"
 
 namespace test {

@@ -2,7 +2,6 @@
 
 #include "base/io/Io.h"
 #include "base/io/IoHandler.h"
-#include "tests/support/TestStreams.h"
 #include "tests/support/prelude.h"
 
 namespace test {

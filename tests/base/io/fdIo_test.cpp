@@ -3,11 +3,7 @@
 #include "base/io/FdSelectManager.h"
 #include "base/io/IoHandler.h"
 #include "base/plat/config/Configuration.h"
-#include "base/plat/exceptions.h"
-#include "base/rdr/exceptions.h"
 #include "tests/base/io/FdPair.h"
-#include "tests/support/ManualClock.h"
-#include "tests/support/TestStreams.h"
 #include "tests/support/prelude.h"
 
 namespace {

@@ -5,7 +5,6 @@
 #include "base/io/FdSelectManager.h"
 #include "base/rdr/InStream.h"
 #include "tests/base/io/FdPair.h"
-#include "tests/support/ManualClock.h"
 #include "tests/support/prelude.h"
 
 namespace {

@@ -1,7 +1,6 @@
 #include "base/io/Ipc.h"
 
 #include "base/rdr/MemInStream.h"
-#include "base/rdr/exceptions.h"
 #include "tests/base/io/MemIo.h"
 #include "tests/support/prelude.h"
 

@@ -1,12 +1,8 @@
 #include "base/io/MsgIpc.h"
 
-#include <thread>
-
 #include "base/io/FdIo.h"
-#include "base/rdr/exceptions.h"
 #include "tests/base/io/FdPair.h"
 #include "tests/base/io/MemIo.h"
-#include "tests/support/Body.h"
 #include "tests/support/prelude.h"
 
 namespace {

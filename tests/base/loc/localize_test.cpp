@@ -1,7 +1,5 @@
 #include "base/loc/Localize.h"
 
-#include <thread>
-
 #include "base/loc/BuiltInResource.h"
 #include "base/loc/BuiltInTexts.h"
 #include "base/loc/LocaleSetter.h"

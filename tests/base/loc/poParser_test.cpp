@@ -1,7 +1,6 @@
 #include "base/loc/PoParser.h"
 
 #include "base/rdr/MemInStream.h"
-#include "base/rdr/exceptions.h"
 #include "tests/support/prelude.h"
 
 namespace {

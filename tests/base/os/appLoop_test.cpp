@@ -11,7 +11,6 @@
 #include "base/os/childExit.h"
 #include "base/os/signalName.h"
 #include "base/plat/log/LogSrc.h"
-#include "tests/support/ManualClock.h"
 #include "tests/support/prelude.h"
 
 namespace {

@@ -2,8 +2,6 @@
 
 #include "base/os/elevate.h"
 
-#include <regex>
-
 #include "base/os/commandWords.h"
 #include "base/os/environment.h"
 #include "base/os/info/programPath.h"

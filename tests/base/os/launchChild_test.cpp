@@ -3,7 +3,6 @@
 #include "base/os/launchChild.h"
 
 #include <atomic>
-#include <thread>
 
 #include <sys/mman.h>
 

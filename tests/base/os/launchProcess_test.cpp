@@ -1,7 +1,5 @@
 #include "base/os/LaunchProcess.h"
 
-#include <chrono>
-
 #include "base/os/AppLoop.h"
 #include "base/os/SignalHandler.h"
 #include "base/os/childExit.h"
@@ -10,7 +8,6 @@
 #include "base/plat/config/Configuration.h"
 #include "base/plat/config/StringParameter.h"
 #include "tests/base/os/inChild.h"
-#include "tests/support/Unprivileged.h"
 #include "tests/support/prelude.h"
 
 namespace {

@@ -3,39 +3,32 @@
 #include "base/plat/assert.h"
 #include "base/plat/config/ConfigParameter.h"
 #include "base/plat/config/Configuration.h"
-#include "base/plat/exceptions.h"
-#include "base/plat/log/LogDest.h"
-#include "base/plat/logging/logging.h"
 #include "tests/support/prelude.h"
 
 namespace plat {
 namespace {
 
-TEST(Exception, eachClassSetsItsTexts) {
-  struct Case {
-    Exception exception;
-    const char *type, *message;
-  };
-  errno = EACCES;
-  const Case cases[] = {{StdlibException("open %s", "x"), "System-13", "open x: Permission denied (13)"},
-                        {SystemException("open", ENOENT), "System-2", "open: No such file or directory (2)"},
-                        {SystemException(nullptr, 99999), "System-99999", "Unknown error (99999)"},
-                        {ProtocolError("odd"), "ProtocolError", "Protocol error: odd"},
-                        {ProtocolError("odd", false), "ProtocolError", "odd"},
-                        {TimedOut(), "TimedOut", "Timed out"},
-                        {BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), "", "Bad UTF-8 string for x"},
-                        {AssertionFail("a > b", "/home/x/base/base/plat/y.d/File.cpp", 12), "AssertionFail",
-                         "Assertion 'a > b' failed at base/plat/y.d/File:12"},
-                        {AssertionFail("v", "libs/fops/path", 3, Formatted, "for %s", "z"), "AssertionFail",
-                         "Assertion 'v' failed at libs/fops/path:3: for z"}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.message);
-    EXPECT_STREQ(c.exception.type, c.type);
-    EXPECT_STREQ(c.exception.message, c.message);
-  }
-}
+using namespace test;
 
-TEST(Exception, cutsLongTextsAtACharacterAndIsShownWithItsType) {
+TEST(Exception, setsTheTextsOfItsClassCutAtACharacterAndIsShownWithItsType) {
+  errno = EACCES;
+  const std::tuple<Exception, const char*, const char*> cases[] = {
+      {StdlibException("open %s", "x"), "System-13", "open x: Permission denied (13)"},
+      {SystemException("open", ENOENT), "System-2", "open: No such file or directory (2)"},
+      {SystemException(nullptr, 99999), "System-99999", "Unknown error (99999)"},
+      {ProtocolError("odd"), "ProtocolError", "Protocol error: odd"},
+      {ProtocolError("odd", false), "ProtocolError", "odd"},
+      {TimedOut(), "TimedOut", "Timed out"},
+      {BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), "", "Bad UTF-8 string for x"},
+      {AssertionFail("a > b", "/home/x/base/base/plat/y.d/File.cpp", 12), "AssertionFail",
+       "Assertion 'a > b' failed at base/plat/y.d/File:12"},
+      {AssertionFail("v", "libs/fops/path", 3, Formatted, "for %s", "z"), "AssertionFail",
+       "Assertion 'v' failed at libs/fops/path:3: for z"}};
+  for (const auto& [exception, type, message] : cases) {
+    EXPECT_STREQ(exception.type, type) << message;
+    EXPECT_STREQ(exception.message, message);
+  }
+
   const std::string whole = std::string(253, 'x') + "\xC3\xA9", split = "x" + whole;
   EXPECT_EQ(Exception("m", split.c_str()).type, std::string(63, 'x'));
   EXPECT_EQ(Exception(whole.c_str()).message, whole);
@@ -48,26 +41,9 @@ TEST(Exception, cutsLongTextsAtACharacterAndIsShownWithItsType) {
   EXPECT_FALSE(Exception(nullptr, "NotFound").isEmpty());
 }
 
-TEST(Assertion, requireThrowsWithTheConditionsText) {
-  const int value = 3;
-  EXPECT_NO_THROW(PLAT_REQUIRE(value == 3));
-  EXPECT_THAT(test::messageFrom<AssertionFail>([&] { PLAT_REQUIRE(value == 4); }),
-              testing::MatchesRegex("Assertion 'value == 4' failed at base/plat/exception_test:[0-9]+"));
-}
-
-/// What the log prints goes to stderr, where death tests look.
-class AssertionDeath : public testing::Test {
-protected:
-  AssertionDeath() {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    setAssertFlushHook([] { std::fputs("flushed\n", stderr); });
-    logOverride("Assertion:exceptionTest:0");
-  }
-  ~AssertionDeath() override {
-    logOverride(nullptr);
-    setAssertFlushHook(nullptr);
-  }
-
+TEST(AssertionDeath, reportsLogsAndFlushesBeforeTheEndAndAbortsIfThatFails) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  /// What the log prints goes to stderr, where death tests look.
   struct StderrDest : LogDest {
     StderrDest() : LogDest("exceptionTest") {}
     void log(int, const char* source, const char* text) override {
@@ -76,34 +52,30 @@ protected:
     }
     bool failing = false;
   } dest;
-};
-
-TEST_F(AssertionDeath, reportsLogsAndFlushesBeforeTheEndAndAbortsIfThatFails) {
+  setAssertFlushHook([] { std::fputs("flushed\n", stderr); });
+  logOverride("Assertion:exceptionTest:0");
   const auto dieOf = [](const char* name) { PLAT_ASSERT_AS(false, name, "base/plat/x", 9); };
-  EXPECT_EXIT(dieOf("never"), testing::KilledBySignal(SIGABRT),
+  EXPECT_EXIT(dieOf("never"), KilledBySignal(SIGABRT),
               "^Assertion 'never' failed at base/plat/x:9\n"
               "<Assertion Assertion 'never' failed at base/plat/x:9>\n"
               "<Assertion stacktrace:  1 .*>\n(.|\n)*flushed\n$");
   dest.failing = true;
-  EXPECT_EXIT(dieOf("x"), testing::KilledBySignal(SIGABRT),
-              "^Assertion 'x' [^\n]*\n<Assertion Assertion 'x' [^\n]*>\n$");
+  EXPECT_EXIT(dieOf("x"), KilledBySignal(SIGABRT), "^Assertion 'x' [^\n]*\n<Assertion Assertion 'x' [^\n]*>\n$");
   dest.failing = false;
   setAssertFlushHook([] { throw Exception("link is gone"); });
-  EXPECT_EXIT(dieOf("x"), testing::KilledBySignal(SIGABRT), "stacktrace:[^\n]*\n$");
-}
+  EXPECT_EXIT(dieOf("x"), KilledBySignal(SIGABRT), "stacktrace:[^\n]*\n$");
+  setAssertFlushHook(nullptr);
 
-TEST_F(AssertionDeath, warningsAreLoggedOnly) {
-  testing::internal::CaptureStderr();
-  warnException(ProtocolError("odd"));
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "<Assertion Warning: Protocol error: odd>\n");
-}
-
-TEST_F(AssertionDeath, badUtf8EndsTheProcessIfAsked) {
   ConfigParameter& asked = Configuration::global().getParam("_BadUtf8Assert");
   asked.setParam("1", 10);
-  EXPECT_EXIT(BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), testing::KilledBySignal(SIGABRT),
+  EXPECT_EXIT(BadUtf8(Formatted, "Bad UTF-8 string for %s", "x"), KilledBySignal(SIGABRT),
               "failed at base/plat/BadUtf8:[0-9]+: Bad UTF-8 string for x\n");
   asked.unsetParam(10, true);
+
+  testing::internal::CaptureStderr();
+  warnException(ProtocolError("odd"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "<Assertion Warning: Protocol error: odd>\n") << "lives on";
+  logOverride(nullptr);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include "base/plat/CircularVector.h"
 #include "base/plat/DString.h"
 #include "base/plat/MBuf.h"
-#include "base/plat/exceptions.h"
 #include "base/plat/hex.h"
 #include "base/plat/numbers.h"
 #include "tests/support/prelude.h"
@@ -14,14 +13,13 @@
 namespace plat {
 namespace {
 
+using namespace test;
+
 TEST(String, keepsNullAndEmptyApartAndMovesLeaveNull) {
   const String null, empty(std::string_view{});
-  EXPECT_TRUE(null.isNull());
-  EXPECT_FALSE(empty.isNull());
-  EXPECT_EQ(null.empty(), empty.empty());
+  EXPECT_TRUE(null.isNull() && !empty.isNull() && null.empty() && empty.empty());
   EXPECT_EQ(null, String(nullptr));
-  EXPECT_LT(null, empty);
-  EXPECT_LT(empty, String("a"));
+  EXPECT_TRUE(null < empty && empty < String("a"));
   String original("text"), copy(original);
   copy.data()[0] = 'n';
   const String moved(std::move(original));
@@ -32,7 +30,7 @@ TEST(String, keepsNullAndEmptyApartAndMovesLeaveNull) {
   EXPECT_EQ(String::format("%s-%0300d", "x", 7).length(), 302U);
 }
 
-TEST(DString, appendsTextsAndItself) {
+TEST(DString, appendsAndReplacesTexts) {
   DString text;
   text.append(nullptr);
   EXPECT_EQ(text.get(), nullptr);
@@ -42,33 +40,27 @@ TEST(DString, appendsTextsAndItself) {
   text.append(text.get()).appendFormat("%s", large.c_str());
   EXPECT_EQ(text.takeString(), ("abcx-42abcx-42" + large).c_str());
   EXPECT_EQ(text.capacity(), 0);
-}
 
-TEST(DString, replacesRangesAndLeavesInvalidOnesAlone) {
-  const struct {
-    int start, end;
-    const char* text;
-    int length;
-    const char* result;
-  } cases[] = {{0, 0, "ab", -1, "ab0123456"}, {7, 7, "ab", -1, "0123456ab"}, {2, 5, "abcdef", -1, "01abcdef56"},
-               {2, 5, "abcdef", 1, "01a56"},  {0, 7, nullptr, -1, ""},       {-1, 2, "x", -1, "0123456"},
-               {3, 2, "x", -1, "0123456"},    {2, 8, "x", -1, "0123456"}};
-  for (const auto& c : cases) {
-    DString text("0123456");
-    text.replaceRange(c.start, c.end, c.text, c.length);
-    EXPECT_STREQ(text.get(), c.result) << c.result;
+  for (const auto& [start, end, with, length, result] : {std::tuple(0, 0, "ab", -1, "ab0123456"),
+                                                         {7, 7, "ab", -1, "0123456ab"},
+                                                         {2, 5, "abcdef", -1, "01abcdef56"},
+                                                         {2, 5, "abcdef", 1, "01a56"},
+                                                         {0, 7, nullptr, -1, ""},
+                                                         {-1, 2, "x", -1, "0123456"},
+                                                         {3, 2, "x", -1, "0123456"},
+                                                         {2, 8, "x", -1, "0123456"}}) {
+    DString digits("0123456");
+    digits.replaceRange(start, end, with, length);
+    EXPECT_STREQ(digits.get(), result) << result;
   }
-}
-
-TEST(DString, replacesEveryOccurrence) {
-  DString text("aaaa.b.");
+  text.append("aaaa.b.");
   for (const auto& [find, with, result] :
        {std::tuple("aa", "a", "aa.b."), {".", "::", "aa::b::"}, {":", nullptr, "aab"}, {"b", "bb", "aabb"}}) {
     text.replaceAll(find, with);
     EXPECT_STREQ(text.get(), result);
   }
-  EXPECT_THAT(test::messageFrom<AssertionFail>([&] { text.replaceAll("", "x"); }),
-              testing::StartsWith("Assertion 'findLen' failed at base/plat/DString:"));
+  EXPECT_THAT(messageFrom<AssertionFail>([&] { text.replaceAll("", "x"); }),
+              StartsWith("Assertion 'findLen' failed at base/plat/DString:"));
 }
 
 using Bytes = MBuf<unsigned char>;
@@ -79,11 +71,9 @@ TEST(MBuf, wipesWhatASecureBufferGivesUpAndGrowsWithZeros) {
     std::fill(buffer.begin(), buffer.end(), 0xAA);
     const unsigned char* const memory = buffer.data();
     buffer.resize(10);
-    EXPECT_EQ(memory[9], 0xAA);
-    EXPECT_EQ(memory[10], secure ? 0 : 0xAA);
+    EXPECT_EQ(std::pair(int{memory[9]}, int{memory[10]}), std::pair(0xAA, secure ? 0 : 0xAA));
     buffer.assign(memory + 5, 1);
-    EXPECT_EQ(memory[0], 0xAA) << "out of itself";
-    EXPECT_EQ(memory[1], secure ? 0 : 0xAA);
+    EXPECT_EQ(std::pair(int{memory[0]}, int{memory[1]}), std::pair(0xAA, secure ? 0 : 0xAA)) << "out of itself";
     buffer.resize(3);
     Bytes copy;
     copy = buffer;
@@ -119,31 +109,26 @@ TEST(CircularVector, behavesLikeAQueueThroughGrowthWrapAroundAndErasure) {
   EXPECT_THROW(ring.reserve(0x20000001u), AssertionFail);
 }
 
-TEST(Numbers, areTakenIfTheyAreWithinTheirTypeAndLimits) {
-  EXPECT_EQ(parseS32("-2147483648"), INT32_MIN);
-  EXPECT_EQ(parseS32("2147483647"), INT32_MAX);
-  EXPECT_EQ(parseU32("4294967295"), UINT32_MAX);
-  EXPECT_EQ(parseS64("-9223372036854775808"), INT64_MIN);
+TEST(Numbers, areTakenWithinTheirTypeAndLimitsAndMoveTheCursorOnlyOnSuccess) {
+  EXPECT_THAT((std::array<std::int64_t, 7>{parseS32("-2147483648"), parseS32("2147483647"), parseU32("4294967295"),
+                                           parseS64("-9223372036854775808"), parseU32(" +0xfF", 16), parseS32("010", 0),
+                                           parseS32("5", 10, 5, 5)}),
+              ElementsAre(INT32_MIN, INT32_MAX, UINT32_MAX, INT64_MIN, 255, 8, 5));
   EXPECT_EQ(parseU64("18446744073709551615"), UINT64_MAX);
-  EXPECT_EQ(parseU32(" +0xfF", 16), 255U);
-  EXPECT_EQ(parseS32("010", 0), 8);
-  EXPECT_EQ(parseS32("5", 10, 5, 5), 5);
   for (const char* text : {"-1", " -0", "4294967296", "-4294967295"}) {
     EXPECT_THROW(parseU32(text), BadNum) << text;
   }
-  const auto failureOf = [](const auto& parse) { return test::messageFrom<BadNum>(parse); };
+  const auto failureOf = [](const auto& parse) { return messageFrom<BadNum>(parse); };
   for (const char* text : {static_cast<const char*>(nullptr), "", " ", "x", "1x", "99999999999999999999"}) {
-    SCOPED_TRACE(testing::PrintToString(text));
-    EXPECT_EQ(failureOf([&] { parseS32(text); }), "Failed to parse integer");
-    EXPECT_EQ(failureOf([&] { parseS64(text); }), "Failed to parse S64 integer");
-    EXPECT_EQ(failureOf([&] { parseU64(text); }), "Failed to parse U64 integer");
+    EXPECT_THAT((std::array{failureOf([&] { parseS32(text); }), failureOf([&] { parseS64(text); }),
+                            failureOf([&] { parseU64(text); })}),
+                ElementsAre("Failed to parse integer", "Failed to parse S64 integer", "Failed to parse U64 integer"))
+        << PrintToString(text);
   }
   EXPECT_THROW(parseS32("2147483648"), BadNum);
   EXPECT_THROW(parseS32("4", 10, 5, 6), BadNum);
   EXPECT_EQ(failureOf([] { parseS32("7", 10, 5, 6, "5 or 6, please"); }), "5 or 6, please");
-}
 
-TEST(Numbers, moveTheCursorOnlyOnSuccessAndLeaveErrnoAlone) {
   errno = ENOTTY;
   const char* const text = "12,99999999999999999999";
   const char* cursor = text;
@@ -154,30 +139,27 @@ TEST(Numbers, moveTheCursorOnlyOnSuccessAndLeaveErrnoAlone) {
   std::uint64_t value = 77;
   EXPECT_FALSE(tryParseU64(++cursor, 10, value));
   EXPECT_EQ(value, 77U);
-  EXPECT_EQ(errno, ENOTTY);
+  EXPECT_EQ(errno, ENOTTY) << "left alone";
 }
 
-TEST(Hex, goesThereAndBack) {
+TEST(Hex, goesThereAndBackAndIsDumpedInColumns) {
   const unsigned char bytes[] = {0x00, 0x9A, 0xFF};
   EXPECT_EQ(binToHex(bytes, 3), "009aff");
   Bytes buffer;
   hexToBuf("009AfF", buffer);
   EXPECT_EQ(buffer, Bytes(bytes, 3));
   for (const char* text : {static_cast<const char*>(nullptr), "0", "0g", "g0", "00 1"}) {
-    EXPECT_THROW(hexToBuf(text, buffer), Exception) << testing::PrintToString(text);
+    EXPECT_THROW(hexToBuf(text, buffer), Exception) << PrintToString(text);
     EXPECT_EQ(buffer.size(), 3);
   }
   unsigned char out[4];
   EXPECT_FALSE(hexToBin("010203", 4, out)) << "ends early";
-}
 
-TEST(Hex, dumpLinesUp) {
   char* text = nullptr;
   std::size_t size = 0;
   std::FILE* const file = open_memstream(&text, &size);
   hexDumpTo(file, "0123456789abcde\x7F\n", 17, nullptr, nullptr);
   hexDumpTo(file, "0123456789abcdef~", 17, "> ", ". ");
-  hexDumpTo(file, "", 0, "> ", ". ");
   std::fclose(file);
   EXPECT_EQ(String::adopt(text),
             "0000 30 31 32 33  34 35 36 37  38 39 61 62  63 64 65 7f  0123456789abcde.\n"

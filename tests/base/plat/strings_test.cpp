@@ -10,26 +10,24 @@
 namespace plat {
 namespace {
 
-TEST(FixedText, leavesOutACharacterThatTheCutWouldSplit) {
-  const struct {
-    std::size_t size;
-    const char *before, *added, *result;
-  } cases[] = {{4, "ab", "\xC3\xA9", "ab"},       {5, "ab", "\xC3\xA9", "ab\xC3\xA9"},
-               {6, "abc", "\xE2\x82\xAC", "abc"}, {7, "abc", "\xE2\x82\xAC", "abc\xE2\x82\xAC"},
-               {4, "", "\xF0\x9F\x98\x80", ""},   {4, "a", "bcd", "abc"},
-               {8, "a", "\xC3", "a\xC3"},         {4, "a", "", "a"}};
-  for (const auto& c : cases) {
-    char appended[16], formatted[16];
-    strCopy(appended, sizeof appended, c.before);
-    strCopy(formatted, sizeof formatted, c.before);
-    strAppend(appended, c.size, c.added);
-    strFormatAppend(formatted, c.size, "%s", c.added);
-    EXPECT_STREQ(appended, c.result);
-    EXPECT_STREQ(formatted, c.result);
-  }
-}
+using namespace test;
 
-TEST(FixedText, staysInsideTheBuffer) {
+TEST(FixedText, leavesOutACharacterThatTheCutWouldSplitAndStaysInsideTheBuffer) {
+  for (const auto& [size, before, added, result] :
+       {std::tuple<std::size_t, const char*, const char*, const char*>(4, "ab", "\xC3\xA9", "ab"),
+        {7, "abc", "\xE2\x82\xAC", "abc\xE2\x82\xAC"},
+        {4, "", "\xF0\x9F\x98\x80", ""},
+        {4, "a", "bcd", "abc"},
+        {8, "a", "\xC3", "a\xC3"},
+        {4, "a", "", "a"}}) {
+    char appended[16], formatted[16];
+    strCopy(appended, sizeof appended, before);
+    strCopy(formatted, sizeof formatted, before);
+    strAppend(appended, size, added);
+    strFormatAppend(formatted, size, "%s", added);
+    EXPECT_STREQ(appended, result);
+    EXPECT_STREQ(formatted, result);
+  }
   char buffer[8] = "1234567";
   strAppend(buffer, 0, "x");
   strAppend(buffer, 4, "x");  // not terminated within four bytes
@@ -47,8 +45,7 @@ TEST(FixedText, staysInsideTheBuffer) {
 using List = std::vector<std::string>;
 
 /// All tokens of a copy of `text`, each taken by `next`, which is given the cursor.
-template <class Next>
-List tokensOf(const char* text, const Next& next) {
+List tokensOf(const char* text, const std::function<char*(char*&)>& next) {
   String copy(text);
   char* cursor = copy.data();
   List tokens;
@@ -68,22 +65,20 @@ TEST(Tokens, areCutAtSeparators) {
   }
   EXPECT_EQ(tokensOf("a::b:c::", [](char*& at) { return strTokenText(at, "::", true); }), (List{"a", "b:c"}));
   EXPECT_EQ(tokensOf("a::b", [](char*& at) { return strTokenText(at, "", false); }), List{"a::b"});
+  char found = 'x';
   std::string separators;
-  EXPECT_EQ(tokensOf("k=v;w",
-                     [&](char*& at) {
-                       char found = 'x';
-                       const char* const token = strTokenAny(at, "=;", &found, true);
-                       separators += found != '\0' ? found : '0';
-                       return token;
-                     }),
-            (List{"k", "v", "w"}));
+  const auto atAny = [&](char*& at) {
+    char* const token = strTokenAny(at, "=;", &found, true);
+    separators += found != '\0' ? found : '0';
+    return token;
+  };
+  EXPECT_EQ(tokensOf("k=v;w", atAny), (List{"k", "v", "w"}));
   EXPECT_EQ(separators, "=;00");
 }
 
 TEST(WrapWords, breaksAtBlanksWithinTheWidth) {
   EXPECT_EQ(wrapWords("aaa bbb ccc", 6, 2), "aaa\n  bbb\n  ccc");
   EXPECT_EQ(wrapWords("aaa   bbb", 8, 0), "aaa\nbbb");
-  EXPECT_EQ(wrapWords("aaa   bbb", 9, 0), "aaa   bbb");
   EXPECT_EQ(wrapWords("aaa bbb\nc ddd ", 7, 1), "aaa bbb\nc ddd ");
   EXPECT_EQ(wrapWords("  toolong aaaaaaaaaa b", 4, 0), "  toolong\naaaaaaaaaa\nb");
   EXPECT_EQ(wrapWords("\xC3\xA9\xC3\xA9 \xC3\xA9", 4, 0), "\xC3\xA9\xC3\xA9 \xC3\xA9");
@@ -92,41 +87,33 @@ TEST(WrapWords, breaksAtBlanksWithinTheWidth) {
 TEST(ExpandVars, replacesNamesByTheirValues) {
   ::setenv("KEL_TEST_VARIABLE", "from outside", 1);
   const std::map<std::string, std::string> variables = {{"NAME", "value"}, {"two words", "2"}};
-  const struct {
-    const char *text, *result;
-  } cases[] = {{"a$$b", "a$b"},       {"$NAME/x", "value/x"}, {"${NAME}$NAMEX!", "value!"},
-               {"${two words}", "2"}, {"${NAME", "value"},    {"${}", "$"},
-               {"$-$", "$-$"},        {"$$NAME", "$NAME"},    {"$KEL_TEST_VARIABLE", "from outside"}};
-  for (const auto& c : cases) {
-    EXPECT_STREQ(expandVars(c.text, &variables, false, true).get(), c.result) << c.text;
-  }
+  const auto expanded = [&](const char* text) { return expandVars(text, &variables, false, true); };
+  EXPECT_EQ(expanded("a$$b $NAME/x ${NAME}$NAMEX! ${two words} ${} $$NAME $KEL_TEST_VARIABLE $-$"),
+            "a$b value/x value! 2 $ $NAME from outside $-$");
+  EXPECT_EQ(expanded("${NAME"), "value");
   EXPECT_STREQ(expandVars("[$KEL_TEST_VARIABLE]", nullptr, false, false).get(), "[]");
-  EXPECT_EQ(test::messageFrom([&] { (void)expandVars("$KEL_TEST_VARIABLE", &variables, true, false); }),
+  EXPECT_EQ(messageFrom([&] { (void)expandVars("$KEL_TEST_VARIABLE", &variables, true, false); }),
             "unknown environment variable: KEL_TEST_VARIABLE");
   ::unsetenv("KEL_TEST_VARIABLE");
 }
 
-TEST(Helpers, compareTextsThatMayBeNull) {
-  const struct {
-    const char *text, *part;
-    bool starts, ends, endsNoCase;
-  } cases[] = {{"abc", "ab", true, false, false},  {"abc", "bc", false, true, true},
-               {"abC", "Bc", false, false, true},  {"abc", "xc", false, false, false},
-               {"bc", "abc", false, false, false}, {"abc", nullptr, true, false, false},
-               {nullptr, "", true, false, false},  {nullptr, nullptr, true, true, true}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.text));
-    EXPECT_EQ(strStartsWith(c.text, c.part), c.starts);
-    EXPECT_EQ(strEndsWith(c.text, c.part), c.ends);
-    EXPECT_EQ(strEndsWithNoCase(c.text, c.part), c.endsNoCase);
+TEST(Helpers, compareTextsThatMayBeNullAndEditTexts) {
+  for (const auto& [text, part, starts, ends, endsNoCase] : {std::tuple("abc", "ab", true, false, false),
+                                                             {"abc", "bc", false, true, true},
+                                                             {"abC", "Bc", false, false, true},
+                                                             {"bc", "abc", false, false, false},
+                                                             {"abc", nullptr, true, false, false},
+                                                             {nullptr, "", true, false, false},
+                                                             {nullptr, nullptr, true, true, true}}) {
+    EXPECT_THAT((std::array{strStartsWith(text, part), strEndsWith(text, part), strEndsWithNoCase(text, part)}),
+                ElementsAre(starts, ends, endsNoCase))
+        << PrintToString(text);
   }
   EXPECT_EQ(strCompareNoCase("aBc", "AbC"), 0);
   EXPECT_LT(strCompareNoCase("ab", "ABC"), 0);
   EXPECT_LT(strCompareNoCase(nullptr, ""), 0);
   EXPECT_GT(strCompareNoCase("\xC3\xA9", "z"), 0);
-}
 
-TEST(Helpers, editTexts) {
   EXPECT_EQ(strTrim(" \t a b\r\n"), "a b");
   EXPECT_EQ(strTrim(" \n"), "");
   EXPECT_EQ(strToLowerLocale("A\xFFZ"), "a\xFFz");
@@ -143,7 +130,7 @@ TEST(Wildcard, matchesWholeTexts) {
   }
   const char* const none = nullptr;
   for (const auto& [pattern, text] : {std::pair("*", none), {none, "a"}, {"", "a"}, {"a*c", "abcd"}, {"a?", "ab"}}) {
-    EXPECT_FALSE(wildcardMatch(pattern, text, false)) << testing::PrintToString(pattern);
+    EXPECT_FALSE(wildcardMatch(pattern, text, false)) << PrintToString(pattern);
   }
   EXPECT_FALSE(wildcardMatch("*a*a*a*a*a*b", std::string(36, 'a').c_str(), false)) << "and takes no time for it";
   EXPECT_FALSE(wildcardMatch("FOPS*", "fopsHelper", true));
@@ -160,11 +147,8 @@ TEST(Utf8, refusesEveryMalformedFormWhereverItStands) {
       SCOPED_TRACE(text);
       EXPECT_FALSE(isValidUtf8(text.c_str()) || isValidUtf8((start + bad).c_str()));
       EXPECT_TRUE(isValidUtf8(text.c_str(), text.c_str() + before));
-      std::string repaired = start;
-      for (std::size_t i = 0; i < bad.size(); ++i) {
-        repaired += "\xEF\xBF\xBD";
-      }
-      EXPECT_EQ(utf8Repair(text.c_str()).orEmpty(), repaired + "zzzzzzzzz");
+      const std::string marks("\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD", 3 * bad.size());
+      EXPECT_EQ(utf8Repair(text.c_str()).orEmpty(), start + marks + "zzzzzzzzz");
     }
   }
 }
@@ -191,17 +175,13 @@ TEST(Utf8, encodesAndDecodesEveryCodePoint) {
   EXPECT_EQ(cursor, buffer);
 }
 
-TEST(Utf8, repairCountsCharacters) {
+TEST(Utf8, isRepairedEscapedForATerminalAndConvertedToLatin1AndBack) {
   const char text[] = "\xC3\xA9\xFF\xE2\x82\xAC";
-  EXPECT_EQ(utf8Repair(text, nullptr, 2), "\xC3\xA9\xEF\xBF\xBD");
+  EXPECT_EQ(utf8Repair(text, nullptr, 2), "\xC3\xA9\xEF\xBF\xBD") << "the limit counts characters";
   EXPECT_EQ(utf8Repair(text, nullptr, 0), "");
   EXPECT_EQ(utf8Repair(text, text + 4), "\xC3\xA9\xEF\xBF\xBD\xEF\xBF\xBD");
   const char withZero[] = "a\0\xFF";
-  EXPECT_TRUE(isValidUtf8(withZero));
-  EXPECT_FALSE(isValidUtf8(withZero, withZero + 3));
-}
-
-TEST(Utf8, isEscapedForATerminalAndConvertedToLatin1AndBack) {
+  EXPECT_TRUE(isValidUtf8(withZero) && !isValidUtf8(withZero, withZero + 3));
   EXPECT_EQ(utf8Escape("plain ~\t\n\x1B\x7F|\xE9|\x80\xA0\xFF|\xC3\xA9|\xE2\x82x", '~'),
             "plain ~~~^I~^J~^[~^?|~M-i|~M^@~M^`~M^?|\xC3\xA9|~M-b~M^Bx");
   EXPECT_EQ(utf8ToLatin1("a\xC3\xA9\xE2\x82\xAC\xC4\x80!"), "a\xE9\x80?!");
@@ -209,30 +189,26 @@ TEST(Utf8, isEscapedForATerminalAndConvertedToLatin1AndBack) {
   EXPECT_EQ(latin1ToUtf8("a\xE9\x80"), "a\xC3\xA9\xE2\x82\xAC");
 }
 
-TEST(Utf8, countsColumns) {
+TEST(Utf8, countsColumnsAndMovesRangesToCharacters) {
   EXPECT_EQ(utf8Width("ab\x01\xFFzz"), 3);
   const std::string before = std::setlocale(LC_CTYPE, nullptr);
   if (std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr) {
-    EXPECT_EQ(utf8Width("\xE4\xB8\xAD"), 2);  // wide
-    EXPECT_EQ(utf8Width("e\xCC\x81"), 1);     // combining
+    EXPECT_EQ(utf8Width("\xE4\xB8\xAD"
+                        "e\xCC\x81"),
+              3)
+        << "wide and combining";
     std::setlocale(LC_CTYPE, before.c_str());
   }
-}
-
-TEST(Utf8, movesRangesToCharacters) {
-  const struct {
-    int start, len, newStart, newLen;
-  } cases[] = {{0, 5, 0, 5}, {2, 3, 1, 4}, {0, 3, 0, 1}, {2, 1, 1, 0}, {4, 1, 4, 1}, {-3, 99, 0, 5}, {9, 1, 5, 0}};
-  for (const auto& c : cases) {
-    int start = c.start, len = c.len;
+  for (const auto& [from, count, newStart, newLen] :
+       {std::tuple(0, 5, 0, 5), {2, 3, 1, 4}, {0, 3, 0, 1}, {2, 1, 1, 0}, {4, 1, 4, 1}, {-3, 99, 0, 5}, {9, 1, 5, 0}}) {
+    int start = from, len = count;
     EXPECT_EQ(utf8Boundary("a\xE2\x82\xAC\x62", start, len), 5);
-    EXPECT_EQ(std::pair(start, len), std::pair(c.newStart, c.newLen)) << c.start << "," << c.len;
+    EXPECT_EQ(std::pair(start, len), std::pair(newStart, newLen)) << from << "," << count;
   }
 }
 
 TEST(Markup, escapesTextsAndAttributes) {
-  DString out;
-  DString style;
+  DString out, style;
   appendFontStyle(style, 120, 700);
   appendColorStyle(style, "red");
   openDiv(out, TextAlign::Center, style.get());

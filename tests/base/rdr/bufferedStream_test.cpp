@@ -1,9 +1,7 @@
-#include <fstream>
 
 #include "base/plat/config/ConfigParameter.h"
 #include "base/plat/config/Configuration.h"
 #include "base/rdr/BlockLender.h"
-#include "tests/support/TestStreams.h"
 #include "tests/support/prelude.h"
 
 using namespace test;

@@ -2,16 +2,13 @@
 #include <sys/time.h>
 
 #include "base/plat/Time.h"
-#include "base/plat/exceptions.h"
 #include "base/rdr/BorrowingFileStream.h"
 #include "base/rdr/FdInStreamOwn.h"
 #include "base/rdr/FdOutStream.h"
 #include "base/rdr/FileOutStream.h"
 #include "base/rdr/TransactedFileOutStream.h"
-#include "base/rdr/exceptions.h"
 #include "base/rdr/fdWait.h"
 #include "tests/base/io/FdPair.h"
-#include "tests/support/TestStreams.h"
 #include "tests/support/prelude.h"
 
 using namespace test;

@@ -4,8 +4,6 @@
 #include "base/rdr/ByteReader.h"
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/TextAppender.h"
-#include "base/rdr/exceptions.h"
-#include "tests/support/TestStreams.h"
 #include "tests/support/prelude.h"
 
 using namespace std::string_view_literals;

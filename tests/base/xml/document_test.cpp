@@ -1,7 +1,5 @@
 #include "base/xml/Document.h"
 
-#include <fstream>
-
 #include "base/xml/errors.h"
 #include "base/xml/escape.h"
 #include "tests/support/prelude.h"

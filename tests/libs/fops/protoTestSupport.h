@@ -4,8 +4,6 @@
 #include "base/plat/config/Configuration.h"
 #include "base/rdr/MemOutStream.h"
 #include "libs/fops/FopsProto.h"
-#include "tests/support/Body.h"
-#include "tests/support/TestStreams.h"
 #include "tests/support/prelude.h"
 
 // What the tests of the protocol and of the file service share: fakes that record, parameters for the length of a test.

@@ -6,8 +6,6 @@
 #include "libs/product/ConfigFile.h"
 #include "libs/product/ConfigStoreFile.h"
 #include "libs/product/configFileFormat.h"
-#include "tests/support/TestStreams.h"
-#include "tests/support/Unprivileged.h"
 #include "tests/support/prelude.h"
 
 namespace {

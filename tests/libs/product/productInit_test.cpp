@@ -15,7 +15,6 @@
 #include "libs/product/ProductInfo.h"
 #include "libs/product/VersionInfoUpdater.h"
 #include "libs/product/directories.h"
-#include "tests/support/Unprivileged.h"
 #include "tests/support/prelude.h"
 
 namespace {

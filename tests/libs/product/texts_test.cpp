@@ -1,4 +1,3 @@
-#include <regex>
 
 #include "base/loc/BuiltInTexts.h"
 #include "base/loc/LocaleSetter.h"

@@ -1,7 +1,5 @@
 #include "base/os/unix/DynamicFn.h"
 
-#include <array>
-
 #include <dlfcn.h>
 
 #include "tests/support/prelude.h"

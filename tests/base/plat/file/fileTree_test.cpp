@@ -1,22 +1,16 @@
 #include "base/plat/file/fileTree.h"
 
 #include "base/plat/file/file.h"
-#include "tests/support/FewDescriptors.h"
-#include "tests/support/Unprivileged.h"
 #include "tests/support/prelude.h"
 
 namespace plat {
 namespace {
 
-using test::failureFrom;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::StartsWith;
+using namespace test;
 
 class FileTreeTest : public testing::Test {
 protected:
-  FileTreeTest() : umask_(::umask(022)) {}
-  ~FileTreeTest() override { ::umask(umask_); }
+  ~FileTreeTest() override { ::umask(umaskBefore); }
 
   mode_t modeOf(const char* name) const {
     struct stat info {};
@@ -28,12 +22,10 @@ protected:
   }
 
   test::TempDir dir;
-
-private:
-  mode_t umask_;
+  const mode_t umaskBefore = ::umask(022);
 };
 
-TEST_F(FileTreeTest, mkDirsMakesWhatIsMissingAboveAndTightensOnlyTheLast) {
+TEST_F(FileTreeTest, mkDirsMakesWhatIsMissingTightensOnlyTheLastAndMatchesTheParentIfAsked) {
   const auto make = [&](const std::string& name, bool isPrivate, bool tighten) {
     return mkDirs((dir / name).c_str(), isPrivate, tighten);
   };
@@ -59,9 +51,7 @@ TEST_F(FileTreeTest, mkDirsMakesWhatIsMissingAboveAndTightensOnlyTheLast) {
   EXPECT_EQ(failure.err, EEXIST);
   EXPECT_THAT(failure.message, StartsWith("mkDir(" + (dir / "dangling") + "): ")) << "tells which one failed";
   EXPECT_EQ(failureFrom([] { mkDirs("", false, false); }).err, ENOENT);
-}
 
-TEST_F(FileTreeTest, matchParentTakesOwnerAndPermissionsFromAbove) {
   ::chmod(dir.makeDir("top").c_str(), 02775);
   for (const auto& [name, isPrivate, mode] : {std::tuple("top/open", false, 02755u), {"top/private", true, 02700u}}) {
     EXPECT_TRUE(mkDirMatchParent((dir / name).c_str(), isPrivate));
@@ -102,10 +92,10 @@ TEST_F(FileTreeTest, rmDirRemovesAllThatItCanAroundWhatItCannot) {
     dir.write(name, "x");
   }
   for (const char* name : {"", "tree", "tree/a", "tree/stuck", "tree/stuck/inner", "tree/unreadable"}) {
-    test::Unprivileged::give(dir / name);
+    Unprivileged::give(dir / name);
   }
   {
-    const test::Unprivileged rights;
+    const Unprivileged rights;
     ::chmod((dir / "tree/stuck").c_str(), 0500);  // "inner" is emptied, but stays
     ::chmod((dir / "tree/unreadable").c_str(), 0);
     EXPECT_EQ(failureFrom([&] { rmDir((dir / "tree").c_str(), true); }).err, ENOTEMPTY) << "not the refusals below";
@@ -127,7 +117,7 @@ TEST_F(FileTreeTest, rmDirGoesAsDeepAsPathsReachWithHardlyAnyDescriptor) {
   }
   chDir(before.c_str());
   const SystemException failure = [&] {
-    const test::FewDescriptors few(2);
+    const test::FdLimit few(test::fewDescriptors(2));
     return failureFrom([&] { rmDir((dir / "tree").c_str(), true); });
   }();
   EXPECT_EQ(failure.err, -1) << failure.message;
@@ -135,23 +125,18 @@ TEST_F(FileTreeTest, rmDirGoesAsDeepAsPathsReachWithHardlyAnyDescriptor) {
 }
 
 TEST_F(FileTreeTest, uniqueNamesPutTheNumberBeforeTheExtensionUpToTheLimit) {
-  const struct {
-    const char *name, *free, *collided;
-  } cases[] = {{"a.b.c", "a.b.c", "a.b(1).c"},
-               {".profile", ".profile", "(1).profile"},
-               {"a\n/b.t", "a--b.t", "a--b(1).t"},
-               {"a(1)", "a(1)", "a(1)(1)"}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(unique(c.name, 0), dir / c.free);
-    dir.write(c.free, "");
-    EXPECT_EQ(unique(c.name), dir / c.collided);
+  for (const auto& [name, free, collided] : {std::tuple("a.b.c", "a.b.c", "a.b(1).c"),
+                                             {".profile", ".profile", "(1).profile"},
+                                             {"a\n/b.t", "a--b.t", "a--b(1).t"},
+                                             {"a(1)", "a(1)", "a(1)(1)"}}) {
+    EXPECT_EQ(unique(name, 0), dir / free);
+    dir.write(free, "");
+    EXPECT_EQ(unique(name), dir / collided);
   }
   dir.write("x.t", "");
   dir.write("x(1).t", "");
   EXPECT_EQ(unique("x.t", 2), dir / "x(2).t");
-  for (const int limit : {1, 0, -1}) {
-    EXPECT_EQ(test::messageFrom([&] { unique("x.t", limit); }), "Too many files with same name") << limit;
-  }
+  EXPECT_EQ(messageFrom([&] { unique("x.t", 1); }), "Too many files with same name");
   dir.link("nowhere", "dangling");
   EXPECT_EQ(unique("dangling"), dir / "dangling") << "a dangling link does not count as taken";
   EXPECT_EQ(failureFrom([&] { unique(std::string(300, 'n').c_str()); }).err, ENAMETOOLONG);

@@ -1,31 +1,23 @@
 #include "base/plat/file/file.h"
 
-#include <array>
-
+#include "base/plat/file/FilePtr.h"
 #include "base/plat/file/fileLinks.h"
 #include "base/plat/file/filePaths.h"
 #include "base/plat/file/filePerms.h"
-#include "base/rdr/exceptions.h"
 #include "base/rdr/fileReadBytes.h"
-#include "tests/support/Unprivileged.h"
 #include "tests/support/prelude.h"
 
 namespace plat {
 namespace {
 
-using test::failureFrom;
-using testing::ElementsAre;
-using testing::StartsWith;
+using namespace test;
 
-struct CloseStream {
-  void operator()(std::FILE* stream) const { std::fclose(stream); }
-};
-using Stream = std::unique_ptr<std::FILE, CloseStream>;
+using Stream = std::shared_ptr<std::FILE>;
 
 class FileTest : public testing::Test {
 protected:
   Stream open(const std::string& name, int flags = O_RDWR | O_CREAT, const char* mode = "r+") {
-    return Stream(fileOpenStream((dir / name).c_str(), flags, mode, 0644));
+    return Stream(fileOpenStream((dir / name).c_str(), flags, mode, 0644), std::fclose);
   }
   struct stat statOf(const std::string& name) const {
     struct stat info {};
@@ -45,14 +37,10 @@ TEST_F(FileTest, everyFailureHasItsWords) {
   const char* const g = gone.c_str();
   int fds[2];
   ASSERT_EQ(::pipe(fds), 0);
-  const Stream in(::fdopen(fds[0], "r"));
-  const Stream out(::fdopen(fds[1], "w"));
-  const Stream file = open("file", O_RDONLY, "r");
-  const struct {
-    std::function<void()> call;
-    std::string words;
-    int err;
-  } cases[] = {
+  const Stream in(::fdopen(fds[0], "r"), std::fclose), out(::fdopen(fds[1], "w"), std::fclose);
+  const Stream file = open("file", O_RDONLY, "r"), folder = open("", O_RDONLY, "r");
+  char byte;
+  const std::tuple<std::function<void()>, std::string, int> cases[] = {
       {[&] { chDir(g); }, "chDir(" + gone + "): ", ENOENT},
       {[&] { fileExists(tooLong.c_str()); }, "fileExists(" + tooLong.substr(0, 200), ENAMETOOLONG},
       {[&] { fileGetSize(g); }, "fileGetSize(" + gone + "): ", ENOENT},
@@ -71,18 +59,20 @@ TEST_F(FileTest, everyFailureHasItsWords) {
       {[&] { fileCopyPerms(tooLong.c_str(), 0); }, "fileCopyPerms/stat(" + tooLong.substr(0, 200), ENAMETOOLONG},
       {[&] { fileCopyPerms(dir.path().c_str(), -1); }, "fileCopyPerms/fchmod: ", EBADF},
       {[&] { fileMakeSticky(g); }, "fileMakeSticky/stat(" + gone + "): ", ENOENT},
+      {[&] { fileReadBytes(folder.get(), &byte, 1); }, "reading from file failed: ", EISDIR},
       {[&] { filePermsCheck(g, {}); }, "stat(" + gone + "): ", ENOENT},
+      {[&] { FilePtr().open(g, FilePtr::Read); }, "Error opening \"" + gone + "\": ", ENOENT},
   };
-  for (const auto& c : cases) {
-    const SystemException e = failureFrom(c.call);
-    EXPECT_THAT(e.message, StartsWith(c.words.substr(0, 255)));
-    EXPECT_EQ(e.err, c.err) << c.words;
+  for (const auto& [call, words, err] : cases) {
+    const SystemException e = failureFrom(call);
+    EXPECT_THAT(e.message, StartsWith(words.substr(0, 255)));
+    EXPECT_EQ(e.err, err) << words;
   }
   EXPECT_EQ(fileOpenStream(dir.path().c_str(), O_RDONLY, "nonsense"), nullptr);
   EXPECT_EQ(errno, EINVAL) << "that of fdopen, although the descriptor was closed since";
 }
 
-TEST_F(FileTest, existenceAndTypeFollowLinks) {
+TEST_F(FileTest, existenceTypeAndIdentityFollowLinks) {
   const std::string inside = dir.makeDir("closed/folder"), link = dir / "link";
   dir.write("file", "x");
   dir.link("closed", "link");
@@ -92,9 +82,14 @@ TEST_F(FileTest, existenceAndTypeFollowLinks) {
   for (const auto& [name, exists] : {std::pair("link", true), {"dangling", false}, {"file/below", false}}) {
     EXPECT_EQ(fileExists((dir / name).c_str()), exists) << name;
   }
-  test::Unprivileged::give(dir.path());
-  test::Unprivileged::give(dir / "closed");
-  const test::Unprivileged rights;
+  dir.link("file", "toFile");
+  const Stream stream = open("file"), other = open("other");
+  for (const auto& [name, same] : {std::pair("toFile", true), {"gone", false}, {"other", false}}) {
+    EXPECT_EQ(fileIsSameAsFd(::fileno(stream.get()), (dir / name).c_str()), same) << name;
+  }
+  Unprivileged::give(dir.path());
+  Unprivileged::give(dir / "closed");
+  const Unprivileged rights;
   ASSERT_EQ(::chmod((dir / "closed").c_str(), 0600), 0);
   EXPECT_EQ(failureFrom([&] { fileExists(inside.c_str()); }).err, EACCES);
 }
@@ -123,11 +118,7 @@ TEST_F(FileTest, streamsTellTheirLengthAndReadToTheEnd) {
   EXPECT_EQ(fileReadBytes(stream.get(), buffer, sizeof buffer), 4u);
   EXPECT_EQ(fileReadBytes(stream.get(), buffer, sizeof buffer), 1u);
   EXPECT_EQ(buffer[0], '9');
-  EXPECT_EQ(test::messageFrom<rdr::EndOfStream>([&] { fileReadBytes(stream.get(), buffer, 1); }), "End of file");
-  const Stream folder(fileOpenStream(dir.path().c_str(), O_RDONLY, "r"));
-  const SystemException failure = failureFrom([&] { fileReadBytes(folder.get(), buffer, 1); });
-  EXPECT_THAT(failure.message, StartsWith("reading from file failed: "));
-  EXPECT_EQ(failure.err, EISDIR);
+  EXPECT_EQ(messageFrom<rdr::EndOfStream>([&] { fileReadBytes(stream.get(), buffer, 1); }), "End of file");
 }
 
 TEST_F(FileTest, aLockKeepsOtherProcessesOutUntilItIsReleased) {
@@ -138,28 +129,18 @@ TEST_F(FileTest, aLockKeepsOtherProcessesOutUntilItIsReleased) {
   const pid_t child = ::fork();
   if (child == 0) {
     const Stream stream = open("file");
-    const char answer = fileLock(stream.get(), false) ? 'g' : 'r';
-    const bool told = ::write(ends[1], &answer, 1) == 1;
-    ::_exit(told && fileLock(stream.get(), true) && dir.exists("released") ? 0 : 1);
+    const bool refused = !fileLock(stream.get(), false) && ::write(ends[1], "r", 1) == 1;
+    ::_exit(refused && fileLock(stream.get(), true) && dir.exists("released") ? 0 : 1);
   }
   ::close(ends[1]);
   char answer = 0;
-  EXPECT_EQ(::read(ends[0], &answer, 1), 1);
+  EXPECT_EQ(::read(ends[0], &answer, 1), 1) << "refused";
   ::close(ends[0]);
-  EXPECT_EQ(answer, 'r') << "refused";
   dir.write("released", "");
   fileUnlock(mine.get());
   int status = -1;
   ::waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
-}
-
-TEST_F(FileTest, sameAsFdComparesWhatTheNameLeadsTo) {
-  dir.link("file", "link");
-  const Stream stream = open("file"), other = open("other");
-  for (const auto& [name, same] : {std::pair("link", true), {"gone", false}, {"other", false}}) {
-    EXPECT_EQ(fileIsSameAsFd(::fileno(stream.get()), (dir / name).c_str()), same) << name;
-  }
 }
 
 TEST_F(FileTest, theWorkingFolderMayBeDeeperThanTheFirstBufferAndIsWhereRelativePathsStart) {
@@ -183,7 +164,7 @@ TEST_F(FileTest, theWorkingFolderMayBeDeeperThanTheFirstBufferAndIsWhereRelative
   EXPECT_THAT(paths, ElementsAre(dir / "d/b", dir / "d", dir / "d"));
 }
 
-TEST_F(FileTest, makePrivateTakesEverythingFromGroupAndOthers) {
+TEST_F(FileTest, permissionsAreTakenFromGroupAndOthersCopiedAndChecked) {
   const Stream stream = open("file");
   const std::string path = dir / "file";
   for (const auto& [before, after] : {std::pair(0777u, 0700u), {0400, 0400}, {01755, 01700}, {0002, 0}}) {
@@ -196,16 +177,12 @@ TEST_F(FileTest, makePrivateTakesEverythingFromGroupAndOthers) {
   }
   if (::geteuid() == 0 && ::chown(path.c_str(), 65534, 12) == 0) {
     fileMakePrivate(path.c_str());
-    EXPECT_EQ(statOf("file").st_uid, 0u);
-    EXPECT_EQ(statOf("file").st_gid, 12u) << "the group stays";
+    EXPECT_EQ(std::pair(statOf("file").st_uid, statOf("file").st_gid), std::pair(0u, 12u)) << "the group stays";
   }
-}
 
-TEST_F(FileTest, permissionsAreCopiedAndChecked) {
   dir.write("model", "x");
   dir.link("model", "link");
   const std::string model = dir / "model";
-  const Stream stream = open("file");
   ::chmod(model.c_str(), 0751);
   EXPECT_TRUE(fileCopyPerms(model.c_str(), stream.get()));
   EXPECT_EQ(modeOf("file"), 0751u);
@@ -217,7 +194,7 @@ TEST_F(FileTest, permissionsAreCopiedAndChecked) {
   EXPECT_NO_THROW(filePermsCheck((dir / "link").c_str(), {me, me + 1}));
   for (const auto& [mode, owner] : {std::pair(0751u, me + 1), {0720, me}, {0702, me}}) {
     ::chmod(model.c_str(), mode);
-    EXPECT_EQ(test::messageFrom([&, trusted = owner] { filePermsCheck(model.c_str(), {trusted}); }),
+    EXPECT_EQ(messageFrom([&, trusted = owner] { filePermsCheck(model.c_str(), {trusted}); }),
               model + ": permissions are not restrictive enough");
   }
   // The folder for temporary files is open to everybody, so no path through it is safe.
@@ -225,45 +202,33 @@ TEST_F(FileTest, permissionsAreCopiedAndChecked) {
   EXPECT_NO_THROW(filePathPermsCheck("/", {0}));
 }
 
-TEST(FilePaths, normaliseDirNameAndBaseNameGoByTheLettersAlone) {
-  const struct {
-    const char *path, *normal, *dir, *base;
-  } cases[] = {{nullptr, ".", "..", "."},
-               {"./", ".", "..", "."},
-               {"//", "/", "/", ""},
-               {"/../../a", "/a", "/", "a"},
-               {"/a//./b/", "/a/b", "/a", "b"},
-               {"a/../b", "b", ".", "b"},
-               {"/a/../..", "/", "/", ""},
-               {"..", "..", "../..", "."},
-               {"a/../..", "..", "../..", "."},
-               {"../a", "../a", "..", "a"},
-               {"../a/..", "..", "../..", "."},
-               {"..a/b..", "..a/b..", "..a", "b.."},
-               {"a../..", ".", "..", "."},
-               {"/a/ ...", "/a/ ...", "/a", " ..."}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.path));
-    EXPECT_EQ(fileNormalise(c.path), c.normal);
-    EXPECT_EQ(fileDirName(c.path), c.dir);
-    EXPECT_EQ(fileBaseName(c.path), c.base);
+TEST(FilePaths, goByTheLettersAlone) {
+  for (const auto& [path, normal, parent, base] :
+       {std::tuple<const char*, const char*, const char*, const char*>(nullptr, ".", "..", "."),
+        {"./", ".", "..", "."},
+        {"//", "/", "/", ""},
+        {"/../../a", "/a", "/", "a"},
+        {"/a//./b/", "/a/b", "/a", "b"},
+        {"a/../b", "b", ".", "b"},
+        {"/a/../..", "/", "/", ""},
+        {"a/../..", "..", "../..", "."},
+        {"../a", "../a", "..", "a"},
+        {"../a/..", "..", "../..", "."},
+        {"..a/b..", "..a/b..", "..a", "b.."},
+        {"a../..", ".", "..", "."}}) {
+    const String parts[] = {fileNormalise(path), fileDirName(path), fileBaseName(path)};
+    EXPECT_THAT(parts, ElementsAre(normal, parent, base)) << PrintToString(path);
   }
-}
-
-TEST(FilePaths, areCutOfASuffixJoinedWithOneSlashAndSanitisedOfControlBytes) {
-  const struct {
-    const char *path, *suffix, *expected;
-  } cases[] = {{"/bin/tool.EXE", ".exe", "tool"}, {"tool.exe", "", "tool.exe"}, {"tool.exe", ".ex", "tool.exe"},
-               {"/x/.exe/", ".exe", ".exe"},      {"exe", ".exe", "exe"},       {"a.exe.exe", ".exe", "a.exe"}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(fileBaseName(c.path, c.suffix), c.expected);
-  }
+  const String bases[] = {fileBaseName("/bin/tool.EXE", ".exe"), fileBaseName("tool.exe", ""),
+                          fileBaseName("tool.exe", ".ex"),       fileBaseName("/x/.exe/", ".exe"),
+                          fileBaseName("exe", ".exe"),           fileBaseName("a.exe.exe", ".exe")};
+  EXPECT_THAT(bases, ElementsAre("tool", "tool.exe", "tool.exe", ".exe", "exe", "a.exe"));
   EXPECT_EQ(fileJoin("/a", "b"), "/a/b");
   EXPECT_EQ(fileJoin("/", "b"), "/b");
   EXPECT_EQ(fileSanitiseName("a/b\x01\n\t\x1f\x20\x7f\xc3\xa9", '-'), "a-b---- -\xc3\xa9");
 }
 
-TEST_F(FileTest, everyKindOfLinkIsResolved) {
+TEST_F(FileTest, everyKindOfLinkIsResolvedAndASecureFolderIsRootsAllTheWay) {
   dir.write("a/b/file", "x");
   for (const auto& [target, name] : {std::pair<std::string, const char*>("../a/b", "a/up"),
                                      {dir / "a", "absolute"},
@@ -290,13 +255,64 @@ TEST_F(FileTest, everyKindOfLinkIsResolved) {
     EXPECT_EQ(failure.err, err) << name;
   }
   EXPECT_DEATH(fileRealPath("asked", "relative"), "Assertion 'path\\[0\\] == '/'' failed at base/plat/file:");
-}
 
-TEST_F(FileTest, aSecureFolderMustExistAndBelongToRootAllTheWay) {
   EXPECT_EQ(fileMakeSecureDir("/", nullptr), "/");
   EXPECT_THROW(fileMakeSecureDir(dir.path().c_str(), nullptr), Exception);
-  EXPECT_EQ(test::messageFrom([] { fileMakeSecureDir("/no/such", "/target"); }),
+  EXPECT_EQ(messageFrom([] { fileMakeSecureDir("/no/such", "/target"); }),
             "/no/such must be created and point to /target");
+}
+
+TEST_F(FileTest, filePtrOpensEveryModeAsItsFlagsSay) {
+  // The mode of a file that is created, or 0, and the contents "old" after writing "X".
+  const std::tuple<int, int, mode_t, std::string> cases[] = {
+      {FilePtr::Read, 0, 0, "old"},
+      {FilePtr::Write, 0, 0664, "X"},
+      {FilePtr::Write, FilePtr::Append | FilePtr::Private, 0600, "oldX"},
+      {FilePtr::ReadWrite, 0, 0, "Xld"},
+      {FilePtr::ReadWrite, FilePtr::Create, 0664, "Xld"},
+      {FilePtr::ReadWrite, FilePtr::Create | FilePtr::Truncate, 0664, "X"}};
+  const mode_t umaskBefore = ::umask(0);
+  for (const auto& [mode, flags, created, after] : cases) {
+    SCOPED_TRACE(testing::Message() << "mode " << mode << " flags " << flags);
+    dir.write("there", "old");
+    ::unlink((dir / "missing").c_str());
+    {
+      FilePtr missing, file;
+      missing.open((dir / "missing").c_str(), mode, flags | FilePtr::NoThrow);
+      EXPECT_EQ(dir.exists("missing"), created != 0);
+      EXPECT_EQ(missing.isOpen() ? modeOf("missing") : 0, created);
+      file.open((dir / "there").c_str(), mode, flags);
+      EXPECT_TRUE(::fcntl(fileno(file.get()), F_GETFD) & FD_CLOEXEC);
+      std::fputs("X", file.get());
+    }
+    EXPECT_EQ(dir.read("there"), after);
+  }
+  ::umask(umaskBefore);
+
+  FilePtr file;
+  file.open("-", FilePtr::Read);
+  EXPECT_EQ(file.get(), stdin);
+  file.open("-", FilePtr::Write);
+  EXPECT_EQ(file.get(), stdout);
+  EXPECT_FALSE(file.owned());
+  EXPECT_EQ(messageFrom([&] { file.open("-", FilePtr::ReadWrite); }), "Invalid mode for stdin/stdout");
+}
+
+TEST(FilePtr, reportsFailuresOfFlushAndClose) {
+  RecordingDest log("FilePtr:rec:0");
+  for (const bool report : {true, false}) {
+    FilePtr file;
+    file.setReportCloseErrors(report);
+    file.open("/dev/full", FilePtr::Write);
+    std::fputs("lost", file.get());
+    EXPECT_THROW(file.flushFile(), StdlibException);
+    std::fputs("lost", file.get());
+    const SystemException failure = failureFrom([&] { file.attach(std::fopen("/dev/full", "w"), true); });
+    EXPECT_THAT(failure.message, StartsWith("fclose: "));
+    EXPECT_EQ(failure.err, ENOSPC);
+    std::fputs("lost", file.get());  // the new stream stands all the same
+  }
+  EXPECT_THAT(log.lines(), ElementsAre(StartsWith("0 FilePtr: [System-28] fclose: ")));
 }
 
 }  // namespace

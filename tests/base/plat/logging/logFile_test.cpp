@@ -1,10 +1,7 @@
 #include "base/plat/logging/logFile.h"
 
 #include <ctime>
-#include <regex>
 
-#include "base/plat/Exception.h"
-#include "base/plat/Time.h"
 #include "base/plat/config/BoolParameter.h"
 #include "base/plat/config/StringParameter.h"
 #include "base/plat/dateText.h"
@@ -16,25 +13,18 @@
 
 namespace {
 
-using plat::LogDestFile;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::MatchesRegex;
+using namespace plat;
+using namespace test;
 
 class LogFile : public testing::Test {
 protected:
   ~LogFile() override {
     LogDestFile::setHeader(nullptr);
-    plat::compactLogParameter().unsetParam(10, true);
+    compactLogParameter().unsetParam(10, true);
   }
 
   void log(const char* text) { dest.log(0, "Src", text); }
-  [[nodiscard]] std::string logged() const { return dir.read("app.log"); }
-  /// The time of the file, in the form in which it becomes part of its name.
-  [[nodiscard]] std::string stamp() const {
-    const std::tm t = plat::localBreakdown(plat::fileGetTime(path.c_str()));
-    return plat::formatDate(".%Y%m%d%H%M%S", t).get();
-  }
+  std::string logged() const { return dir.read("app.log"); }
 
   test::TempDir dir;
   std::string path = dir / "app.log";
@@ -51,13 +41,13 @@ TEST_F(LogFile, writesEveryLevelWithItsPriorityOrCompactLinesWithoutColours) {
                 "> \\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z [^ .]* [^ ]*\\[" + std::to_string(::getpid()) +
                 "\\]: Src: some text\n";
   }
-  plat::compactLogParameter().setParam("1", 10);
+  compactLogParameter().setParam("1", 10);
   log("text");
   expected += "\\d\\d:\\d\\d:\\d\\d\\.\\d{3} Src: text\n";
   EXPECT_TRUE(std::regex_match(logged(), std::regex(expected))) << logged();
 }
 
-TEST_F(LogFile, beginsEachFileWithTheHeaderAndStaysClosedOnceItIsFull) {
+TEST_F(LogFile, beginsEachFileWithTheHeaderStaysClosedOnceFullAndIsReopenedOnlyWhenReplaced) {
   LogDestFile::setHeader("who wrote this");
   dest.setPath(path.c_str());
   log("one");
@@ -68,6 +58,14 @@ TEST_F(LogFile, beginsEachFileWithTheHeaderAndStaysClosedOnceItIsFull) {
   dest.setMaxFileSize(0);
   log("again");
   EXPECT_THAT(logged(), MatchesRegex("who wrote this\n<11> [^\n]*again\n"));
+
+  dest.reopenIfReplaced();
+  log("more");
+  EXPECT_THAT(logged(), MatchesRegex("who wrote this\n[^\n]*again\n[^\n]*more\n"));
+  ASSERT_EQ(std::rename(path.c_str(), (dir / "moved").c_str()), 0);
+  dest.reopenIfReplaced();
+  log("new");
+  EXPECT_THAT(logged(), MatchesRegex("who wrote this\n[^\n]*new\n"));
 }
 
 TEST_F(LogFile, isEnabledByAPathAndMakesItsFolderWithTheFirstLine) {
@@ -87,14 +85,16 @@ TEST_F(LogFile, rotatesTheFileBeforeToAFreeNameAndPurgesOldOnes) {
   for (const auto& [name, days] :
        {std::pair("app.log", 2), {"app.log.20000101000000", 31}, {"app.log.young", 29}, {"app.logs", 99}}) {
     dir.write(name, name);
-    plat::fileSetTime((dir / name).c_str(), plat::getTime() - days * 24 * 3600 * plat::TicksPerSecond);
+    fileSetTime((dir / name).c_str(), getTime() - days * 24 * 3600 * TicksPerSecond);
   }
-  const std::string stamped = "app.log" + stamp(), numbered = "app.log(1)" + stamp();
+  // The time of the file before becomes part of its name.
+  const std::string stamp = formatDate(".%Y%m%d%H%M%S", localBreakdown(fileGetTime(path.c_str()))).get();
+  const std::string stamped = "app.log" + stamp, numbered = "app.log(1)" + stamp;
   dir.write(stamped, "taken");
   dest.setPath(path.c_str());
   log("fresh");
   EXPECT_THAT(logged(), HasSubstr("fresh"));
-  EXPECT_THAT(dir.list(), testing::UnorderedElementsAre("app.log", stamped, numbered, "app.log.young", "app.logs"));
+  EXPECT_THAT(dir.list(), UnorderedElementsAre("app.log", stamped, numbered, "app.log.young", "app.logs"));
   EXPECT_EQ(dir.read(stamped), "taken");
   EXPECT_EQ(dir.read(numbered), "app.log");
 }
@@ -118,21 +118,9 @@ TEST_F(LogFile, leavesADeviceAndALinkInDevWhereTheyAre) {
   std::filesystem::remove_all(folder);
 }
 
-TEST_F(LogFile, isReopenedOnlyWhenItWasReplaced) {
-  dest.setPath(path.c_str());
-  log("one");
-  dest.reopenIfReplaced();
-  log("two");
-  EXPECT_THAT(logged(), MatchesRegex("[^\n]*one\n[^\n]*two\n"));
-  ASSERT_EQ(std::rename(path.c_str(), (dir / "moved").c_str()), 0);
-  dest.reopenIfReplaced();
-  log("three");
-  EXPECT_THAT(logged(), MatchesRegex("[^\n]*three\n"));
-}
-
 TEST_F(LogFile, fallsBackToTheDefaultFileWhenTheChosenOneCannotBeOpened) {
-  plat::StringParameter &logDir = plat::logDirParameter(), &logFile = plat::logFileParameter();
-  const auto complaint = [&](const char* folder, plat::StringParameter& chosen, int priority) {
+  StringParameter &logDir = logDirParameter(), &logFile = logFileParameter();
+  const auto complaint = [&](const char* folder, StringParameter& chosen, int priority) {
     logDir.setParam(folder, 0);
     logFile.setParam("app.log", 0);
     chosen.setParam("x.log", priority);
@@ -155,24 +143,24 @@ TEST_F(LogFile, fallsBackToTheDefaultFileWhenTheChosenOneCannotBeOpened) {
 }
 
 TEST(LogDestFileMgr, followsTheParametersWhileEnabledAndMakesTheirPathAbsolute) {
-  LogDestFile& dest = plat::LogDestFileMgr::instance().dest();
+  LogDestFile& dest = LogDestFileMgr::instance().dest();
   ::setenv("KEL_TEST_DIR", "/tmp/kel", 1);
-  plat::logFileParameter().setParam("$$.log", 10);
+  logFileParameter().setParam("$$.log", 10);
   EXPECT_TRUE(dest.path().isNull());
-  plat::LogDestFileMgr::setEnabled(true);
+  LogDestFileMgr::setEnabled(true);
   EXPECT_EQ(dest.path(), "/$.log");
   for (const auto& [folder, file, expected] : {std::tuple("/var/log/", "a.log", "/var/log/a.log"),
                                                {"/var/log", "/b.log", "/b.log"},
                                                {"$KEL_TEST_DIR", "c.log", "/tmp/kel/c.log"}}) {
-    plat::logFileParameter().setParam(file, 10);
-    plat::logDirParameter().setParam(folder, 10);
+    logFileParameter().setParam(file, 10);
+    logDirParameter().setParam(folder, 10);
     EXPECT_EQ(dest.path(), expected);
   }
-  EXPECT_THROW((void)plat::logFilePath("$KEL_NO_SUCH", "a.log"), plat::Exception);
-  plat::LogDestFileMgr::setEnabled(false);
+  EXPECT_THROW((void)logFilePath("$KEL_NO_SUCH", "a.log"), Exception);
+  LogDestFileMgr::setEnabled(false);
   EXPECT_TRUE(dest.path().isNull());
-  plat::logDirParameter().unsetParam(10, true);
-  plat::logFileParameter().unsetParam(10, true);
+  logDirParameter().unsetParam(10, true);
+  logFileParameter().unsetParam(10, true);
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include "base/plat/thread/Thread.h"
 
 #include <future>
-#include <thread>
 
-#include "base/plat/Exception.h"
 #include "base/plat/Lock.h"
 #include "base/plat/Mutex.h"
 #include "base/plat/thread/Condition.h"
@@ -11,7 +9,8 @@
 
 namespace {
 
-using plat::Thread;
+using namespace plat;
+using namespace test;
 
 struct Body final : Thread::Runnable {
   explicit Body(std::function<void(Thread&)> f) : body(std::move(f)) {}
@@ -27,25 +26,22 @@ void runTwice(std::function<void(Thread&)> body) {
   b.start();
 }
 
-TEST(Mutex, mayBeTakenAgainByItsHolderAndExcludesOthers) {
-  plat::Mutex mutex;
+TEST(Mutex, mayBeTakenAgainByItsHolderExcludesOthersAndIsLetGoOfInAWait) {
+  Mutex mutex;
   int value = 0;
   runTwice([&](Thread&) {
     for (int i = 0; i < 20'000; ++i) {
-      const plat::Lock outer(mutex), inner(mutex);
+      const Lock outer(mutex), inner(mutex);
       ++value;
     }
   });
   EXPECT_EQ(value, 40'000);
-}
 
-TEST(Condition, letsGoOfTheMutexInAWaitAndHoldsItAgainBehindIt) {
-  plat::Mutex mutex;
-  plat::Condition condition(&mutex);
+  Condition condition(&mutex);
   std::string turns;
   runTwice([&](Thread& self) {
     for (int i = 0; i < 1'000; ++i) {
-      const plat::Lock lock(mutex);
+      const Lock lock(mutex);
       while ((turns.size() % 2 == 0) != (*self.name() == 'a')) {
         condition.wait();
       }
@@ -54,22 +50,21 @@ TEST(Condition, letsGoOfTheMutexInAWaitAndHoldsItAgainBehindIt) {
     }
   });
   EXPECT_EQ(turns.size(), 2'000U);
-  EXPECT_EQ(turns.find("aa"), std::string::npos);
-  EXPECT_EQ(turns.find("bb"), std::string::npos);
+  EXPECT_THAT(turns, Not(AnyOf(HasSubstr("aa"), HasSubstr("bb"))));
   EXPECT_DEATH(condition.wait(0),
                "Assertion 'timeoutMs == -1' failed at base/plat/Threading:[0-9]+: Condition timed wait not implemented "
                "yet");
 }
 
 TEST(Thread, runsOnceKnowsItselfAndLogsItsLifeAlsoWhenItsBodyThrows) {
-  test::RecordingDest log("Threading:rec:100");
+  RecordingDest log("Threading:rec:100");
   for (const bool failing : {false, true}) {
     log.clear();
     std::vector<Thread*> seen;
     Body body([&](Thread&) {
       seen.push_back(Thread::current());
       if (failing) {
-        throw plat::Exception("out of luck");
+        throw Exception("out of luck");
       }
     });
     {
@@ -79,28 +74,25 @@ TEST(Thread, runsOnceKnowsItselfAndLogsItsLifeAlsoWhenItsBodyThrows) {
       EXPECT_EQ(thread.join(), &thread);
       EXPECT_EQ(thread.join(), &thread);
       EXPECT_EQ(thread.state(), Thread::Joined);
-      EXPECT_THAT(seen, testing::ElementsAre(&thread));
+      EXPECT_THAT(seen, ElementsAre(&thread));
     }
     const auto line = [](const char* event, const char* detail = "") {
-      return testing::MatchesRegex(std::string("100 Threading: ") + event + " worker [0-9a-f]+" + detail);
+      return MatchesRegex(std::string("100 Threading: ") + event + " worker [0-9a-f]+" + detail);
     };
     // "started" may come before or after "join": the two threads log side by side.
-    EXPECT_THAT(log.lines(),
-                testing::UnorderedElementsAre(line("created  "), line("started  "), line("join     "),
-                                              failing ? line("failed   ", ": out of luck") : line("stopped  "),
-                                              line("joined   "), line("destroy  "), line("destroyed")));
+    EXPECT_THAT(log.lines(), UnorderedElementsAre(line("created  "), line("started  "), line("join     "),
+                                                  failing ? line("failed   ", ": out of luck") : line("stopped  "),
+                                                  line("joined   "), line("destroy  "), line("destroyed")));
   }
 }
 
-TEST(Thread, hasOneNativeObjectPerForeignThread) {
+TEST(Thread, hasOneNativeObjectPerForeignThreadAndDestroysItselfWhenDetached) {
   Thread* const own = Thread::current();
   EXPECT_STREQ(own->name(), "Native");
   EXPECT_EQ(own->join(), nullptr);
   EXPECT_EQ(Thread::current(), own);
   std::thread([own] { EXPECT_NE(Thread::current(), own); }).join();
-}
 
-TEST(Thread, destroysItselfWhenDetached) {
   struct Detached final : Thread {
     Detached() : Thread("detached") {}
     ~Detached() override { gone.set_value(ran); }
