@@ -1,9 +1,5 @@
 #include "tests/apps/Child.h"
 
-#include <chrono>
-#include <fstream>
-#include <thread>
-
 #include <sys/mman.h>
 
 namespace {

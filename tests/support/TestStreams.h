@@ -114,15 +114,4 @@ inline std::string pattern(std::size_t size) {
   return bytes;
 }
 
-/// The text that an expression raises as a plat::Exception or one derived from it; "" if it raises none.
-template <class Action>
-std::string raised(Action action) {
-  try {
-    action();
-  } catch (const plat::Exception& e) {
-    return e.message;
-  }
-  return "";
-}
-
 }  // namespace test

@@ -54,7 +54,7 @@ TEST(BufferedInStream, waitsForAnItemOnlyAsFarAsTheBufferReaches) {
   in.feed("defgh");
   EXPECT_TRUE(in.check(false, 100));
   FedInStream none("a", 0);
-  EXPECT_EQ(raised([&] { none.check(false); }), "InStream overrun: buffer size exceeded");
+  EXPECT_EQ(messageFrom([&] { none.check(false); }), "InStream overrun: buffer size exceeded");
   FedInStream byDefault;
   byDefault.check(false);
   EXPECT_EQ(byDefault.asked, 16800);
@@ -132,7 +132,7 @@ TEST(BufferedOutStream, waitsAtItsCeilingWhichIsThatOfTheParameter) {
   parameter.unsetParam(10, true);
   const std::string bytes = pattern(16396);
   put(out, bytes.substr(0, 16390));
-  EXPECT_EQ(raised([&] { out.writeU8(0); }), "BufferedOutStream overrun: unable to write");
+  EXPECT_EQ(messageFrom([&] { out.writeU8(0); }), "BufferedOutStream overrun: unable to write");
   EXPECT_EQ(out.waits, 1);
   out.perWait = 4;
   put(out, bytes.substr(16390));
@@ -146,7 +146,7 @@ TEST(BufferedOutStream, waitsAtItsCeilingWhichIsThatOfTheParameter) {
 TEST(BufferedOutStream, acceptsAnItemOfItsCeilingAndNoMore) {
   SinkStream out(64, 40000);
   put(out, "pending");
-  EXPECT_EQ(raised([&] { out.overrun(40001, 1); }), "BufferedOutStream overrun: buffer size exceeded");
+  EXPECT_EQ(messageFrom([&] { out.overrun(40001, 1); }), "BufferedOutStream overrun: buffer size exceeded");
   EXPECT_EQ(out.writes, 0);
   out.willing = 3;
   out.perWait = 100;
@@ -155,7 +155,7 @@ TEST(BufferedOutStream, acceptsAnItemOfItsCeilingAndNoMore) {
   EXPECT_EQ(out.bytes, "pending") << "made room";
   EXPECT_EQ(SinkStream(16).overrun(8, INT_MAX), 2) << "counted without overflow";
   SinkStream none(0, 0);
-  EXPECT_EQ(raised([&] { none.writeU8(1); }), "OutStream full");
+  EXPECT_EQ(messageFrom([&] { none.writeU8(1); }), "OutStream full");
 }
 
 TEST(BufferedOutStream, keepsBytesAndCountThroughAnyMixOfPartialWrites) {

@@ -51,7 +51,7 @@ TEST_F(FdStreams, readWhatIsThereAndThenBlockOrTimeOutOrEnd) {
   in.setNonBlocking(false);
   in.setTimeout(0);
   in.skip(2);
-  EXPECT_EQ(raised([&] { in.readU8(); }), "Timed out");
+  EXPECT_EQ(messageFrom([&] { in.readU8(); }), "Timed out");
   pair.send("de");
   EXPECT_EQ(in.readU8(), 'd');
   pair.send("f");
@@ -62,9 +62,9 @@ TEST_F(FdStreams, readWhatIsThereAndThenBlockOrTimeOutOrEnd) {
   ended.setNonBlocking(true);
   pair.closeFar();
   EXPECT_EQ(ended.readU8(), 'f');
-  EXPECT_EQ(raised([&] { ended.readU8(); }), "End of IO stream");
+  EXPECT_EQ(messageFrom([&] { ended.readU8(); }), "End of IO stream");
   rdr::FdInStreamOwn folder(open("/", O_RDONLY | O_CLOEXEC));
-  EXPECT_EQ(raised([&] { folder.readU8(); }), "read: Is a directory (21)");
+  EXPECT_EQ(messageFrom([&] { folder.readU8(); }), "read: Is a directory (21)");
 }
 
 TEST_F(FdStreams, sendWhatIsPendingBeforeTheyGoAndCloseOnlyWhatTheyOwn) {
@@ -103,7 +103,7 @@ TEST_F(FdStreams, waitForTheWholeLimitInSpiteOfSignals) {
 
 TEST_F(FdStreams, refuseToWaitForADescriptorThatSelectCannotWatch) {
   rdr::FdInStreamOwn in(pair.highNear());
-  EXPECT_EQ(raised([&] { in.readU8(); }), "select: Too many open files (24)");
+  EXPECT_EQ(messageFrom([&] { in.readU8(); }), "select: Too many open files (24)");
   pair.send("a");
   EXPECT_EQ(in.readU8(), 'a') << "as long as it need not wait it works";
 }
@@ -111,7 +111,7 @@ TEST_F(FdStreams, refuseToWaitForADescriptorThatSelectCannotWatch) {
 TEST_F(FdStreams, tellTheirOwnerOfEveryWrite) {
   rdr::FdOutStream out(pair.near(), 16384);
   out.setTimeout(0);
-  EXPECT_EQ(raised([&] { put(out, pattern(8 << 20)); }), "Timed out");
+  EXPECT_EQ(messageFrom([&] { put(out, pattern(8 << 20)); }), "Timed out");
   pair.receive();
   RecordingCallback callback;
   out.setCallback(&callback);
@@ -136,15 +136,15 @@ TEST_F(FdStreams, raiseOrSwallowWriteErrors) {
   pair.closeFar();
   put(out, "a");
   out.setThrowErrors(false);
-  EXPECT_EQ(raised([&] { out.flush(); }), "write: Broken pipe (32)") << "a waiting stream raises all the same";
+  EXPECT_EQ(messageFrom([&] { out.flush(); }), "write: Broken pipe (32)") << "a waiting stream raises all the same";
   out.setLazy(true);
   out.flush();
   EXPECT_EQ(out.nPending(), 1);
-  EXPECT_NE(raised([&] { out.writeOnce(true); }).find("'!needWrite'"), std::string::npos);
+  EXPECT_NE(messageFrom([&] { out.writeOnce(true); }).find("'!needWrite'"), std::string::npos);
   out.setThrowErrors(true);  // its destructor lets nothing escape all the same
   rdr::FdOutStream notASocket(open("/dev/null", O_WRONLY | O_CLOEXEC));
   notASocket.setOwnFd(true);
-  EXPECT_EQ(raised([&] { notASocket.closeWrite(); }), "shutdown(SHUT_WR): Socket operation on non-socket (88)");
+  EXPECT_EQ(messageFrom([&] { notASocket.closeWrite(); }), "shutdown(SHUT_WR): Socket operation on non-socket (88)");
 }
 
 TEST(FileOutStream, writesWhatIsPendingToTheFileItWasWrittenFor) {
@@ -167,11 +167,11 @@ TEST(FileOutStream, writesWhatIsPendingToTheFileItWasWrittenFor) {
 TEST(FileStreams, reportAFullDevice) {
   rdr::FileOutStream out("/dev/full");
   put(out, "x");
-  EXPECT_EQ(raised([&] { out.flush(); }), "writing to file failed: No space left on device (28)");
+  EXPECT_EQ(messageFrom([&] { out.flush(); }), "writing to file failed: No space left on device (28)");
   os::FileFdOutStream direct("/dev/full", {O_WRONLY, 0});
   put(direct, "x");
-  EXPECT_EQ(raised([&] { direct.flush(); }), "write: No space left on device (28)");
-  EXPECT_EQ(raised([&] { put(direct, pattern(20000)); }), "write: No space left on device (28)");
+  EXPECT_EQ(messageFrom([&] { direct.flush(); }), "write: No space left on device (28)");
+  EXPECT_EQ(messageFrom([&] { put(direct, pattern(20000)); }), "write: No space left on device (28)");
 }
 
 TEST(FileFdOutStream, writesWhatIsPendingAtItsEndAndClosesWhatItOwns) {
@@ -201,7 +201,7 @@ TEST(FileFdOutStream, tellsThatClosingFailed) {
   out.flushAndClose();  // has nothing left to do
   os::FileFdOutStream lost((dir / "f").c_str(), {O_WRONLY, 0});
   close(lost.fd());
-  EXPECT_EQ(raised([&] { lost.flushAndClose(); }), "close: Bad file descriptor (9)");
+  EXPECT_EQ(messageFrom([&] { lost.flushAndClose(); }), "close: Bad file descriptor (9)");
 }
 
 TEST(FileFdOutStream, joinsBufferedBytesAndLargeBlocksInOrderAndInWholePages) {
@@ -261,9 +261,9 @@ TEST(BorrowingFileStream, reportsAFailureThatItsLenderSawFirst) {
   second.writeBytes(block, 4000);
   first.reset();  // swallows its failure, and nobody gives back to it
   in.check(true, 4000);
-  EXPECT_EQ(raised([&] { second.writeBytes(block, 1); }), "write: No space left on device (28)");
-  EXPECT_EQ(raised([&] { put(second, "x"); }), "write: No space left on device (28)");
-  EXPECT_EQ(raised([&] { second.flush(); }), "write: No space left on device (28)");
+  EXPECT_EQ(messageFrom([&] { second.writeBytes(block, 1); }), "write: No space left on device (28)");
+  EXPECT_EQ(messageFrom([&] { put(second, "x"); }), "write: No space left on device (28)");
+  EXPECT_EQ(messageFrom([&] { second.flush(); }), "write: No space left on device (28)");
 }
 
 TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {
@@ -294,7 +294,7 @@ TEST(TransactedFileOutStream, replacesTheTargetOnlyOnCommit) {
 TEST(TransactedFileOutStream, leavesNothingAfterAFailure) {
   const test::TempDir dir;
   const std::string path = dir.makeDir("folder");
-  EXPECT_EQ(raised([&] { rdr::TransactedFileOutStream(path.c_str()).commit(); }),
+  EXPECT_EQ(messageFrom([&] { rdr::TransactedFileOutStream(path.c_str()).commit(); }),
             "fileRename(" + path + ".tmp," + path + "): Is a directory (21)");
   EXPECT_EQ(dir.list(), std::vector<std::string>{"folder"});
 }

@@ -6,6 +6,7 @@
 #include "base/rdr/OutStreamV4.h"
 #include "base/rdr/exceptions.h"
 #include "tests/support/TestStreams.h"
+#include "tests/support/thrown.h"
 
 using namespace std::string_view_literals;
 using namespace test;
@@ -62,18 +63,18 @@ TEST(FramedOutStream, cutsByTheWindowBelowAndTheLargestFrameButNeverAValue) {
 TEST(FramedOutStream, insistsOnTheOrderOfCalls) {
   rdr::MemOutStream below(0, 4);
   rdr::OutStreamV4 out;
-  EXPECT_NE(raised([&] { out.startMsg(); }).find("'underlying'"), std::string::npos);
+  EXPECT_NE(messageFrom([&] { out.startMsg(); }).find("'underlying'"), std::string::npos);
   out.setUnderlying(&below);
-  EXPECT_EQ(raised([&] { out.endMsg(false); }), "FramedOutStream::endMsg: not in frame");
-  EXPECT_EQ(raised([&] { out.writeU8(1); }), "FramedOutStream::endFrame: not in frame");
+  EXPECT_EQ(messageFrom([&] { out.endMsg(false); }), "FramedOutStream::endMsg: not in frame");
+  EXPECT_EQ(messageFrom([&] { out.writeU8(1); }), "FramedOutStream::endFrame: not in frame");
   out.startMsg();
-  EXPECT_EQ(raised([&] { out.startMsg(); }), "FramedOutStream::startMsg: already in msg");
+  EXPECT_EQ(messageFrom([&] { out.startMsg(); }), "FramedOutStream::startMsg: already in msg");
   EXPECT_THROW(out.writeU64(1), rdr::OutStreamFull);
   EXPECT_THROW(out.writeU8(1), rdr::FrameException) << "no window is left after the stream below failed";
   out.setUnderlying(&below);
   out.startMsg();
   out.endMsg(false);
-  EXPECT_EQ(raised([&] { out.writeU8(1); }), "FramedOutStream::endFrame: not in frame");
+  EXPECT_EQ(messageFrom([&] { out.writeU8(1); }), "FramedOutStream::endFrame: not in frame");
   EXPECT_EQ(contents(below), "\x80\x00"sv);
 }
 
@@ -96,7 +97,7 @@ TEST(FramedInStream, readsAMessageHoweverItIsCutAndHoweverItArrives) {
           }
         };
         below.feed(std::string_view(wire).substr(0, cut));
-        raised(parse);
+        messageFrom(parse);
         EXPECT_EQ(done, cut >= wire.size() - 6);
         below.feed(std::string_view(wire).substr(cut));
         if (!done) {
@@ -123,16 +124,16 @@ TEST(FramedInStream, startsAMessageWithItsWholeHeaderAndEndsItOnlyWhenItIsRead) 
   EXPECT_THROW(waiting.startMsg(true), rdr::BlockException);
   FedInStream below(frames("ab") + frames("c"), -1);
   rdr::InStreamV4 in(&below);
-  EXPECT_NE(raised([&] { in.readU8(); }).find("'inMsg_'"), std::string::npos);
+  EXPECT_NE(messageFrom([&] { in.readU8(); }).find("'inMsg_'"), std::string::npos);
   in.startMsg(true);
   EXPECT_EQ(in.readU8(), 'a');
-  EXPECT_EQ(raised([&] { in.endMsg(); }), "FramedInStream::endMsg: data left in msg");
+  EXPECT_EQ(messageFrom([&] { in.endMsg(); }), "FramedInStream::endMsg: data left in msg");
   EXPECT_EQ(in.readU8(), 'b');
-  EXPECT_EQ(raised([&] { in.readU8(); }), "End of message");
+  EXPECT_EQ(messageFrom([&] { in.readU8(); }), "End of message");
   in.endMsg();
   in.startMsg(true);
   in.setUnderlying(nullptr);
-  EXPECT_NE(raised([&] { in.startMsg(true); }).find("'underlying'"), std::string::npos);
+  EXPECT_NE(messageFrom([&] { in.startMsg(true); }).find("'underlying'"), std::string::npos);
 }
 
 TEST(FramedInStream, skipsOrCopiesTheRestInPieces) {
@@ -146,7 +147,7 @@ TEST(FramedInStream, skipsOrCopiesTheRestInPieces) {
     const auto rest = [&] { copy ? in.copyRestOfMsg(copied) : in.skipRestOfMsg(); };
     for (std::size_t at = 0; at < wire.size(); at += 97) {
       below.feed(std::string_view(wire).substr(at, 97));
-      while (in.startMsg(false) && raised(rest).empty()) {
+      while (in.startMsg(false) && messageFrom(rest) == "(nothing was thrown)") {
         in.endMsg();
         ++messages;
       }
@@ -165,8 +166,8 @@ TEST(FramedInStream, keepsASoundWindowWhenTheLinkFails) {
   in.startMsg(true);
   in.readU8();
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(raised([&] { in.readU8(); }), "End of IO stream");
-    EXPECT_EQ(raised([&] { static_cast<void>(in.atEnd()); }), "End of IO stream");
+    EXPECT_EQ(messageFrom([&] { in.readU8(); }), "End of IO stream");
+    EXPECT_EQ(messageFrom([&] { static_cast<void>(in.atEnd()); }), "End of IO stream");
   }
   // Frames without payload fill the buffer too.
   for (const std::string& wire : {frames(pattern(100), 5), std::string("\x00\x01x"sv) + std::string(100, '\0')}) {
@@ -174,6 +175,6 @@ TEST(FramedInStream, keepsASoundWindowWhenTheLinkFails) {
     in.setUnderlying(&below);
     in.startMsg(false);
     char bytes[100];
-    EXPECT_EQ(raised([&] { in.readFixed(bytes, 100); }), "InStream overrun: buffer size exceeded");
+    EXPECT_EQ(messageFrom([&] { in.readFixed(bytes, 100); }), "InStream overrun: buffer size exceeded");
   }
 }

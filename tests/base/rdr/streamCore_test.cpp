@@ -67,9 +67,9 @@ TEST(InStream, readsValuesThatTheBufferCannotHoldWhole) {
   FedInStream in(everyValue, 3);
   in.setRewindable(false);
   expectEveryValue(in);
-  EXPECT_EQ(raised([&] { in.check(true); }), "Reading from InStream would block");
+  EXPECT_EQ(messageFrom([&] { in.check(true); }), "Reading from InStream would block");
   EXPECT_EQ(in.offset(), everyValue.size()) << "what was read is gone";
-  EXPECT_EQ(raised([&] { in.rewind(); }), "Attempt to rewind a non-rewindable stream");
+  EXPECT_EQ(messageFrom([&] { in.rewind(); }), "Attempt to rewind a non-rewindable stream");
 }
 
 TEST(InStream, repositionsBehindTheCheckpointAcrossTheWrapOfOffsets) {
@@ -86,7 +86,7 @@ TEST(InStream, repositionsBehindTheCheckpointAcrossTheWrapOfOffsets) {
   EXPECT_EQ(in.readU8(), 'u');
   in.reposition(1);
   EXPECT_EQ(in.readU8(), 'y');
-  EXPECT_EQ(raised([&] { in.reposition(0xFFFFFFFCU); }), "Can't reposition before checkpoint");
+  EXPECT_EQ(messageFrom([&] { in.reposition(0xFFFFFFFCU); }), "Can't reposition before checkpoint");
   EXPECT_EQ(in.offset(), 2U);
 }
 
@@ -100,15 +100,15 @@ TEST(InStream, takesItemsWholeOrGathersOne) {
   EXPECT_EQ(in.getItemsOrCopy(buf, 8, &n), static_cast<void*>(buf));
   EXPECT_EQ(std::string(buf, 8) + std::to_string(n), "defghijk1");
   n = 0;
-  EXPECT_NE(raised([&] { in.getItems(2, &n, false); }).find("'*nItems > 0'"), std::string::npos);
-  EXPECT_NE(raised([&] { in.readInPlace(7); }).find("'nUnread() >= n'"), std::string::npos);
+  EXPECT_NE(messageFrom([&] { in.getItems(2, &n, false); }).find("'*nItems > 0'"), std::string::npos);
+  EXPECT_NE(messageFrom([&] { in.readInPlace(7); }).find("'nUnread() >= n'"), std::string::npos);
 }
 
 TEST(InStream, limitsAndRepairsTexts) {
   FedInStream in;
   in.feed("\0\0\0\3abc\0\0\0\4\xff\xff\xff\xff\0\3a\xffz\3a\xffz"sv);
   EXPECT_EQ(in.readString(3, true), "abc");
-  EXPECT_EQ(raised([&] { in.readString(3, true); }), "String exceeds maximum length");
+  EXPECT_EQ(messageFrom([&] { in.readString(3, true); }), "String exceeds maximum length");
   EXPECT_EQ(in.offset(), 11U) << "the length is consumed";
   EXPECT_THROW(in.readString(0xFFFFFFFF, true), rdr::StringTooLongException);
   EXPECT_EQ(in.readShortString(true), "") << "empty, not null";
@@ -152,7 +152,7 @@ TEST(InStream, readsLines) {
   EXPECT_STREQ(line.get(), "");
   in.readLine(line);
   in.readLine(line);
-  EXPECT_EQ(raised([&] { in.readLine(line); }), "End of in-memory input stream");
+  EXPECT_EQ(messageFrom([&] { in.readLine(line); }), "End of in-memory input stream");
 }
 
 TEST(MemOutStream, growsUpToItsLimit) {
@@ -160,7 +160,7 @@ TEST(MemOutStream, growsUpToItsLimit) {
   put(out, "abcde");
   EXPECT_EQ(out.allocated(), 8);
   put(out, "fghi");
-  EXPECT_EQ(raised([&] { out.writeU16(1); }), "OutStream full");
+  EXPECT_EQ(messageFrom([&] { out.writeU16(1); }), "OutStream full");
   EXPECT_EQ(contents(out), "abcdefghi");
   out.setMaxSize(5);
   EXPECT_THROW(out.writeU8(1), rdr::OutStreamFull) << "a limit below the contents";
@@ -168,7 +168,7 @@ TEST(MemOutStream, growsUpToItsLimit) {
   EXPECT_EQ(out.overrun(8, INT_MAX), INT_MAX) << "room for what the limit allows";
   EXPECT_EQ(out.spaceLeft(), 91);
   EXPECT_THROW(out.overrun(INT_MAX, 1), rdr::OutStreamFull);
-  EXPECT_NE(raised([&] { out.setPtr(out.getEnd() + 1); }).find("'p >= ptr && p <= end'"), std::string::npos);
+  EXPECT_NE(messageFrom([&] { out.setPtr(out.getEnd() + 1); }).find("'p >= ptr && p <= end'"), std::string::npos);
 }
 
 TEST(MemOutStream, handsItsBufferOverAsATextOfOneZeroByteMore) {
@@ -202,7 +202,7 @@ TEST(ByteReader, gathersMoreThanTheBufferHoldsInAnyPieces) {
       ASSERT_FALSE(skipper.skip(false));
       skipped.feed(std::string_view(expected).substr(at, piece));
     }
-    EXPECT_EQ(raised([&] { reader.init(&in, 5, nullptr, false); }), "ByteReader::init: bad len");
+    EXPECT_EQ(messageFrom([&] { reader.init(&in, 5, nullptr, false); }), "ByteReader::init: bad len");
     const auto [count, bytes] = reader.read(true);
     EXPECT_EQ(std::string(bytes, bytes + count), expected);
     EXPECT_EQ(bytes == buffer, piece % 2 != 0);

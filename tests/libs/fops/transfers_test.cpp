@@ -341,13 +341,13 @@ TEST_F(LocalFileWriterTest, takesOverTimesOnlyIfAsked) {
 TEST_F(LocalFileWriterTest, removesTheFileWhenItCannotEndIt) {
   auto writer = open("gone");
   ASSERT_EQ(::unlink((dir / "gone.tmp").c_str()), 0);
-  EXPECT_EQ(test::raised([&] { writer->finish(); }),
+  EXPECT_EQ(test::messageFrom([&] { writer->finish(); }),
             "fileRename(" + dir / "gone.tmp" + "," + dir / "gone" + "): No such file or directory (2)");
   for (int i = 0; i <= 99; ++i) {  // all that could stand in for the name
     dir.makeDir(i == 0 ? "t" : "t(" + std::to_string(i) + ")");
   }
   writer = open("t");
-  EXPECT_EQ(test::raised([&] { writer->finish(); }), "Too many files with same name");
+  EXPECT_EQ(test::messageFrom([&] { writer->finish(); }), "Too many files with same name");
   writer.reset();
   EXPECT_EQ(dir.list().size(), 100U);
 }
