@@ -95,11 +95,12 @@ bool BufferedOutStream::writeAll(bool needWrite) {
 /// The pages that a long listing has filled stay addressable and cost nothing until they are written to again.
 void BufferedOutStream::releaseSentMemory() noexcept {
   const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto begin = reinterpret_cast<std::uintptr_t>(start_.get());
   // Whole pages inside of what was sent. The last page stays: a frame that is under construction may begin in it.
-  const auto first = (reinterpret_cast<std::uintptr_t>(start_.get()) + pageSize - 1) / pageSize * pageSize;
+  const auto first = (begin + pageSize - 1) / pageSize * pageSize;
   const auto last = reinterpret_cast<std::uintptr_t>(sentUpTo_) / pageSize * pageSize;
   // A failure leaves the pages where they are, which does no harm.
-  madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED);
+  madvise(start_.get() + (first - begin), last - first, MADV_DONTNEED);
 }
 
 bool BufferedOutStream::tryFlush(bool needWrite) {

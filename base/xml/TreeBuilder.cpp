@@ -14,7 +14,7 @@ namespace xml {
 namespace {
 
 /// What the parser is fed at a time: it copies what it is given, so a whole text would be held twice.
-constexpr std::size_t PieceBytes = 64 * 1024;
+constexpr std::size_t PieceBytes = 64UL * 1024;
 
 // The parser's memory is counted, since it alone decides how much of a piece of markup it has to hold. Its hooks know
 // no caller; one run at a time on a thread makes the thread's own counter do.

@@ -24,6 +24,8 @@ public:
   /// Null if the system has none.
   Function* get() {
     const std::uintptr_t known = found_.load(std::memory_order_acquire);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an atomic holds a number, so that there is one more value than
+    // addresses
     return known != NotAsked ? reinterpret_cast<Function*>(known) : lookUp();
   }
 

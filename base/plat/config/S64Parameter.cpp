@@ -48,7 +48,7 @@ String normalised(const char* text) {
   return storedForm(value);
 }
 
-String normalisedOrKept(String text) {
+String normalisedOrKept(const String& text) {
   String stored = normalised(text.get());
   return stored.isNull() ? text : stored;
 }

@@ -56,7 +56,9 @@ bool followFirstLink(const char* reported, std::string& path) {
     if (S_ISLNK(info.st_mode)) {
       // The caller goes over the result from its front again, since the target may lead through links as well.
       const std::string target = readTarget(reported, prefix.c_str());
-      path = (target.starts_with('/') ? target : path.substr(0, begin) + target) + "/" + path.substr(end);
+      // An absolute target takes the place of the whole way to the link, another one that of its name.
+      const std::size_t replaced = target.starts_with('/') ? 0 : begin;
+      path.replace(replaced, end - replaced, target + "/");
       return true;
     }
     if (!S_ISDIR(info.st_mode) && path.find_first_not_of('/', end) != std::string::npos) {

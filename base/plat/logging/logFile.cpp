@@ -22,7 +22,7 @@ namespace {
 
 /// Files from before this time are purged; 0 if that would be before time begins.
 FileTime purgeLimit() {
-  constexpr FileTime TicksPerDay = 24 * 3600 * TicksPerSecond;
+  constexpr FileTime TicksPerDay = 24L * 3600 * TicksPerSecond;
   const FileTime now = getTime();
   const FileTime keepDays = logKeepDaysParameter().getValueInt();
   return keepDays > now / TicksPerDay ? 0 : now - keepDays * TicksPerDay;
