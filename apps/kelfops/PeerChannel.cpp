@@ -72,6 +72,7 @@ void PeerChannel::msgIpcClosed(io::MsgIpc&) {
 }
 
 void PeerChannel::msgIpcError(io::MsgIpc&, const plat::Exception& failure) {
+  // The end of the stream is how a helper in good order takes its leave.
   if (std::strcmp(failure.type, "EndOfStream") != 0) {
     reason_ = plat::ExceptionText(failure).get();
   }
@@ -95,6 +96,7 @@ bool PeerChannel::readMsg(const char* name, rdr::InStream& in, io::MsgIpc&) {
   return true;
 }
 
+/// MaxLogText is the most that the helper forwards of a line; a longer one is no log line of its.
 void PeerChannel::showLogLine(rdr::InStream& in) {
   const std::int32_t level = in.readS32();
   const plat::String source = in.readShortString(true);

@@ -46,6 +46,7 @@ void PeerSession::finish() {
     finished_();
   }
   try {
+    // This ends the session; the helper itself lives as long as its link.
     proto_.clientClose();
     // Half closed: the helper sees the end, and its last log lines still arrive.
     channel_.closeWrite();
@@ -56,6 +57,7 @@ void PeerSession::finish() {
   }
 }
 
+/// Ahead of finish() an end is a failure, whatever the helper's own exit code; behind it, it is what we wait for.
 void PeerSession::helperEnded() {
   if (!isFinished_) {
     exitStatus_ = HelperFailed;
@@ -64,6 +66,7 @@ void PeerSession::helperEnded() {
   os::AppLoop::quit(exitStatus_);
 }
 
+/// The work is done and its outcome known; a helper that lingers does not change it.
 bool PeerSession::timerFired(plat::Timer&) {
   os::AppLoop::quit(exitStatus_);
   return false;
@@ -77,6 +80,7 @@ bool PeerSession::sessionMessage(rdr::InStream& in) {
     return false;
   }
   if (!isFinished_) {
+    // After every message, whatever it was: any of them may have freed a place for a further request.
     command_.pump();
   }
   return true;

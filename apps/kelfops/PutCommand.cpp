@@ -49,6 +49,8 @@ void PutCommand::queueTop() {
   folders_.push_back(std::move(top));
 }
 
+/// Folders wait until the helper has answered under which name it made them; only then are they read, and what they
+/// hold gets its destination. So nothing is sent to a folder that is not there, or that is another one of that name.
 void PutCommand::pump() {
   // Files first: what is queued goes before another folder is read, so that few wait in memory.
   while (!files_.empty() && flying_.size() < MaxFilesInFlight) {
@@ -90,6 +92,7 @@ void PutCommand::sendFile(Item item) {
 
 void PutCommand::uploadFolderResult(fops::TransferId id, const char* path, const plat::Exception& error) {
   const auto asked = creating_.extract(id);
+  // An answer that nobody asked for is no reason to stop.
   if (asked.empty()) {
     return;
   }
@@ -139,6 +142,7 @@ void PutCommand::transferDone(fops::TransferId id, int status, const plat::Excep
   if (status != 0) {
     session_->report(item.local.c_str(), error);
   } else if (item.sent != size) {
+    // The helper may say that it has all only after it has got all.
     session_->report(item.local.c_str(), plat::ProtocolError("Complete ahead of the file's end"));
   } else {
     ++tally_.files;

@@ -28,6 +28,7 @@ void addGlobalOptions(CLI::App& app, Options& options) {
       ->check(checkNotEmpty)
       ->capture_default_str();
   app.add_option("--helper", options.helper, "The helper's program; by default the one beside this program");
+  // Names are looked up without a fallback: the check has run by then.
   app.add_option_function<std::string>(
          "--link", [&options](const std::string& name) { options.link = LinkNames.at(name); },
          "How the helper is reached")
@@ -101,6 +102,7 @@ std::optional<Options> parseCommandLine(int argc, char** argv, int& exitStatus) 
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
+    // The library tells the kinds of wrong usage apart by codes of its own; scripts rely on ours.
     exitStatus = app.exit(error) == 0 ? 0 : WrongUsage;
     return std::nullopt;
   }

@@ -13,6 +13,7 @@
 
 namespace {
 
+// Few writes, but not the whole output at once: a long listing would stand in memory a second time.
 constexpr std::size_t FlushBytes = 65536;
 
 /// "YYYY-MM-DD HH:MM" in local time. Files written together share their minute, so the last answer is kept.
@@ -22,6 +23,7 @@ public:
     std::int64_t seconds = 0;
     std::int64_t microseconds = 0;
     plat::fileTimeToUnix(time, seconds, microseconds);
+    // Rounded down, also before 1970, where division would put two minutes into one.
     const std::int64_t minute = seconds >= 0 ? seconds / 60 : (seconds - 59) / 60;
     if (minute != minute_ || text_[0] == 0) {
       minute_ = minute;
@@ -41,6 +43,7 @@ private:
 void appendMode(std::string& line, const fops::DirEntry& entry) {
   const unsigned mode = fops::unixMode(entry);
   char text[11] = "?rwxrwxrwx";
+  // No other kinds: special files do not travel, and a link shows as what it leads to.
   text[0] = entry.flags & fops::Directory ? 'd' : '-';
   for (int bit = 0; bit < 9; ++bit) {
     if (!(mode & (0400U >> bit))) {

@@ -20,6 +20,7 @@ namespace io {
 namespace {
 
 constexpr std::size_t AddressRoom = 128;
+// NI_MAXHOST, the most that getnameinfo(3) gives.
 constexpr std::size_t NumericHostRoom = 1025;
 constexpr int MaxPort = 65535;
 constexpr int Ipv4Size = sizeof(in_addr);
@@ -81,6 +82,7 @@ IpInfo::IpInfo(const PktInfo& info, int port) {
   os::socketInit();
   const plat::MBuf<unsigned char> binAddr = info.binaryAddress();
   build(info.family(), binAddr.data(), port);
+  // A link-local address means something on its link only (RFC 4007), so nothing could be sent there without it.
   if (family() == AF_INET6 && isLinkLocal()) {
     reinterpret_cast<sockaddr_in6*>(addr_.data())->sin6_scope_id = info.interfaceIndex();
   }
@@ -154,6 +156,7 @@ plat::MBuf<unsigned char> IpInfo::binaryAddress() const {
 }
 
 bool IpInfo::equals(const IpInfo* other) const noexcept {
+  // Not the structures as a whole: they hold padding, and for IPv6 flow label and scope, which do not count here.
   return other != nullptr && family() == other->family() && port() == other->port() &&
          std::memcmp(binaryStart(), other->binaryStart(), static_cast<std::size_t>(binarySize())) == 0;
 }
@@ -187,6 +190,7 @@ const plat::String& IpInfo::numericHostName() const {
 
 const plat::String& IpInfo::endpointText() const {
   if (endpoint_.isNull()) {
+    // With no base port there are no offsets: two colons and the port itself, which every reader takes alike.
     endpoint_ = formatEndpoint(numericHostName().get(), port(), -1, -1);
   }
   return endpoint_;

@@ -15,6 +15,7 @@ namespace {
 static_assert(CMSG_SPACE(sizeof(in_pktinfo)) == 32);
 static_assert(CMSG_SPACE(sizeof(in6_pktinfo)) == 40);
 
+// For IPv6 the option has another name than the message that it brings (RFC 3542); for IPv4 one name serves both.
 struct Option {
   int level;
   int name;
@@ -98,6 +99,7 @@ bool PktInfo::read(const msghdr& message) {
     if (header->cmsg_len < CMSG_LEN(size)) {
       return false;  // cut off for want of room
     }
+    // Copied, here as in write(): the data of a control message need not be aligned for its type (cmsg(3)).
     control_.assign(CMSG_DATA(header), static_cast<int>(size));
     family_ = family;
     return true;

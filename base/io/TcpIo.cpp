@@ -38,6 +38,7 @@ TcpIo::TcpIo(int socketFd, bool closeAtEnd, bool isConnecting, int inBufSize, in
   if (!setNoDelay(socketFd, false)) {
     log.debug("unable to setsockopt TCP_NODELAY: %d", errno);
   }
+  // What never leaves the machine counts as secure, as a link over a Unix-domain socket does.
   if (myInfo().isLoopback() && peerInfo().isLoopback()) {
     flags().insert("secureTransport");
   }
@@ -67,6 +68,7 @@ const char* TcpIo::displayName() {
   if (displayText_.empty()) {
     displayText_ = logFailure("displayName", [this] { return peerInfo().displayText("TCP", hostName_.get()); });
   }
+  // A failure is not kept, so the peer's name comes as soon as the system can tell it.
   return displayText_.empty() ? FdIo::displayName() : displayText_.get();
 }
 
@@ -106,6 +108,7 @@ const char* TcpIo::tcpErrorKey(int error) noexcept {
     case EHOSTUNREACH:
       return "io_error_ip_nethostunreach";
     case ECONNRESET:
+    // One cause for the user: a reader learns of the peer's reset by the one, a later writer by the other.
     case EPIPE:
       return "io_error_tcp_connreset";
     default:

@@ -58,6 +58,7 @@ bool startsWith(const std::string& text, const char* prefix) {
 class CtypeSaver {
 public:
   CtypeSaver() : threads_(uselocale(LC_GLOBAL_LOCALE)) {
+    // Copied, since the next setlocale(3) may overwrite what it answers.
     if (const char* now = setlocale(LC_CTYPE, nullptr)) {
       saved_ = now;
     }
@@ -102,6 +103,8 @@ bool probeSpelling(const std::string& stem, const std::string& modifier, const c
   return true;
 }
 
+/// UTF-8 first, which is what all texts here are in; with another codeset they are converted and may lose characters.
+/// A name may come without a codeset, and how systems spell theirs differs, so the usual spellings are tried in turn.
 bool resolveUncached(const std::string& name, OsLocale& result) {
   std::string answer = name;
   Codeset codeset = Codeset::Other;
@@ -133,6 +136,8 @@ bool resolveUncached(const std::string& name, OsLocale& result) {
 
 }  // namespace
 
+/// By their beginning ISO 8859-15 counts too, which is Latin-1 with the euro sign and a few letters. ASCII goes by
+/// several names: the C library says "ANSI_X3.4-1968", the IANA registry also has "ISO646-US" and "iso-ir-6".
 Codeset classifyCodeset(const char* codeset) {
   const std::string folded = foldCodeset(codeset ? codeset : "");
   if (folded == "utf8") {
@@ -148,6 +153,7 @@ Codeset classifyCodeset(const char* codeset) {
 
 bool resolveOsLocale(const std::string& name, OsLocale& result) {
   const plat::Lock lock(cache().mutex);
+  // Held while probing: the locale is the whole process's, and two probes would restore each other's.
   auto found = cache().resolved.find(name);
   if (found == cache().resolved.end()) {
     OsLocale fresh;
@@ -171,6 +177,7 @@ OsLocale chooseOsLocale(const std::vector<std::string>& locales) {
   return {};
 }
 
+/// Kept, since asking changes the process's locale for a moment.
 const std::string& systemLocaleName() {
   static const std::string name = [] {
     const char* now = setlocale(LC_MESSAGES, nullptr);
@@ -196,6 +203,7 @@ void setProcessOsLocale(const OsLocale& locale) {
 locale_t osLocaleObject(const std::string& name) {
   const plat::Lock lock(cache().mutex);
   locale_t& object = cache().objects[name];
+  // A refusal was stored as null and is asked about anew: the locale may have been installed since.
   if (!object) {
     object = newlocale(LC_ALL_MASK, name.c_str(), locale_t{});
   }

@@ -9,6 +9,8 @@ namespace loc {
 
 namespace {
 
+// The system names its locales by language and territory, but a user may well say the language alone. Codeset and
+// modifier are dropped from names: our texts are UTF-8 whatever they say.
 using MainTerritory = std::pair<std::string_view, std::string_view>;
 
 // Sorted by language for the binary search.
@@ -21,6 +23,7 @@ constexpr MainTerritory MainTerritories[] = {
     {"ro", "RO"}, {"ru", "RU"}, {"sk", "SK"}, {"sl", "SI"}, {"sr", "RS"}, {"sv", "SE"}, {"th", "TH"}, {"to", "TO"},
     {"tr", "TR"}, {"uk", "UA"}, {"ur", "PK"}, {"uz", "UZ"}, {"vi", "VN"}, {"zh", "CN"},
 };
+// A row lost or misplaced would show only as one language without its territory.
 static_assert(std::size(MainTerritories) == 54);
 static_assert(std::is_sorted(std::begin(MainTerritories), std::end(MainTerritories)));
 
@@ -59,6 +62,7 @@ std::string normaliseLocale(const std::string& name, const std::string& hint) {
     return {};
   }
   std::string_view territory = territoryOf(name);
+  // Ahead of the table: on a system set up for de_AT, "de" means that and not de_DE.
   if (territory.empty() && localeLanguage(hint) == language) {
     territory = territoryOf(hint);
   }
@@ -82,6 +86,8 @@ std::vector<std::string> parseLocaleList(const char* list, const std::string& hi
   return result;
 }
 
+/// Each is followed by its bare language, for texts that no territory words in its own way; English comes last,
+/// since it has every text and so fills the gaps.
 std::vector<std::string> expandLocaleList(const std::vector<std::string>& locales) {
   std::vector<std::string> result;
   for (const std::string& locale : locales) {

@@ -45,6 +45,8 @@ struct Terminal {
   bool waitOnUbuntuOnly = false;     ///< elsewhere that option is unknown
 };
 
+/// In order of preference. Of options that run a command, the one stands here that takes the rest of the line as
+/// words: xfce4-terminal's -e, for one, would take a single text.
 constexpr Terminal Terminals[] = {
     {"xterm", "-T", "-e"},
     {"lxterminal", "-t", "-e"},
@@ -60,6 +62,7 @@ struct Tool {
   bool singleArg;  ///< it hands its one argument to a shell
 };
 
+/// Words that go through a shell are quoted each, so that none is split or expanded there: they run as root.
 void prepend(Words& args, const Words& front, bool singleArg) {
   if (singleArg) {
     args = {quoteForShell(args)};
@@ -67,6 +70,7 @@ void prepend(Words& args, const Words& front, bool singleArg) {
   args.insert(args.begin(), front.begin(), front.end());
 }
 
+/// pkexec reaches the dialog that asks for the password over the session's bus.
 bool hasSessionBus() {
   const char* const address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
   return address != nullptr && *address != '\0';
@@ -82,6 +86,7 @@ Tool findTool(const char* etc) {
   plat::String sudo = findExecutable("sudo", true);
   const bool useSu = hasSu && (sudo.isNull() || plat::fileExistsNoThrow(plat::fileJoin(etc, "redhat-release").get()));
   if (useSu) {
+    // As a login, so that the command runs in root's environment and not in the user's (su(1)).
     return {{"su", "-", "root", "-c"}, true};
   }
   if (sudo.isNull()) {
@@ -116,6 +121,7 @@ plat::String promptTitleFor(const char* title, const Tool& tool) {
 }  // namespace
 
 void getElevateProg(std::vector<plat::String>& args, const char* title, const char* etc) {
+  // What was configured goes before anything that could be found, and spares the search.
   const Words configured = splitCommand(elevateCmd.value());
   if (!configured.empty()) {
     prepend(args, configured, elevateCmdSingleArg.getValue());
@@ -128,6 +134,7 @@ void getElevateProg(std::vector<plat::String>& args, const char* title, const ch
       return;
     }
   }
+  // Both ask in text, which needs a terminal: the program itself may have none.
   Tool tool = findTool(etc);
   Words front = findTerminal(promptTitleFor(title, tool), etc);
   front.insert(front.end(), std::make_move_iterator(tool.words.begin()), std::make_move_iterator(tool.words.end()));

@@ -21,6 +21,8 @@ std::size_t boundedLength(const char* text, int length) noexcept {
   return length < 0 ? std::strlen(text) : strnlen(text, static_cast<std::size_t>(length));
 }
 
+/// Sizes are int. One that wrapped would make the buffer smaller than what is copied into it, so the process ends, as
+/// it does when memory runs out.
 int checkedSize(std::size_t bytes) noexcept {
   if (bytes > INT_MAX) {
     std::fputs("text too long\n", stderr);
@@ -65,6 +67,7 @@ void DString::reserve(int n) noexcept {
   constexpr int largestPower = INT_MAX / 2 + 1;
   int capacity = 8;
   while (capacity < n) {
+    // The last doubling would overflow; the largest int stands in for the power that there is no room for.
     capacity = capacity < largestPower ? capacity * 2 : INT_MAX;
   }
   const bool fresh = data_ == nullptr;
@@ -99,10 +102,12 @@ DString& DString::appendFormat(const char* fmt, ...) noexcept {
 
 DString& DString::appendFormatV(const char* fmt, std::va_list args) noexcept {
   const std::size_t oldLength = length();
+  // A guess that mostly spares the second print; what is really needed is known only after the first.
   std::size_t room = std::strlen(fmt) + 1;
   for (;;) {
     reserve(checkedSize(oldLength + room));
     room = static_cast<std::size_t>(capacity_) - oldLength;
+    // vsnprintf uses its list up, and a second round may be needed.
     std::va_list copy;
     va_copy(copy, args);
     const int needed = std::vsnprintf(data_ + oldLength, room, fmt, copy);
@@ -111,6 +116,7 @@ DString& DString::appendFormatV(const char* fmt, std::va_list args) noexcept {
       return *this;
     }
     if (needed < 0 && room > maxBlindRoom) {
+      // Whatever the failed print has left there is taken back.
       data_[oldLength] = '\0';
       return *this;
     }
@@ -140,6 +146,7 @@ void DString::replaceRange(int start, int end, const char* text, int length) noe
   }
   reserve(checkedSize(oldLength - removed + added + 1));
   char* const at = data_ + start;
+  // The terminator moves along, so the text is whole again without a further step.
   std::memmove(at + added, data_ + end, oldLength - static_cast<std::size_t>(end) + 1);
   if (added > 0) {
     std::memcpy(at, source, added);

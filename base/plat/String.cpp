@@ -14,6 +14,7 @@ namespace {
 
 char* duplicate(const char* text, std::size_t length) noexcept {
   char* const copy = static_cast<char*>(allocOrDie(length + 1));
+  // A view without data has a null pointer, which memcpy(3) must not be given even for no bytes.
   if (length > 0) {
     std::memcpy(copy, text, length);
   }
@@ -36,6 +37,8 @@ String::~String() {
   std::free(text_);
 }
 
+// All assignments copy first and let go of the old text last: what is assigned may be a part of it. A move onto itself
+// keeps the text for the same reason, by way of the temporary.
 String& String::operator=(const String& other) noexcept {
   if (this != &other) {
     String(other).swap(*this);
@@ -65,6 +68,7 @@ String String::adopt(char* mallocBuffer) noexcept {
 }
 
 String String::format(const char* fmt, ...) noexcept {
+  // Not null, so that a format which cannot be carried out gives the empty text.
   DString text("");
   std::va_list args;
   va_start(args, fmt);
@@ -81,6 +85,7 @@ int String::compare(const char* other) const noexcept {
   if (text_ == nullptr || other == nullptr) {
     return (text_ != nullptr) - (other != nullptr);
   }
+  // By unsigned bytes, which for UTF-8 is the order of the code points, the same in every locale.
   return std::strcmp(text_, other);
 }
 

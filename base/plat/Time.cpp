@@ -74,6 +74,7 @@ FileTime getMonoTime(FileTime limit, bool* jumped) {
   if (const MonoTimeHook hook = monoTimeHook.load(std::memory_order_relaxed)) {
     return hook(limit, outcome);
   }
+  // Made at the first call, from which its readings count; until then no clock has to be chosen.
   static const MonoClock clock;
   return clock.sinceStart();
 }
@@ -90,6 +91,7 @@ FileTime fileTimeFromUnix(std::int64_t seconds, std::int64_t microseconds) noexc
 void fileTimeToUnix(FileTime time, std::int64_t& seconds, std::int64_t& microseconds) noexcept {
   FileTime whole = time / TicksPerSecond;
   FileTime rest = time % TicksPerSecond;
+  // Division rounds towards zero, but times before 1601 are to be rounded down like all others.
   if (rest < 0) {
     rest += TicksPerSecond;
     --whole;
@@ -100,6 +102,7 @@ void fileTimeToUnix(FileTime time, std::int64_t& seconds, std::int64_t& microsec
 
 int msUntil(FileTime deadline, FileTime now) noexcept {
   const FileTime ticks = deadline - now;
+  // Rounded up by way of `ticks - 1`: adding nearly a millisecond could overflow for a time that never comes.
   return ticks <= 0 ? 0 : static_cast<int>(std::min<FileTime>((ticks - 1) / TicksPerMs + 1, INT_MAX));
 }
 
@@ -108,6 +111,7 @@ timeval selectLimit(int ms) noexcept {
   return {wait / 1000, wait % 1000 * 1000};
 }
 
+/// A wait that ran its time needs no look at the clock; only one that a signal cut short is measured and goes on.
 void sleepMs(int ms) {
   if (ms <= 0) {
     return;

@@ -28,6 +28,7 @@ void SystemException::describeError() noexcept {
     strAppend(message, sizeof message, "Unknown error");
   } else {
     char buffer[sizeof message];
+    // The GNU form, which answers the text and need not put it into the buffer; the other form answers an int.
     strAppend(message, sizeof message, strerror_r(err, buffer, sizeof buffer));
   }
   strFormatAppend(message, sizeof message, " (%d)", err);
@@ -41,6 +42,7 @@ SystemExceptionFmt::SystemExceptionFmt(const char* fmt, int errValue, ...) noexc
   describeError();
 }
 
+// errno is read for the base, ahead of the formatting, which may change it.
 StdlibException::StdlibException(const char* fmt, ...) noexcept : SystemException(errno) {
   std::va_list args;
   va_start(args, fmt);
@@ -74,6 +76,7 @@ BadNum::BadNum(const char* text) noexcept : Exception(text) {}
 
 namespace {
 
+/// A hook, since parameters are built on the exceptions of this file and not the other way round.
 bool (*asserts)() = nullptr;
 
 }  // namespace

@@ -49,6 +49,7 @@ bool hexToBin(const char* text, std::size_t count, std::uint8_t* out) noexcept {
   }
   for (std::size_t i = 0; i < count; ++i) {
     const int high = digitValue(text[2 * i]);
+    // Only behind a good first digit: a text that ends early ends at its terminator, and nothing is read past that.
     const int low = high >= 0 ? digitValue(text[2 * i + 1]) : -1;
     if (low < 0) {
       return false;
@@ -59,6 +60,7 @@ bool hexToBin(const char* text, std::size_t count, std::uint8_t* out) noexcept {
 }
 
 bool tryHexToBuf(const char* text, MBuf<unsigned char>& out) {
+  // Null is refused by way of a length that is odd.
   const std::size_t length = text != nullptr ? std::strlen(text) : 1;
   if (length % 2 != 0 || length / 2 > INT32_MAX) {
     return false;
@@ -78,12 +80,14 @@ void hexToBuf(const char* text, MBuf<unsigned char>& out) {
   }
 }
 
+/// Only printable ASCII shows as itself: bytes of a peer could hold sequences that a terminal obeys.
 void hexDumpTo(std::FILE* file, const void* data, std::size_t length, const char* prefix, const char* linePrefix) {
   constexpr std::size_t perLine = 16;
   const auto* bytes = static_cast<const unsigned char*>(data);
   for (std::size_t offset = 0; offset < length; offset += perLine) {
     const char* const begin = offset == 0 ? prefix : linePrefix;
     char line[128] = "";
+    // A prefix goes out by itself, as it may be of any length; the rest of a line has a known bound.
     if (begin == nullptr) {
       strFormatAppend(line, sizeof line, "%04zx ", offset);
     } else {
@@ -94,6 +98,7 @@ void hexDumpTo(std::FILE* file, const void* data, std::size_t length, const char
       if (i < count) {
         strFormatAppend(line, sizeof line, "%02x ", bytes[offset + i]);
       } else {
+        // As wide as a byte, so that the text of a short last line stands below that of the others.
         strAppend(line, sizeof line, "   ");
       }
       if (i % 4 == 3) {

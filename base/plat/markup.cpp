@@ -6,6 +6,8 @@ namespace plat {
 
 namespace {
 
+/// Quotes are replaced in texts too, where they need not be, so that one function serves for attribute values as well.
+/// The apostrophe goes by its number: HTML 4 knows no name for it.
 const char* entity(char c) noexcept {
   switch (c) {
     case '&':
@@ -37,6 +39,8 @@ const char* alignWord(TextAlign align) noexcept {
 
 }  // namespace
 
+/// Runs of plain text are appended whole, in one pass: nothing that was put in is looked at again, so the ampersand of
+/// an entity is not escaped a second time.
 void appendEscaped(DString& out, const char* text) {
   while (text != nullptr && *text != '\0') {
     const std::size_t plain = std::strcspn(text, "&<>\"'");

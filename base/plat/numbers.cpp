@@ -38,6 +38,7 @@ bool tryParse(const char*& cursor, int base, Number& out) noexcept {
     return false;
   }
   const ErrnoKeeper keeper;
+  // Parsed at 64 bits for all, so that a value too large for a 32-bit type is refused by range and not cut.
   using Wide = std::conditional_t<std::is_signed_v<Number>, long long, unsigned long long>;
   char* end = nullptr;
   Wide value = 0;
@@ -46,6 +47,7 @@ bool tryParse(const char*& cursor, int base, Number& out) noexcept {
   } else {
     value = std::strtoull(cursor, &end, base);
   }
+  // A base that is none leaves `end` unset.
   if (errno != 0 || end == cursor || end == nullptr) {
     return false;
   }
@@ -53,6 +55,7 @@ bool tryParse(const char*& cursor, int base, Number& out) noexcept {
   if (std::is_unsigned_v<Number> && std::memchr(cursor, '-', static_cast<std::size_t>(end - cursor)) != nullptr) {
     return false;
   }
+  // Only now is anything handed out: on failure neither `out` nor the cursor may have moved.
   if (value < Wide{std::numeric_limits<Number>::min()} || value > Wide{std::numeric_limits<Number>::max()}) {
     return false;
   }
@@ -73,6 +76,7 @@ Number parseAt(const char*& cursor, int base) {
 template <class Number>
 Number parseWhole(const char* text, int base, Number min, Number max, const char* failText) {
   Number number = 0;
+  // The cursor is the parameter itself, which stands behind the number: blanks in front pass, blanks behind do not.
   if (!tryParse(text, base, number) || *text != '\0' || number < min || number > max) {
     throw BadNum(failText != nullptr ? failText : failure<Number>());
   }

@@ -15,6 +15,8 @@ namespace {
 
 constexpr const char* trimmed = " \t\n\r";
 
+/// By ASCII rules whatever the locale: names of parameters and the like are to match alike for every user. Bytes are
+/// taken as unsigned, so that the order does not depend on what `char` is on a machine.
 int compareNoCase(std::string_view a, std::string_view b) noexcept {
   const std::size_t common = std::min(a.size(), b.size());
   for (std::size_t i = 0; i < common; ++i) {
@@ -34,6 +36,7 @@ bool sameByte(char a, char b, bool caseSensitive) noexcept {
 
 }  // namespace
 
+// Null counts as absent in all of these, so that a lookup that found nothing can be tested without a check in front.
 bool strStartsWith(const char* text, const char* prefix) noexcept {
   if (prefix == nullptr || text == nullptr) {
     return prefix == nullptr || *prefix == '\0';
@@ -115,6 +118,8 @@ void strToUpperAscii(char* text) noexcept {
   }
 }
 
+/// Through code points, since the library's wide characters are just these here; the locale decides only what the
+/// small letter is. Its length in UTF-8 may differ, which rules out folding in place.
 String strToLowerLocale(const char* text) {
   if (text == nullptr) {
     return nullptr;
@@ -124,6 +129,7 @@ String strToLowerLocale(const char* text) {
     const char* next = text + 1;
     const int codePoint = utf8Decode(static_cast<unsigned char>(*text), next, -1);
     if (codePoint < 0) {
+      // One byte at a time: decoding has not moved `next`, so a good character behind a bad byte is still found.
       out += *text;
     } else {
       char encoded[4];
@@ -137,6 +143,7 @@ String strToLowerLocale(const char* text) {
 }
 
 std::uint64_t hashFnv1a(const void* data, std::size_t length) noexcept {
+  // The offset basis and below the prime of 64-bit FNV-1a, as published: other values would be another hash.
   std::uint64_t hash = 0xCBF29CE484222325U;
   const auto* bytes = static_cast<const unsigned char*>(data);
   for (std::size_t i = 0; i < length; ++i) {
@@ -167,6 +174,7 @@ bool wildcardMatch(const char* pattern, const char* text, bool caseSensitive) no
       return false;
     }
   }
+  // The text is used up; stars that are left match nothing, anything else would want more text.
   return pattern[std::strspn(pattern, "*")] == '\0';
 }
 

@@ -19,6 +19,7 @@ MemOutStream::MemOutStream(int initialCapacity, int limit) : maxSize_(std::max(l
   setEnd();
 }
 
+/// The window ends at the limit, even if the buffer goes on: the inline writers look at nothing else.
 void MemOutStream::setEnd() noexcept {
   end = start_.get() + (maxSize_ > 0 ? std::min(maxSize_, capacity_) : capacity_);
 }
@@ -28,6 +29,7 @@ void MemOutStream::writeBytes(const void* data, int length) {
     return;
   }
   if (room() < length) {
+    // As one item, so that it goes in whole or not at all.
     overrun(length, 1);
   }
   std::memcpy(ptr, data, static_cast<std::size_t>(length));
@@ -45,6 +47,8 @@ int MemOutStream::spaceLeft() {
 int MemOutStream::overrun(int itemSize, int nItems) {
   const std::int64_t used = ptr - start_.get();
   const std::int64_t limit = maxSize_ > 0 ? maxSize_ : INT_MAX;
+  // One item is all that is promised; writers of several look at the window again. Sums are 64 bits wide, so that none
+  // wraps on its way to the limit.
   if (used + itemSize > limit) {
     throw OutStreamFull();
   }
@@ -84,6 +88,7 @@ void MemOutStream::ensureNul() {
   if (ptr != start_.get() && ptr[-1] == 0) {
     return;
   }
+  // The terminator belongs to no contents, so contents that just fit may have one. A limit of 0 is none and stays.
   const int limit = maxSize_;
   if (limit > 0 && limit < INT_MAX) {
     setMaxSize(limit + 1);

@@ -49,6 +49,7 @@ void TextAppender::ensureRoom(int bytes) {
   }
 }
 
+/// Behind the last byte, without moving on: the next append overwrites it.
 void TextAppender::storeNul() {
   ensureRoom(1);
   *out_->getPtr() = 0;
@@ -63,6 +64,7 @@ void TextAppender::appendText(const char* text, int len) {
 void TextAppender::appendFormat(const char* format, ...) {
   std::va_list args;
   va_start(args, format);
+  // The first guess; half of int's range leaves room for the terminator and for doubling.
   int size = static_cast<int>(strnlen(format, INT_MAX / 2));
   try {
     while ((size = tryFormat(size, format, args)) != 0) {
@@ -90,6 +92,7 @@ int TextAppender::tryFormat(int size, const char* format, std::va_list args) {
     }
     return size * 2 + 1;
   }
+  // Together with its terminator it would need more than an int can say.
   if (printed == INT_MAX) {
     throw OutStreamFull();
   }
@@ -105,10 +108,12 @@ void TextAppender::appendChars(unsigned codePoint, int count) {
     return;
   }
   if (codePoint < 0x80) {
+    // The zero byte behind them would overflow the sum.
     if (count == INT_MAX) {
       throw OutStreamFull();
     }
     ensureRoom(count + 1);
+    // Room for all of them was made above at one go, so that storeNul() cannot fail behind them.
     std::memset(out_->getPtr(), static_cast<int>(codePoint), static_cast<std::size_t>(count));
     out_->setPtr(out_->getPtr() + count);
   } else {

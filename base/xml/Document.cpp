@@ -51,6 +51,7 @@ Document::Element Document::Element::nextChild(const char* name, std::uint32_t& 
   while (child != 0 && !matches(name, document_->text(document_->nodes_[child].name))) {
     child = document_->nodes_[child].nextSibling;
   }
+  // The index runs ahead to where the next call begins, so that a walk over all children looks at each one once.
   const std::uint32_t following = child == 0 ? 0 : document_->nodes_[child].nextSibling;
   index = following == 0 ? AtEnd : following;
   return child == 0 ? Element() : Element(document_, child);
@@ -70,6 +71,7 @@ int Document::parse(std::string_view text, const char* rootName) {
   const TreeBuilder::Result result = builder.run(text);
   if (result.code != NoError) {
     clear();
+    // After clear(), which forgets the place: half a tree is never seen, but where it broke off is.
     errorLine_ = result.line;
     errorColumn_ = result.column;
   }
@@ -77,6 +79,7 @@ int Document::parse(std::string_view text, const char* rootName) {
 }
 
 const char* Document::errorMessage(int code) noexcept {
+  // Our own codes first; all others are the parser's.
   switch (code) {
     case NoError:
       return "";

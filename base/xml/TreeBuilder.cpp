@@ -68,6 +68,7 @@ TreeBuilder::TreeBuilder(Document& document, const char* rootName) : document_(d
   }
   XML_SetUserData(parser_, this);
   XML_SetElementHandler(parser_, startElement, endElement);
+  // Entities can be declared there only: without it none can multiply without bound or name a file.
   XML_SetStartDoctypeDeclHandler(parser_, startDoctype);
 }
 
@@ -77,12 +78,14 @@ TreeBuilder::~TreeBuilder() {
 
 TreeBuilder::Result TreeBuilder::run(std::string_view text) {
   if (parser_ == nullptr) {
+    // There is no parser to ask for a place.
     return {XML_ERROR_NO_MEMORY, 0, 0};
   }
   bool last = false;
   while (!last) {
     const std::string_view piece = text.substr(0, PieceBytes);
     text.remove_prefix(piece.size());
+    // An empty text is parsed as well, as its last piece: only so does the parser say that there is no element.
     last = text.empty();
     if (XML_Parse(parser_, piece.data(), static_cast<int>(piece.size()), last) != XML_STATUS_OK) {
       return stopped_.code != NoError ? stopped_ : failure(XML_GetErrorCode(parser_));
@@ -92,10 +95,12 @@ TreeBuilder::Result TreeBuilder::run(std::string_view text) {
 }
 
 TreeBuilder::Result TreeBuilder::failure(int code) const {
+  // The parser cannot tell our refusal from the system's; to the user the text is too long.
   if (code == XML_ERROR_NO_MEMORY && parserRefused) {
     code = TooMuchText;
   }
   return {code, static_cast<int>(XML_GetCurrentLineNumber(parser_)),
+          // The parser counts columns from 0, but lines from 1.
           static_cast<int>(XML_GetCurrentColumnNumber(parser_)) + 1};
 }
 
@@ -125,6 +130,7 @@ void TreeBuilder::open(const char* name, const char** attributes) {
   if (stopped_.code != NoError) {
     return;
   }
+  // Each limit is tested ahead of what it limits; together they keep all indices and offsets within 32 bits.
   if (open_.empty() && std::strcmp(name, rootName_) != 0) {
     return stop(WrongRoot);
   }
@@ -150,6 +156,7 @@ void TreeBuilder::open(const char* name, const char** attributes) {
   open_.push_back({node, 0});
 }
 
+/// The last child is remembered while its parent is open: looking for it would make a long row of children quadratic.
 void TreeBuilder::link(std::uint32_t node) {
   if (open_.empty()) {
     return;

@@ -65,9 +65,11 @@ void loadFile(const char* path, int priority, plat::Configuration& configuration
     log.debug("Reading %s config from %s", configuration.name(), path);
     plat::DString line;
     for (ConfigEntry entry{}; readConfigLine(in, line, entry);) {
+      // Whether it was taken does not matter: `common` is for all programs of the product, each with names of its own.
       configuration.set(entry.name, entry.value, priority);
     }
   } catch (const plat::Exception& failure) {
+    // No file is passed over: a policy that is there and cannot be read must not count as none.
     throw plat::Exception(plat::Formatted, "Error reading %s: %s", path, failure.message);
   }
 }
@@ -77,6 +79,8 @@ void loadFile(const char* path, int priority, plat::Configuration& configuration
 ConfigStoreFile::ConfigStoreFile(const Directories& dirs) : userFile_(dirs.userConfigFile) {
   if (!dirs.program.isNull()) {
     const plat::String beside = plat::fileJoin(dirs.program.get(), os::AppInfo::pathComp());
+    // Within a priority a later layer replaces what an earlier one says: what came with the program, then the
+    // machine's settings, then the user's. Policies have no layer of the user, who could lift them there.
     addLayer(plat::fileJoin(beside.get(), "config.d"), PriorityUser, true);
     addLayer(plat::fileJoin(beside.get(), "policy.d"), PriorityPolicy, false);
   }
@@ -113,11 +117,13 @@ void ConfigStoreFile::save(plat::Configuration* configuration, const plat::Confi
   for (plat::Configuration::Iterator parameters(source, true); const auto* parameter = parameters.next();) {
     const plat::ConfigParameter* const before = baseline.find(parameter->name(), true);
     plat::String value = parameter->getValueStr();
+    // What was not changed stays out, so that a later default or setting of the machine still reaches this user.
     if (before != nullptr && before->getValueStr() != value) {
       values.insert_or_assign(parameter->name(), std::move(value));
       any = true;
     }
   }
+  // Without a change nothing is written, not even to bring old names up to date.
   if (any) {
     ConfigFile(userFile_.get()).write(values);
   }

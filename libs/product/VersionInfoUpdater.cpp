@@ -66,6 +66,7 @@ plat::String makeProductInfo(const plat::String& link) {
 
 }  // namespace
 
+// The texts are kept as they were translated, hence the hook: a locale that is set later has to reach them.
 VersionInfoUpdater::VersionInfoUpdater(const char* linkVersion) : linkVersion_(linkVersion) {
   plat::Configuration::global().getParam("Locale").addCallback(this);
   update();
@@ -92,6 +93,7 @@ void VersionInfoUpdater::update() {
   info.versionLine = makeVersionLine();
   info.aboutHtml = makeAboutHtml(link);
   info.osLine = makeOsLine();
+  // Behind the two lines that it is made of.
   info.productInfo = makeProductInfo(link);
   plat::LogDestFile::setHeader(info.productInfo.get());
 }

@@ -13,6 +13,7 @@ namespace qzutil {
 
 namespace {
 
+// Spelled out, since isspace(3) goes by the locale, and a file must read alike in all of them.
 constexpr char Whitespace[] = " \t\n\v\f\r";
 
 bool isWhitespace(char c) noexcept {
@@ -59,6 +60,8 @@ void decodeLine(char* line) noexcept {
   *end = '\0';
 }
 
+/// What a line cannot hold: a newline would end it, a carriage return is dropped by the reader, and a backslash has to
+/// be told from these.
 void appendEncoded(std::string& line, const char* value) {
   for (; *value != '\0'; ++value) {
     switch (*value) {
@@ -100,6 +103,7 @@ void writeConfigLine(rdr::OutStream& out, const char* name, const char* value) {
     line += '=';
     appendEncoded(line, value);
   }
+  // One line that is too long would make the whole file unreadable at the next start.
   if (line.size() > MaxConfigLine) {
     throw plat::Exception(plat::Formatted, "The value of %s is too long", name);
   }

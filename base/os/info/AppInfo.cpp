@@ -9,6 +9,7 @@ namespace os::AppInfo {
 
 namespace {
 
+/// Null means unset, which is not the same as a name that was set to nothing.
 struct Names {
   plat::String app;
   plat::String company;
@@ -32,6 +33,7 @@ void setApp(const char* a) {
   names().app = a;
 }
 
+// An unset name is fatal rather than empty: paths are made of these, and without a part they would be others.
 const char* app(bool emptyIfUnset) {
   const plat::String& app = names().app;
   PLAT_ASSERT_AS(emptyIfUnset || app.get(), "emptyIfUnset || app", Source, __LINE__);

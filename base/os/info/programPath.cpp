@@ -35,6 +35,7 @@ plat::String searchInPath(const char* name) {
     if (element == nullptr) {
       break;
     }
+    // Only a shell expands it. Taken as it is, it would be a folder of that name below the working one.
     if (*element == '~') {
       throw plat::Exception("PATH contains invalid '~' character");
     }
@@ -55,6 +56,8 @@ plat::String searchInPath(const char* name) {
 }  // namespace
 
 const plat::String& programPath() {
+  // By the system and not by argv[0], which the caller chooses. Kept: once the file is deleted or replaced, as an
+  // update does, the system's answer leads nowhere.
   static const plat::String path = plat::fileAbsPath("/proc/self/exe");
   return path;
 }
@@ -82,6 +85,7 @@ plat::String findProgram(const char* name, bool throwIfMissing, bool searchPath)
     return programPath();
   }
   plat::String found;
+  // Our own folder first, so that PATH cannot put something else in the place of a program of the product.
   if (!plat::isAbsolutePath(name)) {
     found = findExecutable(plat::fileJoin(programDir().get(), name).get(), false);
   }

@@ -23,6 +23,7 @@ plat::String assignedFolder(const char* value) {
   if (!plat::isValidUtf8(value)) {
     return nullptr;
   }
+  // The format has values either absolute or below "$HOME", written so.
   plat::String path = plat::expandVars(value, nullptr, false, true);
   return plat::fileIsDir(path.orEmpty()) ? path : plat::String();
 }

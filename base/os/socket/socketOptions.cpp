@@ -33,6 +33,8 @@ bool trySetOption(int fd, int level, int option, int value) noexcept {
 
 }  // namespace
 
+/// What the system says may be above what was asked for: Linux keeps twice the size for its own bookkeeping
+/// (socket(7)). It may also be below, as the system's limit cuts it in silence; hence it is read again.
 int growSocketBuffer(int fd, int size, int option, const char* label) {
   const int present = readOption(fd, option, label);
   if (present < 1 || size <= present) {
@@ -73,6 +75,7 @@ void applyDscp(int fd) {
   if (::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
     return;
   }
+  // RFC 2474 has the class in the upper six bits, RFC 3168 uses the others.
   const int trafficClass = dscpValue * 4;  // the two low bits belong to congestion notification
   bool done = true;
   if (address.ss_family == AF_INET) {
@@ -104,6 +107,8 @@ bool setPathMtuDiscovery(int fd, int family, bool on) {
   constexpr int Probe = 3;
   const bool isIpv6 = family == AF_INET6;
   const int option = isIpv6 ? Ipv6MtuDiscover : IP_MTU_DISCOVER;
+  // Probing lets packets out that are larger than what the system believes of the path (ip(7)), so that a caller can
+  // search for itself; where that is not to be had, splitting is at least forbidden.
   const bool done = on ? trySetOption(fd, IpLevel, option, Probe) || trySetOption(fd, IpLevel, option, IP_PMTUDISC_DO)
                        : trySetOption(fd, IpLevel, option, IP_PMTUDISC_DONT);
   if (done) {

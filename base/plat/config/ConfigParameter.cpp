@@ -75,6 +75,7 @@ LogSrc& ConfigParameter::parameterLog() {
   return log();
 }
 
+/// Static, because derived classes call it in their initialiser lists, ahead of the object.
 String ConfigParameter::checkedDefault(const char* name, const char* defaultValue) {
   if (defaultValue == nullptr) {
     throw AssertionFail("v", SourceFile, __LINE__, Formatted, "Default value <null> for %s not allowed", name);
@@ -146,6 +147,7 @@ bool ConfigParameter::admits(int priority) const {
   return priority < PriorityPolicy || !hasTag("noPolicy");
 }
 
+/// The text is that of getValueStrAt, which shows no binary value: those may be secrets and must not reach the log.
 void ConfigParameter::wasSet(int priority) {
   const int level = priority == PriorityDefault ? LogVerbose : LogDebug;
   if (configuration_ != nullptr && configuration_->logChanges() && parameterLog().enabled(level)) {

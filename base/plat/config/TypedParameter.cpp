@@ -11,6 +11,7 @@ template <class T>
 TypedParameter<T>::TypedParameter(const char* name, const char* desc, const char* locDesc, T defaultValue,
                                   bool advanced, Configuration* configuration, const char* tags)
     : ConfigParameter(name, desc, locDesc, advanced, configuration, tags) {
+  // In here from the start and never taken out: reading the value in force relies on there being a last entry.
   values_.emplace(PriorityDefault, std::move(defaultValue));
 }
 
@@ -42,9 +43,11 @@ void TypedParameter<T>::unsetParam(int priority, bool notify) {
 
 template <class T>
 String TypedParameter<T>::toText(const T& value) const {
+  // Each form is one that setParam reads back, on which assignFrom() relies.
   if constexpr (std::is_same_v<T, bool>) {
     return value ? "1" : "0";
   } else if constexpr (std::is_same_v<T, int>) {
+    // Virtual, since an EnumParameter stores an int as well and has a name for it.
     return intToStr(value);
   } else if constexpr (std::is_same_v<T, String>) {
     return value;

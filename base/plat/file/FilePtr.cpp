@@ -28,6 +28,8 @@ struct OpenMode {
   const char* stream;
 };
 
+/// Both have to say the same: fdopen(3) neither creates nor truncates, whatever its mode text. With O_APPEND the
+/// system puts each write at the end, also when another process has written in between.
 OpenMode openMode(int mode, int flags) {
   if (mode == FilePtr::Read) {
     return {O_RDONLY, "r"};
@@ -44,6 +46,8 @@ OpenMode openMode(int mode, int flags) {
 
 }  // namespace
 
+/// What fclose(3) fails on may be the last of the data. A destructor cannot throw that, so that the log has to tell;
+/// who must know closes before.
 FilePtr::~FilePtr() {
   try {
     close();
@@ -68,6 +72,7 @@ void FilePtr::open(const char* path, int mode, int flags) {
   if (opened == nullptr && !(flags & NoThrow)) {
     throw SystemExceptionFmt("Error opening \"%s\"", errno, path);
   }
+  // Also with nothing: what was held before is gone already, and owning nothing is the empty state.
   attach(opened, opened != nullptr);
 }
 

@@ -15,6 +15,7 @@ namespace plat {
 
 namespace {
 
+/// ENOTDIR says the same as ENOENT: an element on the way is a file, so nothing can be below it.
 bool leadsNowhere(int error) noexcept {
   return error == ENOENT || error == ENOTDIR;
 }
@@ -46,6 +47,7 @@ bool chDirNoThrow(const char* path) noexcept {
   return ::chdir(path) == 0;
 }
 
+/// Without a limit: PATH_MAX bounds what may go into a call, but a working folder can lie deeper.
 String getWorkingDir() {
   for (std::size_t size = 1024;; size *= 2) {
     const auto buffer = std::make_unique<char[]>(size);
@@ -95,6 +97,7 @@ FileTime fileGetTime(const char* path) {
 }
 
 void fileSetTime(const char* path, FileTime modify, FileTime access) {
+  // utimes(2) wants the access time first.
   const timeval times[2] = {toTimeval(access != 0 ? access : modify), toTimeval(modify)};
   if (::utimes(path, times) != 0) {
     throw SystemExceptionFmt("fileSetTime(%s)", errno, path);
@@ -151,6 +154,7 @@ void fileTruncate(std::FILE* stream, std::int64_t length) {
   }
 }
 
+/// Not by fstat(2), which knows nothing of what the stream still has in its buffer; seeking writes that out.
 std::int64_t fileGetLength(std::FILE* stream) {
   const std::int64_t position = fileGetPosition(stream);
   fileSeek(stream, 0, SEEK_END);
@@ -183,6 +187,7 @@ bool fileSeekNoThrow(std::FILE* stream, std::int64_t offset, int origin) noexcep
 
 bool fileLock(std::FILE* stream, bool wait) {
   struct flock lock = wholeFile(F_WRLCK);
+  // A signal ends the waiting, not the wish for the lock.
   while (::fcntl(::fileno(stream), wait ? F_SETLKW : F_SETLK, &lock) != 0) {
     // POSIX leaves it to the system which of the two says that another process has the lock.
     if (errno == EAGAIN || errno == EACCES) {
@@ -214,6 +219,7 @@ bool fileIsSameAsFd(int fd, const char* path) {
     }
     throw SystemExceptionFmt("fileIsSameAsFd/stat(%s)", errno, path);
   }
+  // An inode's number counts on its own device only. By the two a log sees that its file was moved away from under it.
   return open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 

@@ -42,6 +42,7 @@ std::string normalise(std::string_view path) {
     if (element == ".") {
       continue;
     }
+    // With nothing before it but others of its kind there is nothing that ".." could cancel.
     const bool staysParent = !absolute && (out.empty() || endsInParent(out));
     if (element != ".." || staysParent) {
       appendElement(out, element);
@@ -70,6 +71,7 @@ String fileDirName(const char* path) {
     return "..";
   }
   if (endsInParent(normal)) {
+    // Cutting off the last ".." would lead down again.
     return String(std::string_view(normal + "/.."));
   }
   const std::size_t slash = normal.rfind('/');
@@ -87,6 +89,7 @@ String fileBaseName(const char* path, const char* suffix) {
   }
   String element(normal.c_str() + (normal.rfind('/') + 1));  // npos + 1 is 0
   const std::size_t cut = viewOf(suffix).size();
+  // Shorter, so that a file which is called like the suffix keeps a name.
   if (cut > 0 && cut < element.length() && strEndsWithNoCase(element.get(), suffix)) {
     element.data()[element.length() - cut] = '\0';
   }
@@ -103,6 +106,8 @@ String fileJoin(const char* dir, const char* name) {
   return String(std::string_view(path));
 }
 
+/// A name from elsewhere must stay one name, and must not carry control sequences into listings and logs. Going by
+/// bytes is safe in UTF-8, where every byte of a longer character is above 127.
 String fileSanitiseName(const char* name, char with) {
   String copy(name);
   for (char* at = copy.data(); at != nullptr && *at != '\0'; ++at) {

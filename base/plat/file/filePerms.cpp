@@ -15,11 +15,14 @@ namespace plat {
 namespace {
 
 constexpr mode_t GroupAndOthers = 077;
+/// What stays: the owner's permissions, and the set-id and sticky bits.
 constexpr mode_t PrivateMask = 07700;
 
 /// The group stays as it is.
 constexpr gid_t SameGroup = static_cast<gid_t>(-1);
 
+/// The owner first: from there on the old owner cannot widen again what the second step has narrowed. By descriptor
+/// both steps act on the file that was looked at, even if another one has taken its name meanwhile.
 void makePrivateFd(int fd) {
   struct stat info;
   if (::fstat(fd, &info) != 0) {
@@ -68,6 +71,7 @@ bool fileCopyPerms(const char* path, int fd) {
     }
     throw SystemExceptionFmt("fileCopyPerms/stat(%s)", errno, path);
   }
+  // The file's type stands in the same field and is no permission.
   if (::fchmod(fd, info.st_mode & 07777) != 0) {
     throw SystemException("fileCopyPerms/fchmod", errno);
   }
@@ -88,6 +92,7 @@ void fileMakeSticky(const char* path) {
   }
 }
 
+/// The mode is that of the target: a link's own says nothing, the system does not look at it.
 void filePermsCheck(const char* path, const std::set<uid_t>& trustedOwners) {
   struct stat target;
   if (::stat(path, &target) != 0) {
@@ -104,6 +109,8 @@ void filePermsCheck(const char* path, const std::set<uid_t>& trustedOwners) {
   }
 }
 
+/// Links on the way are followed, but the folders above their targets are not looked at: a path that is to be trusted
+/// goes through fileAbsPath first.
 void filePathPermsCheck(const char* path, const std::set<uid_t>& trustedOwners) {
   PLAT_ASSERT_AS(path != nullptr && path[0] == '/', "path[0] == '/'", "base/plat/file", __LINE__);
   // From the top: whoever may write to a folder can put another one in the place of all that lies below it.

@@ -26,6 +26,8 @@ void destroyNative(void* thread) {
   delete static_cast<Thread*>(thread);
 }
 
+/// A key of the system and no thread_local object with a destructor: that would run for the main thread too, ahead of
+/// the static objects, which may still ask for the current thread.
 pthread_key_t nativeKey() {
   static const pthread_key_t key = [] {
     pthread_key_t made;
@@ -52,6 +54,7 @@ Thread::Thread(NativeTag) : name_("Native"), id_(pthread_self()), runnable_(null
 
 Thread::~Thread() noexcept(false) {
   logEvent("destroy");
+  // It answers at once for a native object, which would otherwise join the very thread that destroys it.
   join();
   logEvent("destroyed");
 }
@@ -87,6 +90,7 @@ Thread* Thread::join() {
   }
   logEvent("join");
   // Without the lock, which the thread itself needs to come to its end.
+  // One that has finished is joined too: until then the system keeps what is left of it.
   if (toJoin != 0) {
     pthread_join(toJoin, nullptr);
   }
@@ -121,6 +125,7 @@ void* Thread::enter(void* thread) {
   return nullptr;
 }
 
+/// Any other exception ends the process: nobody up the stack of a thread could take it.
 void Thread::body() noexcept {
   currentThread = this;
   logEvent("started");

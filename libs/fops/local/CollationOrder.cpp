@@ -42,6 +42,7 @@ void CollationOrder::takeApart(const char* text, PrefixIndex& index) {
       if (isNew) {
         prefixes_.push_back({prefix, {}});
       }
+      // By number from here on: where both names have the same prefix, comparing need not look at its text.
       step.prefix = i->second;
       start = static_cast<std::uint32_t>(digitsEnd - text);
     }
@@ -82,6 +83,8 @@ int CollationOrder::compareTexts(std::string_view a, Key& aKey, std::string_view
   if (bKey.place == 0) {
     makeKey(b, bKey);
   }
+  // The first byte is the highest, so numbers compare as the bytes do. No byte of a key is zero, so that the padding
+  // of a short one comes before all that a longer one could have there.
   if (aKey.head != bKey.head) {
     return aKey.head < bKey.head ? -1 : 1;
   }
@@ -97,6 +100,7 @@ int CollationOrder::compareTexts(std::string_view a, Key& aKey, std::string_view
 
 void CollationOrder::makeKey(std::string_view text, Key& key) {
   scratch_.assign(text);
+  // As collate() does, whose order this has to give.
   if (!utf8_) {
     scratch_ = plat::utf8ToLatin1(scratch_.c_str()).orEmpty();
   }

@@ -70,6 +70,7 @@ int collate(const char* x, const char* y) {
   if (collatesUtf8()) {
     return sign(std::strcoll(x, y));
   }
+  // A locale of one byte per character would take each byte of a longer one for a character of its own.
   return sign(std::strcoll(plat::utf8ToLatin1(x).orEmpty(), plat::utf8ToLatin1(y).orEmpty()));
 }
 
@@ -77,6 +78,8 @@ int naturalCompare(const char* a, const char* b) {
   if (!a || !b) {
     return collate(a, b);
   }
+  // The texts move on only behind a pass that found them equal, so that one which ends early leaves prefix and number
+  // to be compared as text.
   for (;;) {
     const char* aEnd = nullptr;
     const char* bEnd = nullptr;
