@@ -1,7 +1,5 @@
 // The client's end of a session, on whatever a server may send, each message in two parts.
 
-#include <vector>
-
 #include "base/plat/config/Configuration.h"
 #include "fuzz/protoFuzz.h"
 #include "libs/fops/CFopsProto.h"

@@ -1,10 +1,8 @@
 // Configuration files out of arbitrary bytes: what was read must be valid UTF-8, and be the same once it is written and
 // read again, but for what the form is known not to carry.
 
-#include "base/plat/utf8.h"
 #include "fuzz/target.h"
 #include "libs/product/configFileFormat.h"
-#include "tests/support/TestStreams.h"
 
 namespace {
 

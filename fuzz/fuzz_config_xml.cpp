@@ -1,6 +1,5 @@
 // Configurations out of arbitrary descriptions: one that was taken in must go out, come in and go out the same.
 
-#include "base/plat/Exception.h"
 #include "base/plat/config/Configuration.h"
 #include "base/plat/logging/logging.h"
 #include "base/plat/usage/configXml.h"

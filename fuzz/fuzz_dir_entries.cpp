@@ -1,14 +1,11 @@
 // The reader of entry lists: whatever it accepts must come out the same when written and read again.
 
 #include <algorithm>
-#include <vector>
 
-#include "base/plat/Exception.h"
 #include "base/plat/config/Configuration.h"
 #include "fuzz/target.h"
 #include "libs/fops/DirEntry.h"
 #include "libs/fops/dirEntryIo.h"
-#include "tests/support/TestStreams.h"
 
 namespace {
 

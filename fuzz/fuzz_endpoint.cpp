@@ -2,7 +2,6 @@
 
 #include "base/io/endpoint.h"
 #include "base/io/exceptions.h"
-#include "base/plat/utf8.h"
 #include "fuzz/target.h"
 
 namespace {

@@ -2,13 +2,10 @@
 // no input may break the bookkeeping of the framing.
 
 #include <optional>
-#include <vector>
 
 #include "base/plat/AssertionFail.h"
 #include "base/rdr/InStreamV4.h"
-#include "base/rdr/exceptions.h"
 #include "fuzz/target.h"
-#include "tests/support/TestStreams.h"
 
 namespace {
 

@@ -1,14 +1,9 @@
 // String files out of arbitrary bytes: what comes out is valid UTF-8, and written down again it reads as the same
 // entries, without a complaint.
 
-#include <utility>
-#include <vector>
-
 #include "base/loc/PoParser.h"
 #include "base/plat/log/LogDest.h"
 #include "base/plat/logging/logging.h"
-#include "base/plat/utf8.h"
-#include "base/rdr/exceptions.h"
 #include "fuzz/target.h"
 
 namespace {

@@ -1,8 +1,6 @@
 // Lines out of arbitrary bytes: against a plain model, and repaired lines must be valid UTF-8.
 
 #include "base/plat/DString.h"
-#include "base/plat/utf8.h"
-#include "base/rdr/exceptions.h"
 #include "fuzz/target.h"
 
 namespace {

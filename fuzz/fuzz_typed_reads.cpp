@@ -2,11 +2,8 @@
 // the stream at its checkpoint whenever it runs dry.
 
 #include "base/plat/DString.h"
-#include "base/plat/Exception.h"
 #include "base/plat/String.h"
-#include "base/rdr/exceptions.h"
 #include "fuzz/target.h"
-#include "tests/support/TestStreams.h"
 
 namespace {
 

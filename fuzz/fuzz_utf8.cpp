@@ -1,7 +1,6 @@
 // Decoding, checking, repairing and escaping have to agree on what is well-formed.
 
 #include "base/plat/strings.h"
-#include "base/plat/utf8.h"
 #include "fuzz/target.h"
 
 namespace {

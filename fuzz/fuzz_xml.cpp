@@ -1,6 +1,5 @@
 // Trees out of arbitrary bytes: written out again from the tree, a text must give the same tree.
 
-#include "base/plat/utf8.h"
 #include "base/xml/Document.h"
 #include "base/xml/escape.h"
 #include "fuzz/target.h"

@@ -5,10 +5,16 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
+#include "base/plat/Exception.h"
+#include "base/plat/utf8.h"
 #include "base/rdr/MemInStream.h"
+#include "base/rdr/exceptions.h"
+#include "tests/support/TestStreams.h"
 
-// What every target begins with. A target is one source, which includes this and defines fuzz::run().
+// What every target begins with. A target is one source that includes this and defines fuzz::run().
 
 namespace fuzz {
 

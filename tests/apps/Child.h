@@ -9,7 +9,7 @@ std::string kelfops();
 /// A launched program of which standard output and standard error are kept in files and looked at when it has ended.
 ///
 /// A test that forgets to wait has it killed by the destructor.
-class Child {
+class Child : private plat::NonCopyable {
 public:
   static constexpr int LinkNumber = 3;
 
@@ -17,8 +17,6 @@ public:
   /// @param linkFd becomes descriptor LinkNumber in the child; -1 for none.
   explicit Child(const std::vector<std::string>& words, const std::function<void()>& prepare = {}, int linkFd = -1);
   ~Child();
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
 
   /// Waits, at most half a minute (the test fails then): the exit code, or the negative signal number.
   int wait();

@@ -1,9 +1,5 @@
 #include "tests/apps/RawPeer.h"
 
-#include <sys/socket.h>
-
-#include "tests/support/TestStreams.h"
-
 RawPeer::RawPeer(const std::vector<std::string>& settings, const std::function<void()>& prepare) {
   int fds[2];
   socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "tests/apps/Child.h"
-#include "tests/support/Body.h"
 
 using test::Body;
 

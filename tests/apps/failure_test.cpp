@@ -1,8 +1,6 @@
 // What a broken peer or a broken machine can do to the helper: each case with its outcome, and nothing half-written
 // left on disk.
 
-#include <thread>
-
 #include <sys/resource.h>
 
 #include "tests/apps/RawPeer.h"

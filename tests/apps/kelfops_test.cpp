@@ -1,10 +1,6 @@
 // The command-line program as people and scripts use it, against the real helper over each kind of link.
 
-#include <chrono>
-#include <thread>
-
 #include "tests/apps/Child.h"
-#include "tests/support/TestStreams.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
 // How the helper starts, finds its parent and ends: exit codes, links, the proof of the secret.
 
-#include <sys/socket.h>
 #include <sys/un.h>
 
 #include "tests/apps/RawPeer.h"

@@ -4,7 +4,6 @@
 #include <sys/prctl.h>
 
 #include "tests/apps/Child.h"
-#include "tests/support/Unprivileged.h"
 
 namespace {
 

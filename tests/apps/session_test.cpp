@@ -1,7 +1,6 @@
 // One session of the real helper, byte by byte: what goes in, what comes out, what stands on disk.
 
 #include "tests/apps/RawPeer.h"
-#include "tests/support/TestStreams.h"
 
 namespace {
 

@@ -3,21 +3,20 @@
 #include <functional>
 #include <utility>
 
+#include "base/plat/NonCopyable.h"
 #include "base/plat/Time.h"
 #include "base/plat/time/Timer.h"
 
 namespace test {
 
 /// Moves the monotonic clock by hand, for as long as it lives; it stands still in between. One at a time.
-class ManualClock {
+class ManualClock : private plat::NonCopyable {
 public:
   ManualClock() {
     state() = {};
     plat::setMonoTimeHook(&ManualClock::read);
   }
   ~ManualClock() { plat::setMonoTimeHook(nullptr); }
-  ManualClock(const ManualClock&) = delete;
-  ManualClock& operator=(const ManualClock&) = delete;
 
   plat::FileTime now() const { return state().now; }
   void advanceMs(int ms) { state().now += ms * plat::TicksPerMs; }

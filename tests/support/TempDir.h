@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/plat/NonCopyable.h"
+
 namespace test {
 
 /// A private folder on disk for one test: made empty below the system's folder for temporary files, gone at the end.
@@ -14,12 +16,10 @@ namespace test {
 ///            away.
 /// Names are relative to path(); they may hold slashes. Failures of the helpers throw std::runtime_error, so that a
 /// broken set-up ends the test.
-class TempDir {
+class TempDir : private plat::NonCopyable {
 public:
   TempDir();
   ~TempDir();
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
 
   /// Absolute, free of links, without a trailing slash. The folder's mode is 0700.
   const std::string& path() const noexcept { return path_; }

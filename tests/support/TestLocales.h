@@ -7,6 +7,7 @@
 
 #include <locale.h>
 
+#include "base/plat/NonCopyable.h"
 #include "tests/support/TempDir.h"
 
 namespace test {
@@ -16,7 +17,7 @@ namespace test {
 ///
 /// Lifecycle: as long as it lives, LOCPATH names the folder that they lie in. A copy of the program that a death test
 /// starts again inherits that and makes nothing.
-class TestLocales {
+class TestLocales : private plat::NonCopyable {
 public:
   struct Locale {
     const char* source;   ///< such as "de_DE"
@@ -38,8 +39,6 @@ public:
       ::unsetenv("LOCPATH");
     }
   }
-  TestLocales(const TestLocales&) = delete;
-  TestLocales& operator=(const TestLocales&) = delete;
 
   /// False where the machine lacks the tool or the sources for one of the locales.
   bool complete() const noexcept { return complete_; }
@@ -60,11 +59,7 @@ private:
 
   static bool isKnown(const char* name) {
     const locale_t object = ::newlocale(LC_ALL_MASK, name, locale_t{});
-    if (!object) {
-      return false;
-    }
-    ::freelocale(object);
-    return true;
+    return object && (::freelocale(object), true);
   }
 
   std::unique_ptr<TempDir> dir_;  ///< null if LOCPATH was there before

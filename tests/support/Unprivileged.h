@@ -5,12 +5,14 @@
 
 #include <unistd.h>
 
+#include "base/plat/NonCopyable.h"
+
 namespace test {
 
 /// Takes root's rights over files away from the process for as long as it lives, so that tests of refused access also
 /// mean something when root runs them. Without effect for any other user. Folders that the test goes on working in are
 /// handed over with give().
-class Unprivileged {
+class Unprivileged : private plat::NonCopyable {
 public:
   Unprivileged() {
     if (wasRoot_ && ::seteuid(Nobody) != 0) {
@@ -22,8 +24,6 @@ public:
       ::_exit(99);  // no later test may run with the wrong rights
     }
   }
-  Unprivileged(const Unprivileged&) = delete;
-  Unprivileged& operator=(const Unprivileged&) = delete;
 
   /// To be called before construction: makes the unprivileged user the owner of `path`.
   static void give(const std::string& path) {

@@ -7,15 +7,15 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "base/plat/NonCopyable.h"
+
 namespace test {
 
 /// Closes its descriptor at the end.
-class Fd {
+class Fd : private plat::NonCopyable {
 public:
   Fd(int fd) noexcept : fd_(fd) {}
   ~Fd() { ::close(fd_); }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
   operator int() const noexcept { return fd_; }
 
 private:
@@ -23,7 +23,7 @@ private:
 };
 
 /// Another limit of the descriptors' numbers, or the highest there may be, while it lives.
-class FdLimit {
+class FdLimit : private plat::NonCopyable {
 public:
   explicit FdLimit(rlim_t limit) {
     ::getrlimit(RLIMIT_NOFILE, &found_);
@@ -31,8 +31,6 @@ public:
     ::setrlimit(RLIMIT_NOFILE, &changed);
   }
   ~FdLimit() { ::setrlimit(RLIMIT_NOFILE, &found_); }
-  FdLimit(const FdLimit&) = delete;
-  FdLimit& operator=(const FdLimit&) = delete;
 
 private:
   rlimit found_ = {};

@@ -24,8 +24,8 @@ public:
   /// Null if the system has none.
   Function* get() {
     const std::uintptr_t known = found_.load(std::memory_order_acquire);
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): an atomic holds a number, so that there is one more value than
-    // addresses
+    // An atomic number, not a pointer, since it needs one more value than there are addresses.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     return known != NotAsked ? reinterpret_cast<Function*>(known) : lookUp();
   }
 

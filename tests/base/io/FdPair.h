@@ -6,7 +6,7 @@ namespace test {
 
 /// A connected pair of stream sockets. The test plays the peer on the far end, which never waits; the near end is for
 /// the object under test, which may take it over.
-class FdPair {
+class FdPair : private plat::NonCopyable {
 public:
   FdPair() {
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds_) != 0) {
@@ -18,8 +18,6 @@ public:
     closeNear();
     closeFar();
   }
-  FdPair(const FdPair&) = delete;
-  FdPair& operator=(const FdPair&) = delete;
 
   int near() const { return fds_[0]; }
   int takeNear() { return std::exchange(fds_[0], -1); }

@@ -1,12 +1,8 @@
-#include <gtest/gtest.h>
-
 #include "base/plat/DString.h"
 #include "base/plat/String.h"
 #include "base/rdr/InStreamV4.h"
 #include "base/rdr/OutStreamV4.h"
-#include "base/rdr/exceptions.h"
-#include "tests/support/TestStreams.h"
-#include "tests/support/thrown.h"
+#include "tests/support/prelude.h"
 
 using namespace std::string_view_literals;
 using namespace test;

@@ -3,7 +3,6 @@
 #include "libs/fops/DirEntry.h"
 
 #include "base/rdr/MemInStream.h"
-#include "base/rdr/exceptions.h"
 #include "libs/fops/dirEntryIo.h"
 #include "libs/fops/exceptions.h"
 #include "libs/fops/local/LocalFsRoot.h"

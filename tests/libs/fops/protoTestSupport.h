@@ -121,14 +121,12 @@ void runCutAtEachByte(Proto& proto, const std::string& wire, const Take& take, c
 }
 
 /// Sets a parameter for as long as it lives.
-class ParameterValue {
+class ParameterValue : private plat::NonCopyable {
 public:
   ParameterValue(const char* name, const char* value) : name_(name) {
     plat::Configuration::global().set(name, value, Priority);
   }
   ~ParameterValue() { plat::Configuration::global().find(name_, true)->unsetParam(Priority, false); }
-  ParameterValue(const ParameterValue&) = delete;
-  ParameterValue& operator=(const ParameterValue&) = delete;
 
 private:
   static constexpr int Priority = 40;

@@ -1,4 +1,3 @@
-#include <array>
 
 #include "base/plat/Time.h"
 #include "base/rdr/MemInStream.h"

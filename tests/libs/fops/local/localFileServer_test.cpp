@@ -5,7 +5,6 @@
 #include "libs/fops/local/metadata.h"
 #include "tests/base/io/MemIo.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/Unprivileged.h"
 
 namespace fops {
 namespace {

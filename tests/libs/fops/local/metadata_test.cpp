@@ -4,7 +4,6 @@
 #include "libs/fops/exceptions.h"
 #include "libs/fops/local/treeSize.h"
 #include "tests/libs/fops/protoTestSupport.h"
-#include "tests/support/Unprivileged.h"
 
 namespace fops {
 namespace {
